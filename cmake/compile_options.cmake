@@ -1,0 +1,16 @@
+# What every target of this project is compiled with, attached as the target trellis_options.
+
+add_library(trellis_options INTERFACE)
+target_compile_features(trellis_options INTERFACE cxx_std_20 c_std_11)
+target_compile_options(trellis_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(TRELLIS_WERROR)
+    target_compile_options(trellis_options INTERFACE -Werror)
+endif()
+if(TRELLIS_SANITIZE)
+    target_compile_options(trellis_options INTERFACE -fsanitize=address,undefined
+        -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(trellis_options INTERFACE -fsanitize=address,undefined)
+endif()
+
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_EXTENSIONS OFF)

@@ -1,0 +1,28 @@
+# `cmake --install`: library, headers, tool, pkg-config file and CMake package.
+
+include(CMakePackageConfigHelpers)
+
+install(TARGETS trellis EXPORT trellis
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY include/trellis DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+if(TRELLIS_BUILD_TOOL)
+    install(TARGETS trellis-tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+
+# The package files find their prefix from their own place, so an installed tree can be moved.
+file(RELATIVE_PATH TRELLIS_PREFIX_FROM_PKGCONFIG
+    /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+string(REGEX REPLACE "/$" "" TRELLIS_PREFIX_FROM_PKGCONFIG ${TRELLIS_PREFIX_FROM_PKGCONFIG})
+configure_file(packaging/trellis.pc.in trellis.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/trellis.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+set(TRELLIS_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/trellis)
+install(EXPORT trellis NAMESPACE trellis:: FILE trellis-targets.cmake DESTINATION ${TRELLIS_CMAKE_DIR})
+configure_package_config_file(packaging/trellis-config.cmake.in trellis-config.cmake
+    INSTALL_DESTINATION ${TRELLIS_CMAKE_DIR})
+write_basic_package_version_file(trellis-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES
+    ${PROJECT_BINARY_DIR}/trellis-config.cmake
+    ${PROJECT_BINARY_DIR}/trellis-config-version.cmake
+    DESTINATION ${TRELLIS_CMAKE_DIR})

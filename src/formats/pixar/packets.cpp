@@ -1,0 +1,321 @@
+#include "formats/pixar/packets.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace trellis::pixar {
+
+namespace {
+
+// Deep samples have 12 bits, low byte first. 2047 is white; the values just above it are whiter
+// than white, the highest ones stand for negative light.
+std::uint8_t deep_sample(const std::uint8_t* bytes) {
+    const unsigned int value = (bytes[0] + 256U * bytes[1]) & 0xFFFU;
+    if (value < 2048) {
+        return static_cast<std::uint8_t>(value >> 3);
+    }
+    return value < 3072 ? 255 : 0;
+}
+
+}  // namespace
+
+PixelCode::PixelCode(std::uint16_t format, bool deep) : format_(format), deep_(deep) {
+    add(red_bit, &Pixel::red);
+    add(green_bit, &Pixel::green);
+    add(blue_bit, &Pixel::blue);
+    add(matte_bit, &Pixel::matte);
+    if (format == red_bit || format == green_bit || format == blue_bit || format == matte_bit) {
+        single_channel_ = slots_[0];
+    }
+}
+
+void PixelCode::add(std::uint16_t bit, std::uint8_t Pixel::*slot) {
+    if ((format_ & bit) != 0) {
+        slots_[channels_++] = slot;
+        pixel_size_ += sample_size();
+    }
+}
+
+PixelCode PixelCode::without_matte() const {
+    return PixelCode(format_ & image_format, deep_);
+}
+
+std::uint8_t PixelCode::sample(const std::uint8_t* bytes) const {
+    return deep_ ? deep_sample(bytes) : bytes[0];
+}
+
+void PixelCode::decode(const std::uint8_t* bytes, std::size_t count, Pixel* pixels) const {
+    const std::uint16_t carried = format_ & cutout_format;
+    if (!deep_ && carried == cutout_format) {
+        std::memcpy(pixels, bytes, count * sizeof(Pixel));
+    } else if (!deep_ && carried == image_format) {
+        expand_rgb(bytes, count, pixels);
+    } else {
+        for (std::size_t i = 0; i < count; ++i) {
+            Pixel pixel;
+            for (std::size_t channel = 0; channel < channels_; ++channel) {
+                pixel.*slots_[channel] = sample(bytes);
+                bytes += sample_size();
+            }
+            pixels[i] = pixel;
+        }
+    }
+}
+
+void PixelCode::apply_single_channel(Pixel* pixels, std::size_t count) const {
+    if (single_channel_ == nullptr) {
+        return;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::uint8_t value = pixels[i].*single_channel_;
+        pixels[i] = {value, value, value, 0};
+    }
+}
+
+RowDecoder::RowDecoder(InputFile& file, const pixar_header& header)
+    : file_(file),
+      storage_(header.storage),
+      block_size_(header.block_size),
+      code_(header.format, is_deep(header.storage)),
+      colour_code_(code_.without_matte()),
+      fills_left_(file.size() / PacketHeader::size) {}
+
+Error RowDecoder::decode(std::span<Pixel> row) {
+    Error error = Error::unsupported;
+    if (is_packed(storage_)) {
+        error = decode_packets(row);
+    } else if (storage_ == dumped || storage_ == deep_dumped) {
+        error = decode_pixels(code_, row);
+    }
+    if (!failed(error)) {
+        code_.apply_single_channel(row.data(), row.size());
+    }
+    return error;
+}
+
+Error RowDecoder::skip(std::span<Pixel> row) {
+    if (storage_ != dumped && storage_ != deep_dumped) {
+        return decode(row);
+    }
+    const std::uint64_t size = row.size() * code_.pixel_size();
+    return size <= file_.remaining() ? file_.seek(file_.position() + size) : Error::read;
+}
+
+Error RowDecoder::decode_packets(std::span<Pixel> row) {
+    if (block_size_ <= 0) {
+        return Error::unsupported;
+    }
+    while (!row.empty()) {
+        const std::uint8_t* bytes = nullptr;
+        if (Error error = take(PacketHeader::size, bytes); failed(error)) {
+            return error;
+        }
+        const PacketHeader packet = PacketHeader::from_bytes(bytes[0], bytes[1]);
+        if (packet.type > PacketType::matte_run) {
+            return Error::unsupported;
+        }
+        if (packet.type == PacketType::fill) {
+            if (Error error = fill(); failed(error)) {
+                return error;
+            }
+            continue;
+        }
+        const bool one_matte =
+            packet.type == PacketType::matte_dump || packet.type == PacketType::matte_run;
+        const PixelCode& pixel_code = one_matte ? colour_code_ : code_;
+        std::uint8_t matte = 0;
+        if (one_matte) {
+            if (Error error = take(pixel_code.sample_size(), bytes); failed(error)) {
+                return error;
+            }
+            matte = pixel_code.sample(bytes);
+        }
+        std::size_t covered = 0;
+        Error error = Error::unsupported;
+        if (packet.type == PacketType::run || packet.type == PacketType::matte_run) {
+            error = decode_runs(pixel_code, packet.count, row, covered);
+        } else if (packet.count <= row.size()) {
+            covered = packet.count;
+            error = decode_pixels(pixel_code, row.first(covered));
+        }
+        if (failed(error)) {
+            return error;
+        }
+        if (one_matte) {
+            for (Pixel& pixel : row.first(covered)) {
+                pixel.matte = matte;
+            }
+        }
+        row = row.subspan(covered);
+        if (error = end_packet(); failed(error)) {
+            return error;
+        }
+    }
+    return Error::none;
+}
+
+Error RowDecoder::decode_pixels(const PixelCode& code, std::span<Pixel> pixels) {
+    const std::size_t pixel_size = code.pixel_size();
+    if (pixel_size == 0) {
+        std::fill(pixels.begin(), pixels.end(), Pixel{});
+        return Error::none;
+    }
+    while (!pixels.empty()) {
+        const std::span<const std::uint8_t> bytes = file_.window(pixel_size);
+        const std::size_t count = std::min(pixels.size(), bytes.size() / pixel_size);
+        if (count == 0) {
+            return Error::read;
+        }
+        code.decode(bytes.data(), count, pixels.data());
+        file_.consume(count * pixel_size);
+        block_used_ += static_cast<std::int64_t>(count * pixel_size);
+        pixels = pixels.subspan(count);
+    }
+    return Error::none;
+}
+
+Error RowDecoder::decode_runs(const PixelCode& code, std::size_t runs, std::span<Pixel> row,
+                              std::size_t& covered) {
+    // A run length is one byte before 8-bit samples and two bytes, high byte first, before deep
+    // ones.
+    const std::size_t length_size = code.sample_size();
+    for (; runs > 0; --runs) {
+        const std::uint8_t* bytes = nullptr;
+        if (Error error = take(length_size + code.pixel_size(), bytes); failed(error)) {
+            return error;
+        }
+        const std::size_t length = (length_size == 2 ? bytes[0] * 256U + bytes[1] : bytes[0]) + 1U;
+        if (length > row.size() - covered) {
+            return Error::unsupported;
+        }
+        Pixel pixel;
+        code.decode(bytes + length_size, 1, &pixel);
+        std::fill_n(row.begin() + static_cast<std::ptrdiff_t>(covered), length, pixel);
+        covered += length;
+    }
+    return Error::none;
+}
+
+// A fill packet pads its block: what follows starts at the next one.
+Error RowDecoder::fill() {
+    // Each takes at least its header, so there are no more of them than the file has room for. A
+    // file that points many tiles at one stretch of fill packets must not cost more than that.
+    if (fills_left_ == 0) {
+        return Error::unsupported;
+    }
+    --fills_left_;
+    const std::int64_t rest = std::max<std::int64_t>(0, block_size_ - block_used_);
+    block_used_ = 0;
+    return failed(file_.seek(file_.position() + static_cast<std::uint64_t>(rest))) ? Error::read
+                                                                                   : Error::none;
+}
+
+// A single byte left over at the end of a block is padding.
+Error RowDecoder::end_packet() {
+    if (block_used_ == block_size_ - 1) {
+        const std::uint8_t* padding = nullptr;
+        if (Error error = take(1, padding); failed(error)) {
+            return error;
+        }
+    }
+    if (block_used_ >= block_size_ - 1) {
+        block_used_ = 0;
+    }
+    return Error::none;
+}
+
+Error RowDecoder::take(std::size_t size, const std::uint8_t*& bytes) {
+    const std::span<const std::uint8_t> window = file_.window(size);
+    if (window.size() < size) {
+        return Error::read;
+    }
+    bytes = window.data();
+    file_.consume(size);
+    block_used_ += static_cast<std::int64_t>(size);
+    return Error::none;
+}
+
+Error RowEncoder::encode(std::span<const Pixel> row) {
+    while (!row.empty()) {
+        const Packet packet = form_packet(row);
+        if (Error error = write(packet); failed(error)) {
+            return error;
+        }
+        row = row.subspan(packet.pixels);
+    }
+    return Error::none;
+}
+
+// Appends the present channels of pixels to a packet body.
+std::size_t RowEncoder::put(const Pixel* pixels, std::size_t count, std::uint8_t* bytes) const {
+    if (channels_ == 4) {
+        std::memcpy(bytes, pixels, 4 * count);
+        return 4 * count;
+    }
+    pack_rgb(pixels, count, bytes);
+    return 3 * count;
+}
+
+// Forms the next packet of a row: runs when two equal pixels stand at its start, else a dump that
+// ends before the next two equal pixels.
+RowEncoder::Packet RowEncoder::form_packet(std::span<const Pixel> span) {
+    constexpr std::size_t longest_run = 256;
+    constexpr std::size_t longest_span = 4096;
+    const std::size_t n = std::min(span.size(), longest_span);
+    const auto pixel_size = static_cast<std::size_t>(channels_);
+    const std::size_t body_room = block_size - PacketHeader::size;
+
+    // Packets end early enough to fit an empty block.
+    const std::size_t most_runs = body_room / (1 + pixel_size);
+    const std::size_t most_pixels = body_room / pixel_size;
+
+    std::size_t size = 0;
+    std::size_t i = 0;
+    unsigned int runs = 0;
+    while (runs < most_runs && i + 1 < n && same(span[i], span[i + 1])) {
+        const std::size_t limit = std::min(n, i + longest_run);
+        std::size_t end = i + 2;
+        while (end < limit && same(span[i], span[end])) {
+            ++end;
+        }
+        body_[size++] = static_cast<std::uint8_t>(end - i - 1);
+        size += put(&span[i], 1, &body_[size]);
+        ++runs;
+        i = end;
+    }
+    if (runs > 0) {
+        return {{runs, PacketType::run}, PacketHeader::size + size, i};
+    }
+
+    const std::size_t limit = std::min(n, most_pixels);
+    std::size_t count = 1;
+    while (count < limit && !(count + 1 < n && same(span[count], span[count + 1]))) {
+        ++count;
+    }
+    size = put(span.data(), count, body_.data());
+    return {{static_cast<unsigned int>(count), PacketType::dump}, PacketHeader::size + size, count};
+}
+
+Error RowEncoder::write(const Packet& packet) {
+    // A packet must leave its block full or with room for a fill packet's header.
+    const std::size_t end = block_used_ + packet.size;
+    if (end > block_size - PacketHeader::size && end != block_size) {
+        // The fill packet's count field repeats that of the packet which it keeps waiting.
+        const PacketHeader filler = {packet.header.count, PacketType::fill};
+        if (Error error = file_.write_record(filler.bytes()); failed(error)) {
+            return error;
+        }
+        const std::size_t rest = block_size - block_used_ - PacketHeader::size;
+        if (Error error = file_.write_zeros(rest); failed(error)) {
+            return error;
+        }
+        block_used_ = 0;
+    }
+    if (Error error = file_.write_record(packet.header.bytes()); failed(error)) {
+        return error;
+    }
+    block_used_ = (block_used_ + packet.size) % block_size;
+    return file_.write(body_.data(), packet.size - PacketHeader::size);
+}
+
+}  // namespace trellis::pixar

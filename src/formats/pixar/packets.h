@@ -1,0 +1,132 @@
+#pragma once
+
+// The packet code: rows of pixels as runs and dumps, in blocks that no packet straddles.
+//
+// A packet is a 2-byte header (count and type) and a body; docs/formats/pixar.md has the table.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "formats/pixar/header.h"
+#include "formats/pixar/pixels.h"
+#include "frame/error.h"
+#include "frame/file.h"
+
+namespace trellis::pixar {
+
+enum class PacketType : std::uint8_t {
+    fill = 0,        // the rest of the block is padding
+    dump = 1,        // count pixels
+    run = 2,         // count runs, each a run length and a pixel
+    matte_dump = 3,  // one matte sample for the packet, then count pixels without matte
+    matte_run = 4,   // one matte sample for the packet, then count runs without matte
+};
+
+struct PacketHeader {
+    static constexpr std::size_t size = 2;
+
+    unsigned int count;  // 1 to 4096
+    PacketType type;
+
+    static constexpr PacketHeader from_bytes(std::uint8_t first, std::uint8_t second) {
+        return {first + 256U * (second & 15U) + 1U, static_cast<PacketType>(second >> 4)};
+    }
+
+    constexpr std::array<std::uint8_t, size> bytes() const {
+        const unsigned int stored = count - 1;
+        return {static_cast<std::uint8_t>(stored & 0xFF),
+                static_cast<std::uint8_t>(static_cast<unsigned int>(type) << 4 |
+                                          ((stored >> 8) & 15U))};
+    }
+};
+
+/// How the bytes of a pixel in the file become the slots of a Pixel.
+class PixelCode {
+  public:
+    PixelCode(std::uint16_t format, bool deep);
+
+    /// The same samples without the matte, as packets with one matte for all pixels have them.
+    PixelCode without_matte() const;
+
+    std::size_t pixel_size() const { return pixel_size_; }
+    std::size_t sample_size() const { return deep_ ? 2 : 1; }
+
+    std::uint8_t sample(const std::uint8_t* bytes) const;
+
+    /// Decodes `count` pixels. Channels that the file does not carry become 0.
+    void decode(const std::uint8_t* bytes, std::size_t count, Pixel* pixels) const;
+
+    /// A file with a single channel is a grey picture: its value in red, green and blue, no matte.
+    void apply_single_channel(Pixel* pixels, std::size_t count) const;
+
+  private:
+    void add(std::uint16_t bit, std::uint8_t Pixel::*slot);
+
+    std::uint16_t format_;
+    bool deep_;
+    std::size_t pixel_size_ = 0;
+    std::uint8_t Pixel::*slots_[4] = {};
+    std::size_t channels_ = 0;
+    std::uint8_t Pixel::*single_channel_ = nullptr;
+};
+
+/// Decodes the rows of tiles, one after the other, from the file's position onward.
+class RowDecoder {
+  public:
+    RowDecoder(InputFile& file, const pixar_header& header);
+
+    void start_tile() { block_used_ = 0; }
+
+    /// Decodes the next row into `row`, which is one tile wide.
+    Error decode(std::span<Pixel> row);
+
+    /// Moves past the next row. `row` is scratch space: packets must be decoded to be passed.
+    Error skip(std::span<Pixel> row);
+
+  private:
+    Error decode_packets(std::span<Pixel> row);
+    Error decode_pixels(const PixelCode& code, std::span<Pixel> pixels);
+    Error decode_runs(const PixelCode& code, std::size_t runs, std::span<Pixel> row,
+                      std::size_t& covered);
+    Error fill();
+    Error end_packet();
+    Error take(std::size_t size, const std::uint8_t*& bytes);
+
+    InputFile& file_;
+    std::uint16_t storage_;
+    std::int64_t block_size_;
+    PixelCode code_;
+    PixelCode colour_code_;
+    std::int64_t block_used_ = 0;  // packet bytes consumed in the current block
+    std::uint64_t fills_left_;     // fill packets that the whole file has room for
+};
+
+/// Codes rows of 8-bit pixels as packets, in blocks counted from the file's position at its making.
+class RowEncoder {
+  public:
+    static constexpr std::size_t block_size = 8192;
+
+    RowEncoder(OutputFile& file, int channels) : file_(file), channels_(channels) {}
+
+    Error encode(std::span<const Pixel> row);
+
+  private:
+    struct Packet {
+        PacketHeader header;
+        std::size_t size;    // bytes, header included
+        std::size_t pixels;  // of the row that it covers
+    };
+
+    std::size_t put(const Pixel* pixels, std::size_t count, std::uint8_t* bytes) const;
+    Packet form_packet(std::span<const Pixel> span);
+    Error write(const Packet& packet);
+
+    OutputFile& file_;
+    int channels_;
+    std::size_t block_used_ = 0;
+    std::array<std::uint8_t, block_size> body_;
+};
+
+}  // namespace trellis::pixar

@@ -1,0 +1,155 @@
+#include "formats/pixar/pixels.h"
+
+#include <immintrin.h>
+
+#include "frame/cpu.h"
+
+// Each routine comes as a vector kernel that handles the front of the row and returns how many
+// pixels it did, and a plain loop that says what is to be done and finishes the row.
+
+namespace trellis::pixar {
+
+namespace {
+
+#define TRELLIS_AVX2 __attribute__((target("avx2")))
+
+TRELLIS_AVX2 __m256i load(const void* source) {
+    return _mm256_loadu_si256(static_cast<const __m256i*>(source));
+}
+
+TRELLIS_AVX2 void store(void* destination, __m256i value) {
+    _mm256_storeu_si256(static_cast<__m256i*>(destination), value);
+}
+
+// The same byte shuffle within every group of 16 bytes.
+TRELLIS_AVX2 __m256i pattern(char b0, char b1, char b2, char b3, char b4, char b5, char b6, char b7,
+                             char b8, char b9, char b10, char b11, char b12, char b13, char b14,
+                             char b15) {
+    return _mm256_broadcastsi128_si256(
+        _mm_setr_epi8(b0, b1, b2, b3, b4, b5, b6, b7, b8, b9, b10, b11, b12, b13, b14, b15));
+}
+
+TRELLIS_AVX2 std::size_t store_colour_avx2(const Pixel* row, std::size_t count,
+                                           std::uint8_t* colour) {
+    const __m256i reverse = pattern(3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12);
+    const __m256i spare = _mm256_set1_epi32(0xFF);
+    std::size_t x = 0;
+    for (; x + 8 <= count; x += 8) {
+        const __m256i reversed = _mm256_shuffle_epi8(load(row + x), reverse);
+        store(colour + 4 * x, _mm256_blendv_epi8(reversed, load(colour + 4 * x), spare));
+    }
+    return x;
+}
+
+TRELLIS_AVX2 std::size_t store_matte_avx2(const Pixel* row, std::size_t count,
+                                          std::uint8_t* matte) {
+    // Packing works within 16-byte halves; the permutation puts the eight groups back in order.
+    const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
+    std::size_t x = 0;
+    for (; x + 32 <= count; x += 32) {
+        const __m256i a = _mm256_srli_epi32(load(row + x), 24);
+        const __m256i b = _mm256_srli_epi32(load(row + x + 8), 24);
+        const __m256i c = _mm256_srli_epi32(load(row + x + 16), 24);
+        const __m256i d = _mm256_srli_epi32(load(row + x + 24), 24);
+        const __m256i packed =
+            _mm256_packus_epi16(_mm256_packus_epi32(a, b), _mm256_packus_epi32(c, d));
+        store(matte + x, _mm256_permutevar8x32_epi32(packed, order));
+    }
+    return x;
+}
+
+TRELLIS_AVX2 std::size_t gather_avx2(const std::uint8_t* colour, const std::uint8_t* matte,
+                                     std::size_t count, Pixel* row) {
+    const __m256i reverse = pattern(3, 2, 1, -1, 7, 6, 5, -1, 11, 10, 9, -1, 15, 14, 13, -1);
+    std::size_t x = 0;
+    for (; x + 8 <= count; x += 8) {
+        __m256i pixels = _mm256_setzero_si256();
+        if (colour != nullptr) {
+            pixels = _mm256_shuffle_epi8(load(colour + 4 * x), reverse);
+        }
+        if (matte != nullptr) {
+            const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(matte + x));
+            pixels = _mm256_or_si256(pixels, _mm256_slli_epi32(_mm256_cvtepu8_epi32(bytes), 24));
+        }
+        store(row + x, pixels);
+    }
+    return x;
+}
+
+TRELLIS_AVX2 std::size_t expand_rgb_avx2(const std::uint8_t* samples, std::size_t count,
+                                         Pixel* row) {
+    const __m256i spread = pattern(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
+    std::size_t x = 0;
+    // A load takes 16 bytes where 12 are meant: two more pixels must follow.
+    for (; x + 10 <= count; x += 8) {
+        const auto* from = reinterpret_cast<const __m128i*>(samples + 3 * x);
+        const auto* next = reinterpret_cast<const __m128i*>(samples + 3 * x + 12);
+        const __m256i both = _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128(from)),
+                                                     _mm_loadu_si128(next), 1);
+        store(row + x, _mm256_shuffle_epi8(both, spread));
+    }
+    return x;
+}
+
+TRELLIS_AVX2 std::size_t pack_rgb_avx2(const Pixel* row, std::size_t count, std::uint8_t* samples) {
+    const __m256i squeeze = pattern(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
+    std::size_t x = 0;
+    // A store writes 16 bytes where 12 are meant: two more pixels must follow and overwrite them.
+    for (; x + 10 <= count; x += 8) {
+        const __m256i packed = _mm256_shuffle_epi8(load(row + x), squeeze);
+        auto* to = reinterpret_cast<__m128i*>(samples + 3 * x);
+        auto* next = reinterpret_cast<__m128i*>(samples + 3 * x + 12);
+        _mm_storeu_si128(to, _mm256_castsi256_si128(packed));
+        _mm_storeu_si128(next, _mm256_extracti128_si256(packed, 1));
+    }
+    return x;
+}
+
+}  // namespace
+
+void store_row(const Pixel* row, std::size_t count, std::uint8_t* colour, std::uint8_t* matte) {
+    if (colour != nullptr) {
+        for (std::size_t x = use_avx2() ? store_colour_avx2(row, count, colour) : 0; x < count;
+             ++x) {
+            colour[4 * x + 1] = row[x].blue;
+            colour[4 * x + 2] = row[x].green;
+            colour[4 * x + 3] = row[x].red;
+        }
+    }
+    if (matte != nullptr) {
+        for (std::size_t x = use_avx2() ? store_matte_avx2(row, count, matte) : 0; x < count; ++x) {
+            matte[x] = row[x].matte;
+        }
+    }
+}
+
+void gather_row(const std::uint8_t* colour, const std::uint8_t* matte, std::size_t count,
+                Pixel* row) {
+    for (std::size_t x = use_avx2() ? gather_avx2(colour, matte, count, row) : 0; x < count; ++x) {
+        row[x] = {};
+        if (colour != nullptr) {
+            row[x].blue = colour[4 * x + 1];
+            row[x].green = colour[4 * x + 2];
+            row[x].red = colour[4 * x + 3];
+        }
+        if (matte != nullptr) {
+            row[x].matte = matte[x];
+        }
+    }
+}
+
+void expand_rgb(const std::uint8_t* samples, std::size_t count, Pixel* row) {
+    for (std::size_t x = use_avx2() ? expand_rgb_avx2(samples, count, row) : 0; x < count; ++x) {
+        row[x] = {samples[3 * x], samples[3 * x + 1], samples[3 * x + 2], 0};
+    }
+}
+
+void pack_rgb(const Pixel* row, std::size_t count, std::uint8_t* samples) {
+    for (std::size_t x = use_avx2() ? pack_rgb_avx2(row, count, samples) : 0; x < count; ++x) {
+        samples[3 * x] = row[x].red;
+        samples[3 * x + 1] = row[x].green;
+        samples[3 * x + 2] = row[x].blue;
+    }
+}
+
+}  // namespace trellis::pixar

@@ -1,0 +1,37 @@
+#pragma once
+
+// Pixels between the file's channel order and the host's 8-bit buffers.
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+
+namespace trellis::pixar {
+
+/// One decoded pixel of a row. A channel that the file does not carry is 0.
+struct Pixel {
+    std::uint8_t red = 0;
+    std::uint8_t green = 0;
+    std::uint8_t blue = 0;
+    std::uint8_t matte = 0;
+};
+
+static_assert(sizeof(Pixel) == 4, "a row of pixels has the layout of dumped four-channel samples");
+
+inline bool same(Pixel a, Pixel b) {
+    return std::bit_cast<std::uint32_t>(a) == std::bit_cast<std::uint32_t>(b);
+}
+
+/// Stores a row into the host's buffers: bytes 3, 2 and 1 of each colour pixel, whose byte 0 keeps
+/// its value, and the matte bytes. Either buffer may be null.
+void store_row(const Pixel* row, std::size_t count, std::uint8_t* colour, std::uint8_t* matte);
+
+/// The reverse. The channels of a null buffer become 0.
+void gather_row(const std::uint8_t* colour, const std::uint8_t* matte, std::size_t count,
+                Pixel* row);
+
+/// Three-channel samples (red, green, blue bytes) to pixels without matte, and back.
+void expand_rgb(const std::uint8_t* samples, std::size_t count, Pixel* row);
+void pack_rgb(const Pixel* row, std::size_t count, std::uint8_t* samples);
+
+}  // namespace trellis::pixar

@@ -1,0 +1,136 @@
+#include "formats/pixar/writer.h"
+
+#include <cstring>
+#include <span>
+
+#include "trellis/settings.h"
+
+#include "formats/pixar/header.h"
+#include "formats/pixar/packets.h"
+#include "frame/file.h"
+#include "frame/memory.h"
+
+namespace trellis::pixar {
+
+namespace {
+
+constexpr std::int64_t largest_side = INT16_MAX;
+constexpr char creator_label[] = "Picture file written by the raster I/O library";
+
+pixar_header make_header(const Rectangle& rectangle, bool compress, std::uint16_t format) {
+    pixar_header header{};
+    std::memcpy(header.magic, magic, sizeof magic);
+    std::memcpy(header.label, creator_label, sizeof creator_label);
+    header.height = header.tile_height = static_cast<std::int16_t>(rectangle.height());
+    header.width = header.tile_width = static_cast<std::int16_t>(rectangle.width());
+    header.format = format;
+    header.storage = compress ? packets : dumped;
+    header.block_size = static_cast<std::int16_t>(RowEncoder::block_size);
+    return header;
+}
+
+Error write_tile_pointers(OutputFile& file, std::span<const tile_pointer> table) {
+    return file.write(table.data(), table.size_bytes());
+}
+
+// Zero bytes up to the next multiple of the block size.
+Error pad_to_block(OutputFile& file, const pixar_header& header) {
+    const auto block = static_cast<std::uint64_t>(header.block_size);
+    return file.write_zeros((block - file.position() % block) % block);
+}
+
+// One byte a sample, in channel order, as much of the row at a time as the file's buffer takes.
+Error write_dumped(OutputFile& file, std::span<const Pixel> row, std::uint16_t format) {
+    if (format == cutout_format) {
+        return file.write(row.data(), row.size_bytes());
+    }
+    constexpr std::size_t most_pixels = io_buffer_size / 3;
+    while (!row.empty()) {
+        const std::size_t count = row.size() < most_pixels ? row.size() : most_pixels;
+        std::uint8_t* samples = file.room(3 * count);
+        if (samples == nullptr) {
+            return Error::write;
+        }
+        pack_rgb(row.data(), count, samples);
+        file.append(3 * count);
+        row = row.subspan(count);
+    }
+    return Error::none;
+}
+
+// The picture's only tile, from its top row, which is the rectangle's highest buffer row.
+Error write_rows(OutputFile& file, const pixar_header& header, const Rectangle& rectangle,
+                 const Colour8& colour, const Matte8& matte) {
+    Block<Pixel> row;
+    if (Error error = row.allocate(static_cast<std::uint64_t>(rectangle.width())); failed(error)) {
+        return error;
+    }
+    RowEncoder encoder(file, channel_count(header.format));
+    for (std::int64_t k = rectangle.height() - 1; k >= 0; --k) {
+        occaisional_update_progress_trellis_(static_cast<float>(rectangle.height() - k) /
+                                             static_cast<float>(rectangle.height()));
+        const std::int64_t y = rectangle.y0 + k;
+        gather_row(colour.pixel(rectangle.x0, y), matte.pixel(rectangle.x0, y), row.size(),
+                   row.data());
+        Error error = is_packed(header.storage) ? encoder.encode(row.span())
+                                                : write_dumped(file, row.span(), header.format);
+        if (failed(error)) {
+            return error;
+        }
+    }
+    return Error::none;
+}
+
+Error write_picture(OutputFile& file, const pixar_header& header, const Rectangle& rectangle,
+                    const Colour8& colour, const Matte8& matte) {
+    if (Error error = file.write_record(header); failed(error)) {
+        return error;
+    }
+    // The table goes out empty first, so that a save which fails half-way leaves an absent tile.
+    const std::uint64_t table_position = file.position();
+    tile_pointer tile{};
+    if (Error error = write_tile_pointers(file, {&tile, 1}); failed(error)) {
+        return error;
+    }
+    if (Error error = pad_to_block(file, header); failed(error)) {
+        return error;
+    }
+    const std::uint64_t offset = file.position();
+    if (Error error = write_rows(file, header, rectangle, colour, matte); failed(error)) {
+        return error;
+    }
+    const std::uint64_t length = file.position() - offset;
+    if (length >= UINT32_MAX) {
+        return Error::write;  // the table cannot tell it
+    }
+    tile.offset = static_cast<std::uint32_t>(offset);
+    tile.length = static_cast<std::uint32_t>(length);
+    if (Error error = pad_to_block(file, header); failed(error)) {
+        return error;
+    }
+    if (Error error = file.seek(table_position); failed(error)) {
+        return error;
+    }
+    if (Error error = write_tile_pointers(file, {&tile, 1}); failed(error)) {
+        return error;
+    }
+    return file.flush();
+}
+
+}  // namespace
+
+Error save_pixar(const char* name, Colour8 colour, Matte8 matte, const Rectangle& rectangle,
+                 bool compress, std::uint16_t format) {
+    if (rectangle.empty() || rectangle.width() > largest_side ||
+        rectangle.height() > largest_side) {
+        return Error::window;
+    }
+    OutputFile file;
+    if (Error error = file.create(name); failed(error)) {
+        return error;
+    }
+    const pixar_header header = make_header(rectangle, compress, format);
+    return write_picture(file, header, rectangle, colour, matte);
+}
+
+}  // namespace trellis::pixar

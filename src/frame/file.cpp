@@ -1,0 +1,175 @@
+#include "frame/file.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace trellis {
+
+namespace {
+
+// What a pipe or device is believed to hold.
+constexpr std::uint64_t unknown_size = 1024 * 1024;
+
+// C streams without a buffer of their own: ours is the only one, so every transfer is as large as
+// we make it and every failure shows at the call that caused it.
+std::FILE* open_unbuffered(const char* name, const char* mode) {
+    std::FILE* file = name == nullptr ? nullptr : std::fopen(name, mode);
+    if (file != nullptr) {
+        std::setvbuf(file, nullptr, _IONBF, 0);
+    }
+    return file;
+}
+
+Error close_stream(std::FILE*& file) {
+    std::FILE* closing = file;
+    file = nullptr;
+    return closing == nullptr || std::fclose(closing) == 0 ? Error::none : Error::close;
+}
+
+Error seek_stream(std::FILE* file, std::uint64_t position) {
+    return position <= INT64_MAX && fseeko(file, static_cast<off_t>(position), SEEK_SET) == 0
+               ? Error::none
+               : Error::seek;
+}
+
+}  // namespace
+
+InputFile::~InputFile() {
+    static_cast<void>(close());
+}
+
+Error InputFile::open(const char* name) {
+    file_ = open_unbuffered(name, "r");
+    if (file_ == nullptr) {
+        return Error::open;
+    }
+    struct stat status {};
+    const bool is_regular = fstat(fileno(file_), &status) == 0 && S_ISREG(status.st_mode);
+    size_ = is_regular ? static_cast<std::uint64_t>(status.st_size) : unknown_size;
+    can_seek_ = ftello(file_) >= 0;
+    return Error::none;
+}
+
+Error InputFile::close() {
+    return close_stream(file_);
+}
+
+Error InputFile::seek(std::uint64_t position) {
+    const std::uint64_t ahead = last_ - first_;
+    if (position >= position_ && position - position_ <= ahead) {
+        consume(static_cast<std::size_t>(position - position_));
+        return Error::none;
+    }
+    if (Error error = seek_stream(file_, position); failed(error)) {
+        return error;
+    }
+    position_ = position;
+    first_ = last_ = 0;
+    return Error::none;
+}
+
+Error InputFile::read(void* destination, std::size_t size) {
+    const std::size_t from_buffer = std::min(size, last_ - first_);
+    if (from_buffer > 0) {
+        std::memcpy(destination, &buffer_[first_], from_buffer);
+        consume(from_buffer);
+    }
+    const std::size_t rest = size - from_buffer;
+    if (rest == 0) {
+        return Error::none;
+    }
+    const std::size_t got =
+        std::fread(static_cast<char*>(destination) + from_buffer, 1, rest, file_);
+    position_ += got;
+    return got == rest ? Error::none : Error::read;
+}
+
+std::span<const std::uint8_t> InputFile::window(std::size_t wanted) {
+    if (last_ - first_ < wanted) {
+        if (buffer_.size() == 0 && failed(buffer_.allocate(io_buffer_size))) {
+            return {};
+        }
+        if (last_ > first_) {
+            std::memmove(buffer_.data(), &buffer_[first_], last_ - first_);
+        }
+        last_ -= first_;
+        first_ = 0;
+        last_ += std::fread(&buffer_[last_], 1, io_buffer_size - last_, file_);
+    }
+    return {buffer_.data() + first_, last_ - first_};
+}
+
+OutputFile::~OutputFile() {
+    static_cast<void>(close());
+}
+
+Error OutputFile::create(const char* name) {
+    if (Error error = buffer_.allocate(io_buffer_size); failed(error)) {
+        return error;
+    }
+    file_ = open_unbuffered(name, "w");
+    return file_ == nullptr ? Error::open : Error::none;
+}
+
+Error OutputFile::flush() {
+    const std::size_t size = used_;
+    used_ = 0;
+    return std::fwrite(buffer_.data(), 1, size, file_) == size ? Error::none : Error::write;
+}
+
+Error OutputFile::close() {
+    return close_stream(file_);
+}
+
+Error OutputFile::seek(std::uint64_t position) {
+    if (Error error = flush(); failed(error)) {
+        return error;
+    }
+    if (Error error = seek_stream(file_, position); failed(error)) {
+        return error;
+    }
+    position_ = position;
+    return Error::none;
+}
+
+Error OutputFile::write(const void* source, std::size_t size) {
+    if (size > io_buffer_size - used_) {
+        if (Error error = flush(); failed(error)) {
+            return error;
+        }
+    }
+    position_ += size;
+    if (size > io_buffer_size) {
+        return std::fwrite(source, 1, size, file_) == size ? Error::none : Error::write;
+    }
+    if (size > 0) {
+        std::memcpy(&buffer_[used_], source, size);
+        used_ += size;
+    }
+    return Error::none;
+}
+
+Error OutputFile::write_zeros(std::uint64_t size) {
+    while (size > 0) {
+        const auto step = static_cast<std::size_t>(std::min<std::uint64_t>(size, io_buffer_size));
+        std::uint8_t* zeros = room(step);
+        if (zeros == nullptr) {
+            return Error::write;
+        }
+        std::memset(zeros, 0, step);
+        append(step);
+        size -= step;
+    }
+    return Error::none;
+}
+
+std::uint8_t* OutputFile::room(std::size_t size) {
+    if (size > io_buffer_size - used_ && failed(flush())) {
+        return nullptr;
+    }
+    return buffer_.data() + used_;
+}
+
+}  // namespace trellis

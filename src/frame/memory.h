@@ -1,0 +1,58 @@
+#pragma once
+
+// Temporary memory of one call, freed by scope.
+
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <span>
+#include <type_traits>
+
+#include "frame/error.h"
+
+namespace trellis {
+
+/// An array of plain values on the heap. Nothing throws: a failed allocation is Error::allocation.
+template <class T>
+requires std::is_trivially_copyable_v<T>
+class Block {
+  public:
+    Block() = default;
+    Block(const Block&) = delete;
+    Block& operator=(const Block&) = delete;
+    ~Block() { delete[] data_; }
+
+    /// Replaces the contents by `count` zero values.
+    Error allocate_zeroed(std::uint64_t count) { return take(count, true); }
+
+    /// Replaces the contents by `count` values that the caller writes before reading.
+    Error allocate(std::uint64_t count) { return take(count, false); }
+
+    T* data() { return data_; }
+    std::size_t size() const { return size_; }
+    T& operator[](std::size_t i) { return data_[i]; }
+    const T& operator[](std::size_t i) const { return data_[i]; }
+    std::span<T> span() { return {data_, size_}; }
+
+  private:
+    Error take(std::uint64_t count, bool zeroed) {
+        delete[] data_;
+        data_ = nullptr;
+        size_ = 0;
+        if (count > PTRDIFF_MAX / sizeof(T)) {
+            return Error::allocation;
+        }
+        const auto n = static_cast<std::size_t>(count);
+        data_ = zeroed ? new (std::nothrow) T[n]() : new (std::nothrow) T[n];
+        if (data_ == nullptr) {
+            return Error::allocation;
+        }
+        size_ = n;
+        return Error::none;
+    }
+
+    T* data_ = nullptr;
+    std::size_t size_ = 0;
+};
+
+}  // namespace trellis

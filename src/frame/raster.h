@@ -1,0 +1,47 @@
+#pragma once
+
+// The words that readers, writers and converters share: rectangles and views of the host's buffers.
+
+#include <cstddef>
+#include <cstdint>
+
+namespace trellis {
+
+/// An inclusive rectangle of buffer pixels. Sizes are 64-bit: corners may lie anywhere in 32 bits.
+struct Rectangle {
+    std::int64_t x0;
+    std::int64_t y0;
+    std::int64_t x1;
+    std::int64_t y1;
+
+    constexpr std::int64_t width() const { return x1 - x0 + 1; }
+    constexpr std::int64_t height() const { return y1 - y0 + 1; }
+    constexpr bool empty() const { return x1 < x0 || y1 < y0; }
+};
+
+/// A host's buffer: `channels` samples a pixel, rows `pitch` pixels apart, pixel (0, 0) at origin.
+/// A view without an origin stands for a buffer that the host did not give.
+template <class Sample, int channels>
+class BufferView {
+  public:
+    BufferView() = default;
+    BufferView(void* origin, int pitch) : origin_(static_cast<Sample*>(origin)), pitch_(pitch) {}
+
+    explicit operator bool() const { return origin_ != nullptr; }
+
+    /// The first sample of pixel (x, y); null without a buffer.
+    Sample* pixel(std::int64_t x, std::int64_t y) const {
+        return origin_ == nullptr ? nullptr : origin_ + (y * pitch_ + x) * channels;
+    }
+
+  private:
+    Sample* origin_ = nullptr;
+    std::int64_t pitch_ = 0;
+};
+
+using Colour8 = BufferView<std::uint8_t, 4>;    // spare, blue, green, red
+using Colour16 = BufferView<std::uint16_t, 3>;  // blue, green, red
+using Matte8 = BufferView<std::uint8_t, 1>;
+using Matte16 = BufferView<std::uint16_t, 1>;
+
+}  // namespace trellis
