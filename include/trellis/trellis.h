@@ -17,6 +17,7 @@
 /// overlap.
 
 #include "trellis/bytes.h"
+#include "trellis/convert.h"
 #include "trellis/errors.h"
 #include "trellis/pic_format.h"
 #include "trellis/settings.h"

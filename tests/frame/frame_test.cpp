@@ -1,0 +1,257 @@
+// Error messages, settings, byte-order helpers, file helpers and the last-header buffer.
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <bit>
+#include <cstdlib>
+#include <cstring>
+
+#include "trellis/trellis.h"
+
+#include "support/support.h"
+
+namespace {
+
+using support::Bytes;
+
+TEST(Errors, MessagesByCode) {
+    const struct {
+        int code;
+        const char* message;
+    } cases[] = {
+        {0, "No error trellis"},
+        {1, "Read error in trellis"},
+        {20, "Bad Magic: Incorrect file format in trellis"},
+        {39, "SMPTE: format not ACADEMY, CINEMASCOPE, SUPER35 or VISTAVISION"},
+        {49, "Header buffer not long enough"},
+        {64, "Internal QUIRE error: see console"},
+        {65, "Unknown error number in trellis"},
+        {-1, "Unknown error number in trellis"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_STREQ(err_msg_string_pic(static_cast<unsigned int>(c.code)), c.message) << c.code;
+    }
+}
+
+// Settings are process-wide, so one test walks through them, defaults first.
+TEST(Settings, DefaultsAndRules) {
+    int width = 0;
+    int height = 0;
+    EXPECT_EQ(inq_buffer_type_trellis(), 0);
+    EXPECT_EQ(inq_progress_interval_trellis_(), 30);
+    EXPECT_FLOAT_EQ(rinq_default_gamma_trellis_(), 2.2F);
+    EXPECT_EQ(inq_jpeg_quality_trellis_(), 90);
+    EXPECT_EQ(inq_cut_lantern_trellis(), 1);
+    EXPECT_EQ(inq_mask_lantern_trellis_(), 1);
+    EXPECT_EQ(inq_test_esc_during_load_trellis_(), 1);
+    EXPECT_EQ(inq_save_minipics_trellis(), 1);
+    EXPECT_EQ(inq_auto_detect_minis_trellis_() + inq_noextchk_trellis() +
+                  inq_match_noinfo_trellis() + inq_minipic_type_trellis() +
+                  inq_last_error_trellis() + inq_error_win_trellis_(),
+              0);
+    inq_size_1_minipic_trellis(&width, &height);
+    EXPECT_EQ(width * 1000 + height, 100075);
+    inq_size_2_minipic_trellis(&width, &height);
+    EXPECT_EQ(width * 1000 + height, 200150);
+    EXPECT_EQ(inq_apply_user_lut_trellis_(), 0);
+    EXPECT_EQ(inq_compressed_trellis(), 2);
+
+    EXPECT_EQ(set_error_win_trellis_(5), 1);
+    EXPECT_EQ(set_error_win_trellis_(-3), 0);
+
+    // Lantern flags: stored as 0 or 1, and only the toggle of both touches both.
+    EXPECT_EQ(set_cut_lantern_trellis(7), 1);
+    EXPECT_EQ(set_lantern_cutouts_trellis(-2), 0);
+    EXPECT_EQ(inq_cut_mask_lantern_trellis_(), 0);
+    const int on = 3;
+    EXPECT_EQ(set_cut_mask_lantern_trellis_(&on), 1);
+    EXPECT_EQ(set_mask_lantern_trellis(0), 0);
+    EXPECT_EQ(toggle_cut_mask_lantern_trellis(), 1);
+    EXPECT_EQ(inq_lantern_cutouts_trellis() + inq_lantern_masks_trellis(), 0);
+    EXPECT_EQ(toggle_cut_mask_lantern_trellis_(), 0);
+    EXPECT_EQ(inq_lantern_cutouts_trellis() + inq_lantern_masks_trellis(), 2);
+    EXPECT_EQ(set_cut_mask_lantern_trellis(0), 0);
+    EXPECT_EQ(inq_mask_lantern_trellis(), 1);
+    EXPECT_EQ(toggle_cut_lantern_trellis_(), 1);
+    EXPECT_EQ(toggle_mask_lantern_trellis(), 0);
+    EXPECT_EQ(toggle_mask_lantern_trellis_(), 1);
+
+    set_save_minipics_trellis(-4);
+    EXPECT_EQ(inq_save_minipics_trellis_(), -4);
+    EXPECT_EQ(toggle_save_minipics_trellis(), 1);
+    EXPECT_EQ(toggle_save_minipics_trellis_(), 0);
+
+    set_last_error_trellis(999);
+    EXPECT_EQ(inq_last_error_trellis(), 999);
+    EXPECT_EQ(set_minipic_type_trellis(4), 4);
+    EXPECT_EQ(inq_last_error_trellis(), 0);
+    const int type = 5;
+    EXPECT_EQ(set_minipic_type_trellis_(&type), 0);
+
+    set_size_2_y_minipic_trellis_(120);
+    inq_size_2_minipic_trellis(&width, &height);
+    EXPECT_EQ(width, -1);
+    EXPECT_EQ(height, 120);
+    set_size_2_minipic_trellis_(200, 150);
+
+    EXPECT_EQ(set_progress_interval_gauge_(&on), 1);
+    EXPECT_EQ(inq_progress_interval_trellis_(), 3);
+}
+
+float reported = -1;
+
+TEST(Settings, ProgressIsClampedForTheCallback) {
+    set_progress_fn_trellis_(nullptr);
+    update_progress_trellis_(0.5F);
+    EXPECT_EQ(reported, -1);
+    set_progress_fn_trellis_([](float* fraction) { reported = *fraction; });
+    for (const auto& [given, expected] : {std::pair{1.5F, 1.0F}, {-0.2F, 0.0F}, {0.25F, 0.25F}}) {
+        update_progress_trellis_(given);
+        EXPECT_EQ(reported, expected);
+    }
+    set_progress_fn_trellis_(nullptr);
+}
+
+TEST(LastHeader, GrowsShrinksAndIsHandedOver) {
+    void* block = nullptr;
+    int size = -1;
+    int type = -1;
+    EXPECT_EQ(free_last_header_trellis(), 0);
+    ASSERT_EQ(realloc_last_header_trellis(4), 0);
+    set_last_header_type_trellis(33);
+    inq_last_header_trellis(&block, &size);
+    std::memcpy(block, "ABCD", 4);
+    ASSERT_EQ(realloc_last_header_trellis(8), 0);
+    inq_last_header_trellis(&block, &size);
+    EXPECT_EQ(size, 8);
+    EXPECT_EQ(std::memcmp(block, "ABCD\0\0\0\0", 8), 0);
+    inq_last_header_type_trellis(&type);
+    EXPECT_EQ(type, 33);
+
+    clear_last_header_trellis();
+    std::free(block);  // the host took it over
+    inq_last_header_trellis(&block, &size);
+    EXPECT_EQ(block, nullptr);
+    EXPECT_EQ(size, 0);
+
+    ASSERT_EQ(realloc_last_header_trellis(8), 0);
+    EXPECT_EQ(realloc_last_header_trellis(-1), 3);
+    inq_last_header_trellis(&block, &size);
+    EXPECT_EQ(block, nullptr);
+    EXPECT_EQ(free_last_header_trellis(), 0);
+    EXPECT_EQ(free_last_header_trellis(), 0);
+}
+
+TEST(Bytes, LittleEndianSequences) {
+    const unsigned char ones[] = {0xFF, 0xFF, 0xFF, 0xFF};
+    const unsigned char counted[] = {1, 2, 3, 0x84};
+    EXPECT_EQ(chars_to_short_pic(ones), -1);
+    EXPECT_EQ(chars_to_short_pic(counted), 0x0201);
+    EXPECT_EQ(chars_to_long_pic(ones), 4294967295L);
+    EXPECT_EQ(chars_to_long_pic(counted), 0x84030201L);
+    unsigned char out[4] = {};
+    short_to_chars_pic(out, -2);
+    EXPECT_EQ(out[0], 0xFE);
+    EXPECT_EQ(out[1], 0xFF);
+    long_to_chars_pic(out, 0x1284030201L);
+    EXPECT_EQ(std::memcmp(out, counted, 4), 0);
+}
+
+TEST(Bytes, Reversal) {
+    Bytes bytes = support::hex("01 02 03 04 05 06 07 08");
+    swapends_long_pic(bytes.data());
+    EXPECT_EQ(bytes, support::hex("04 03 02 01 05 06 07 08"));
+    swap_shorts_long_pic(bytes.data());
+    EXPECT_EQ(bytes, support::hex("02 01 04 03 05 06 07 08"));
+    swapends_short_pic(bytes.data());
+    EXPECT_EQ(bytes, support::hex("01 02 04 03 05 06 07 08"));
+
+    EXPECT_EQ(SwapBytesInWord(0, 0x1234), 0x3412U);
+    EXPECT_EQ(SwapBytesInWord(1, 0x11234), 0x1234U);
+    EXPECT_EQ(SwapWordsInDword(0, 0x12345678), 0x56781234U);
+    EXPECT_EQ(SwapWordsInDword(2, 0x12345678), 0x12345678U);
+    EXPECT_EQ(SwapBytesInDword(0, 0x12345678), 0x78563412U);
+    EXPECT_EQ(SwapBytesInDword(-1, 0x12345678), 0x12345678U);
+    EXPECT_EQ(std::bit_cast<std::uint32_t>(OR_ImageSwapFloat(2.046F)), 0xAAF10240U);
+}
+
+TEST(FileHelpers, Extensions) {
+    const struct {
+        const char* name;
+        const char* extension;
+        int match;
+    } cases[] = {{"image.pic", "pic", 1}, {"epic", "pic", 1},      {"pic", "xpic", 0},
+                 {"image.PIC", "pic", 0}, {"image.pic", "", 1},    {"", "", 1},
+                 {"pic", "pic", 1},       {"image.pic ", "pic", 0}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(check_ext_trellis(c.name, c.extension), c.match) << c.name << " " << c.extension;
+    }
+    pic_format format{};
+    unsigned int match = 7;
+    init_dpx_pic_(&format);
+    EXPECT_EQ(inq_this_type_pic_trellis(&format, "anything", &match), 0);
+    EXPECT_EQ(match, 1U) << "the empty third extension matches every name";
+    std::strcpy(format.ext3_copy, "third");
+    EXPECT_EQ(inq_this_type_pic_trellis(&format, "anything", &match), 0);
+    EXPECT_EQ(match, 0U);
+}
+
+TEST(FileHelpers, DeleteIfWriteable) {
+    const support::TempDir dir;
+    const std::string path = dir.file("left.pic", {1, 2, 3});
+    const auto message = [&] {
+        return support::printed([&] { delete_if_writeable_trellis(path.c_str()); });
+    };
+    // Only the owner's and the group's bits count, whoever runs this.
+    chmod(path.c_str(), 0002);
+    EXPECT_EQ(message(), "Save failed file " + path + " not writable by user\n");
+    EXPECT_TRUE(support::exists(path));
+    chmod(path.c_str(), 0020);
+    EXPECT_EQ(message(), "Save failed deleted " + path + "\n");
+    EXPECT_EQ(message(), "Stat on file " + path + " failed\n");
+}
+
+TEST(Descriptor, FilledFieldByField) {
+    const struct {
+        void (*init)(pic_format*);
+        std::uint32_t type;
+        const char* ext;
+        const char* ext2;
+        const char* long_name;
+        const char* code;
+    } cases[] = {
+        {init_pixar_pic_, 7, "pic", "", "Pixar", "PIXAR"},
+        {init_dpx_pic_, 33, "dpx", "dpx", "DPX(10bit)", "DPX"},
+        {init_smpte_pic_, 14, "cin", "cin", "Kodak(10bit)", "SMPTE"},
+        {init_maya_pic_, 32, "iff", "iff", "MAYA(Bitmap)", "MAYA"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.code);
+        pic_format format;
+        std::memset(&format, 0xEE, sizeof format);
+        const auto load_cutout = format.load_cutout_fn;
+        const auto save_cutout = format.save_cutout_fn;
+        c.init(&format);
+        EXPECT_EQ(format.type, c.type);
+        EXPECT_EQ(format.flag_1, 1);
+        EXPECT_EQ(format.flag_2, 1);
+        EXPECT_STREQ(format.ext, c.ext);
+        EXPECT_STREQ(format.ext2, c.ext2);
+        EXPECT_STREQ(format.ext3, "");
+        EXPECT_STREQ(format.ext_copy, c.ext);
+        EXPECT_STREQ(format.ext2_copy, c.ext2);
+        EXPECT_STREQ(format.ext3_copy, "");
+        EXPECT_STREQ(format.long_name, c.long_name);
+        EXPECT_STREQ(format.code_string, c.code);
+        EXPECT_EQ(format.load_cutout_fn, load_cutout);
+        EXPECT_EQ(format.save_cutout_fn, save_cutout);
+        EXPECT_EQ(format.size_cut_fn, nullptr);
+        EXPECT_EQ(format.spare_fn[0], nullptr);
+        EXPECT_EQ(format.spare_fn[2], nullptr);
+        EXPECT_EQ(format.spare_fn_2[1], nullptr);
+        EXPECT_EQ(format.spare_word, 0);
+    }
+}
+
+}  // namespace
