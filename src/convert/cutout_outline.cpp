@@ -1,5 +1,6 @@
 // The outline of a cutout whose file carries none.
 
+#include <cstdint>
 #include <cstring>
 
 #include "trellis/convert.h"
