@@ -1,0 +1,113 @@
+#include "support.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+namespace bench {
+
+namespace {
+
+constexpr std::size_t piece_size = 64 * 1024;
+
+struct Directory {
+    Directory() {
+        std::string pattern = std::filesystem::temp_directory_path() / "trellis-bench-XXXXXX";
+        if (mkdtemp(pattern.data()) == nullptr) {
+            std::abort();
+        }
+        name = pattern;
+    }
+    ~Directory() { std::filesystem::remove_all(name); }
+    std::string name;
+};
+
+// Output memory that stays mapped from one repetition to the next, like a host's frame buffer.
+std::vector<std::uint8_t>& output_bytes(std::size_t size) {
+    static std::vector<std::uint8_t> bytes;
+    if (bytes.size() < size) {
+        bytes.resize(size);
+    }
+    return bytes;
+}
+
+// Sample values 0 to 255 of a picture: vertical bars in the upper half, ramps of even steps below.
+int chart_value(int x, int y, int channel) {
+    if (y < height / 2) {
+        return ((x * 8 / width) >> (channel % 3) & 1) * 191;
+    }
+    return ((x / 16 + channel * 32) * 2) & 0xFF;
+}
+
+template <class Sample>
+std::vector<Sample> samples(Content content, int channels, int highest) {
+    std::vector<Sample> values(pixels * static_cast<std::size_t>(channels));
+    std::uint32_t state = 1;
+    std::size_t i = 0;
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            for (int c = 0; c < channels; ++c) {
+                state = state * 1664525U + 1013904223U;
+                const int value = content == Content::noise ? static_cast<int>(state >> 16)
+                                                            : chart_value(x, y, c) * highest / 255;
+                values[i++] = static_cast<Sample>(value % (highest + 1));
+            }
+        }
+    }
+    return values;
+}
+
+}  // namespace
+
+std::string path(const std::string& name) {
+    static const Directory directory;
+    return directory.name + "/" + name;
+}
+
+std::size_t file_size(const std::string& name) {
+    return std::filesystem::file_size(name);
+}
+
+std::vector<std::uint8_t> samples8(Content content, int channels) {
+    return samples<std::uint8_t>(content, channels, 255);
+}
+
+std::vector<std::uint16_t> samples16(Content content, int channels, int highest) {
+    return samples<std::uint16_t>(content, channels, highest);
+}
+
+void read_floor(const std::string& name, std::size_t output) {
+    static std::vector<char> piece(piece_size);
+    std::vector<std::uint8_t>& bytes = output_bytes(output);
+    std::FILE* file = std::fopen(name.c_str(), "r");
+    std::setvbuf(file, nullptr, _IONBF, 0);
+    std::size_t stored = 0;
+    while (const std::size_t got = std::fread(piece.data(), 1, piece_size, file)) {
+        const std::size_t size = std::min(got, output - stored);
+        std::memcpy(bytes.data() + stored, piece.data(), size);
+        stored += size;
+    }
+    std::fclose(file);
+    // What the file does not hold (decoded runs, wider pixels) has to be stored all the same.
+    while (stored < output) {
+        const std::size_t size = std::min(piece_size, output - stored);
+        std::memcpy(bytes.data() + stored, piece.data(), size);
+        stored += size;
+    }
+}
+
+void write_floor(const std::string& name, std::size_t size) {
+    static const std::vector<char> piece(piece_size, 'x');
+    std::FILE* file = std::fopen(name.c_str(), "w");
+    std::setvbuf(file, nullptr, _IONBF, 0);
+    for (std::size_t written = 0; written < size; written += piece_size) {
+        std::fwrite(piece.data(), 1, std::min(piece_size, size - written), file);
+    }
+    std::fclose(file);
+}
+
+}  // namespace bench

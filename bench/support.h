@@ -1,0 +1,32 @@
+#pragma once
+
+// What all benchmarks share: pictures to work on, files to read, and the floor under every figure.
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+inline constexpr int width = 2048;
+inline constexpr int height = 1556;
+inline constexpr std::size_t pixels = static_cast<std::size_t>(width) * height;
+
+/// A file name in the benchmark's own directory, which is removed when the process ends.
+std::string path(const std::string& name);
+
+std::size_t file_size(const std::string& name);
+
+/// Samples of two kinds of picture: bars and ramps that code well, and noise that does not.
+enum class Content { chart, noise };
+std::vector<std::uint8_t> samples8(Content content, int channels);
+std::vector<std::uint16_t> samples16(Content content, int channels, int highest);
+
+/// The floor under a load: reads the whole file in 64 KiB pieces and stores `output` bytes.
+void read_floor(const std::string& name, std::size_t output);
+
+/// The floor under a save: writes `size` bytes in 64 KiB pieces to a new file.
+void write_floor(const std::string& name, std::size_t size);
+
+}  // namespace bench

@@ -1,0 +1,91 @@
+#pragma once
+
+// What all fuzz targets share: a file with the fuzzer's bytes, and buffers that tell when a call
+// writes outside its rectangle.
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+namespace fuzz {
+
+/// A file in memory, made anew for each input, with a name that can be opened.
+class File {
+  public:
+    File() : descriptor_(memfd_create("fuzz", 0)) {
+        name_ = "/proc/self/fd/" + std::to_string(descriptor_);
+    }
+
+    const char* with(const std::uint8_t* bytes, std::size_t size) {
+        if (ftruncate(descriptor_, 0) != 0 ||
+            pwrite(descriptor_, bytes, size, 0) != static_cast<ssize_t>(size)) {
+            std::abort();
+        }
+        return name_.c_str();
+    }
+
+  private:
+    int descriptor_;
+    std::string name_;
+};
+
+/// A buffer of width × height pixels inside a larger one. The address sanitizer sees writes beyond
+/// the whole; check() sees those between rectangle and edge.
+template <class Sample>
+class Canvas {
+  public:
+    Canvas(int width, int height, int channels)
+        : width_(width), height_(height), channels_(channels) {
+        samples_.assign(static_cast<std::size_t>(pitch() * (height + 2 * border) * channels), mark);
+    }
+
+    int pitch() const { return width_ + 2 * border; }
+    Sample* origin() { return samples_.data() + (border * pitch() + border) * channels_; }
+
+    void check() const {
+        for (int y = 0; y < height_ + 2 * border; ++y) {
+            for (int x = 0; x < pitch(); ++x) {
+                const bool inside =
+                    x >= border && x < border + width_ && y >= border && y < border + height_;
+                for (int c = 0; c < channels_ && !inside; ++c) {
+                    if (samples_[static_cast<std::size_t>((y * pitch() + x) * channels_ + c)] !=
+                        mark) {
+                        std::fprintf(stderr, "written outside the rectangle at %d, %d\n", x, y);
+                        std::abort();
+                    }
+                }
+            }
+        }
+    }
+
+  private:
+    static constexpr int border = 2;
+    static constexpr Sample mark = static_cast<Sample>(0xA5A5);
+    int width_;
+    int height_;
+    int channels_;
+    std::vector<Sample> samples_;
+};
+
+/// Takes the few numbers that steer a call from the end of the input, where they are not part of
+/// the file.
+class Steering {
+  public:
+    Steering(const std::uint8_t* bytes, std::size_t& size) : bytes_(bytes), size_(size) {}
+
+    int next(int lowest, int highest) {
+        const int value = size_ > 0 ? bytes_[--size_] : 0;
+        return lowest + value % (highest - lowest + 1);
+    }
+
+  private:
+    const std::uint8_t* bytes_;
+    std::size_t& size_;
+};
+
+}  // namespace fuzz
