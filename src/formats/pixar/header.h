@@ -35,6 +35,10 @@ constexpr bool is_packed(std::uint16_t storage) {
     return storage == packets || storage == deep_packets;
 }
 
+constexpr bool is_dumped(std::uint16_t storage) {
+    return storage == dumped || storage == deep_dumped;
+}
+
 /// The header at the start of every file. A number in an 8-byte field stands in its first four
 /// bytes; the last four are zero.
 struct pixar_header {

@@ -45,10 +45,9 @@ std::uint8_t PixelCode::sample(const std::uint8_t* bytes) const {
 }
 
 void PixelCode::decode(const std::uint8_t* bytes, std::size_t count, Pixel* pixels) const {
-    const std::uint16_t carried = format_ & cutout_format;
-    if (!deep_ && carried == cutout_format) {
+    if (is_plain()) {
         std::memcpy(pixels, bytes, count * sizeof(Pixel));
-    } else if (!deep_ && carried == image_format) {
+    } else if (!deep_ && (format_ & cutout_format) == image_format) {
         expand_rgb(bytes, count, pixels);
     } else {
         for (std::size_t i = 0; i < count; ++i) {
@@ -80,25 +79,37 @@ RowDecoder::RowDecoder(InputFile& file, const pixar_header& header)
       colour_code_(code_.without_matte()),
       fills_left_(file.size() / PacketHeader::size) {}
 
-Error RowDecoder::decode(std::span<Pixel> row) {
+Error RowDecoder::decode(std::span<Pixel> space, const Pixel*& row) {
+    row = space.data();
     Error error = Error::unsupported;
     if (is_packed(storage_)) {
-        error = decode_packets(row);
-    } else if (storage_ == dumped || storage_ == deep_dumped) {
-        error = decode_pixels(code_, row);
+        error = decode_packets(space);
+    } else if (is_dumped(storage_)) {
+        error = code_.is_plain() && space.size_bytes() <= io_buffer_size
+                    ? find_pixels(space.size(), row)
+                    : decode_pixels(code_, space);
     }
     if (!failed(error)) {
-        code_.apply_single_channel(row.data(), row.size());
+        code_.apply_single_channel(space.data(), space.size());
     }
     return error;
 }
 
-Error RowDecoder::skip(std::span<Pixel> row) {
-    if (storage_ != dumped && storage_ != deep_dumped) {
-        return decode(row);
+Error RowDecoder::skip(std::span<Pixel> space) {
+    if (!is_dumped(storage_)) {
+        const Pixel* unused = nullptr;
+        return decode(space, unused);
     }
-    const std::uint64_t size = row.size() * code_.pixel_size();
+    const std::uint64_t size = space.size() * code_.pixel_size();
     return size <= file_.remaining() ? file_.seek(file_.position() + size) : Error::read;
+}
+
+// Dumped bytes with all four channels are pixels as they stand: no need to copy them.
+Error RowDecoder::find_pixels(std::size_t count, const Pixel*& pixels) {
+    const std::uint8_t* bytes = nullptr;
+    Error error = take(count * sizeof(Pixel), bytes);
+    pixels = reinterpret_cast<const Pixel*>(bytes);
+    return error;
 }
 
 Error RowDecoder::decode_packets(std::span<Pixel> row) {
@@ -157,7 +168,7 @@ Error RowDecoder::decode_packets(std::span<Pixel> row) {
 Error RowDecoder::decode_pixels(const PixelCode& code, std::span<Pixel> pixels) {
     const std::size_t pixel_size = code.pixel_size();
     if (pixel_size == 0) {
-        std::fill(pixels.begin(), pixels.end(), Pixel{});
+        fill_row(pixels.data(), pixels.size(), Pixel{});
         return Error::none;
     }
     while (!pixels.empty()) {
@@ -179,19 +190,28 @@ Error RowDecoder::decode_runs(const PixelCode& code, std::size_t runs, std::span
     // A run length is one byte before 8-bit samples and two bytes, high byte first, before deep
     // ones.
     const std::size_t length_size = code.sample_size();
-    for (; runs > 0; --runs) {
-        const std::uint8_t* bytes = nullptr;
-        if (Error error = take(length_size + code.pixel_size(), bytes); failed(error)) {
-            return error;
+    const std::size_t run_size = length_size + code.pixel_size();
+    while (runs > 0) {
+        const std::span<const std::uint8_t> window = file_.window(run_size);
+        const std::size_t in_window = std::min(runs, window.size() / run_size);
+        if (in_window == 0) {
+            return Error::read;
         }
-        const std::size_t length = (length_size == 2 ? bytes[0] * 256U + bytes[1] : bytes[0]) + 1U;
-        if (length > row.size() - covered) {
-            return Error::unsupported;
+        const std::uint8_t* bytes = window.data();
+        for (std::size_t i = 0; i < in_window; ++i, bytes += run_size) {
+            const std::size_t length =
+                (length_size == 2 ? bytes[0] * 256U + bytes[1] : bytes[0]) + 1U;
+            if (length > row.size() - covered) {
+                return Error::unsupported;
+            }
+            Pixel pixel;
+            code.decode(bytes + length_size, 1, &pixel);
+            fill_row(row.data() + covered, length, pixel);
+            covered += length;
         }
-        Pixel pixel;
-        code.decode(bytes + length_size, 1, &pixel);
-        std::fill_n(row.begin() + static_cast<std::ptrdiff_t>(covered), length, pixel);
-        covered += length;
+        file_.consume(in_window * run_size);
+        block_used_ += static_cast<std::int64_t>(in_window * run_size);
+        runs -= in_window;
     }
     return Error::none;
 }

@@ -51,6 +51,10 @@ class PixelCode {
     PixelCode without_matte() const;
 
     std::size_t pixel_size() const { return pixel_size_; }
+
+    /// True when the bytes in the file are pixels already.
+    bool is_plain() const { return !deep_ && channels_ == 4; }
+
     std::size_t sample_size() const { return deep_ ? 2 : 1; }
 
     std::uint8_t sample(const std::uint8_t* bytes) const;
@@ -79,14 +83,17 @@ class RowDecoder {
 
     void start_tile() { block_used_ = 0; }
 
-    /// Decodes the next row into `row`, which is one tile wide.
-    Error decode(std::span<Pixel> row);
+    /// Decodes the next row. `space` holds one row, as wide as the tile; `row` is set to where the
+    /// pixels are, which is there, or in the file's buffer when they stand there as they are
+    /// needed.
+    Error decode(std::span<Pixel> space, const Pixel*& row);
 
-    /// Moves past the next row. `row` is scratch space: packets must be decoded to be passed.
-    Error skip(std::span<Pixel> row);
+    /// Moves past the next row. Packets must be decoded into `space` to be passed.
+    Error skip(std::span<Pixel> space);
 
   private:
     Error decode_packets(std::span<Pixel> row);
+    Error find_pixels(std::size_t count, const Pixel*& pixels);
     Error decode_pixels(const PixelCode& code, std::span<Pixel> pixels);
     Error decode_runs(const PixelCode& code, std::size_t runs, std::span<Pixel> row,
                       std::size_t& covered);

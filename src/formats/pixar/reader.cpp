@@ -41,8 +41,8 @@ bool overlap(const Rectangle& a, const Rectangle& b) {
 
 Error load_tile(RowDecoder& decoder, const Rectangle& tile, const Rectangle& wanted,
                 const Colour8& colour, const Matte8& matte) {
-    Block<Pixel> row;
-    if (Error error = row.allocate(static_cast<std::uint64_t>(tile.width())); failed(error)) {
+    Block<Pixel> space;
+    if (Error error = space.allocate(static_cast<std::uint64_t>(tile.width())); failed(error)) {
         return error;
     }
     const std::int64_t first = std::max(wanted.x0, tile.x0);
@@ -54,12 +54,13 @@ Error load_tile(RowDecoder& decoder, const Rectangle& tile, const Rectangle& wan
         occaisional_update_progress_trellis_(static_cast<float>(tile.y1 + 1 - y) /
                                              static_cast<float>(tile.y1 + 1));
         const bool visible = y >= wanted.y0 && y <= wanted.y1;
-        Error error = visible ? decoder.decode(row.span()) : decoder.skip(row.span());
+        const Pixel* row = nullptr;
+        Error error = visible ? decoder.decode(space.span(), row) : decoder.skip(space.span());
         if (failed(error)) {
             return error;
         }
         if (visible) {
-            store_row(row.data() + (first - tile.x0), count, colour.pixel(first, y),
+            store_row(row + (first - tile.x0), count, colour.pixel(first, y),
                       matte.pixel(first, y));
         }
     }
