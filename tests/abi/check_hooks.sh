@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Hosts replace the progress hook and the escape test by exporting their own. That must work however
+# the library is compiled: this builds it with both compilers at every optimisation level, with the
+# project's own flags, and runs a host against each.
+#   check_hooks.sh SOURCE_DIR WORK_DIR
+set -euo pipefail
+
+source_dir=$1
+work_dir=$2
+mkdir -p "$work_dir"
+
+flags=(-std=c++20 -fPIC -fvisibility=hidden -fvisibility-inlines-hidden -ffp-contract=off
+    -fsemantic-interposition -fno-exceptions -DNDEBUG "-I$source_dir/include" "-I$source_dir/src")
+
+check() {
+    local compiler=$1 level=$2
+    local dir=$work_dir/$compiler$level
+    rm -rf "$dir"
+    mkdir -p "$dir"
+    # shellcheck disable=SC2046
+    "$compiler" "${flags[@]}" "$level" -shared -Wl,--no-undefined -o "$dir/libtrellis.so" \
+        $(find "$source_dir/src" -name '*.cpp')
+    "$compiler" -std=c++20 "$level" -rdynamic "-I$source_dir/include" \
+        "$source_dir/tests/abi/hook_host.cpp" -o "$dir/host" "-L$dir" -ltrellis "-Wl,-rpath,$dir"
+    "$dir/host" "$dir/picture"
+    echo "$compiler $level: the host's hooks are called"
+}
+
+for level in -O0 -O1 -O2 -O3 -Os; do
+    check g++ "$level" &
+    with_gcc=$!
+    check clang++ "$level"
+    wait "$with_gcc"
+done

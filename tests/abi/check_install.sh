@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Installs the library into an empty prefix and builds the C example against it, through pkg-config
+# and through the CMake package, after moving the prefix to another place.
+#   check_install.sh BUILD_DIR EXAMPLES_DIR WORK_DIR
+set -euo pipefail
+
+build_dir=$1
+examples=$2
+work_dir=$3
+
+rm -rf "$work_dir"
+mkdir -p "$work_dir"
+cmake --install "$build_dir" --prefix "$work_dir/first" > /dev/null
+mv "$work_dir/first" "$work_dir/prefix"
+prefix=$work_dir/prefix
+
+# Every file that users get; the library directory and the build type have no say in the list.
+diff <(cd "$prefix" && find . -type f -o -type l |
+    sed -e 's,lib/[a-z0-9_]*-linux-gnu,lib,' -e 's,targets-[a-z]*.cmake,targets-TYPE.cmake,' |
+    LC_ALL=C sort) "$(dirname "$0")/installed_files.txt"
+
+pkg_config_dir=$(dirname "$(find "$prefix" -name trellis.pc)")
+lib_dir=$(dirname "$pkg_config_dir")
+export PKG_CONFIG_PATH=$pkg_config_dir
+export LD_LIBRARY_PATH=$lib_dir
+# shellcheck disable=SC2046
+cc -std=c11 -Wall -Wextra -Wpedantic -Werror "$examples/cutout.c" -o "$work_dir/with-pkg-config" \
+    $(pkg-config --cflags --libs trellis)
+"$work_dir/with-pkg-config" "$work_dir/a.pic"
+
+cmake -S "$examples" -B "$work_dir/package" -DCMAKE_PREFIX_PATH="$prefix" > /dev/null
+cmake --build "$work_dir/package" > /dev/null
+"$work_dir/package/cutout" "$work_dir/b.pic"
+
+cmp "$work_dir/a.pic" "$work_dir/b.pic"
+if [ -x "$prefix/bin/trellis" ]; then
+    env -u LD_LIBRARY_PATH "$prefix/bin/trellis" --version
+fi
