@@ -156,6 +156,11 @@ const int registered = [] {
             add("pixar/load-floor", pixar_load_floor);
             add("pixar/save", pixar_save);
             add("pixar/save-floor", pixar_save_floor);
+            bench::bars().push_back(
+                {"pixar/load" + suffix, "pixar/load-floor" + suffix, compress ? 2.5 : 1.5});
+            if (!compress) {
+                bench::bars().push_back({"pixar/save" + suffix, "pixar/save-floor" + suffix, 1.5});
+            }
         }
     }
     for (const int side : {64, 8192}) {
@@ -163,6 +168,7 @@ const int registered = [] {
                                      side)
             ->Unit(benchmark::kMillisecond);
     }
+    bench::bars().push_back({"pixar/region/64", "pixar/region/8192", 1.0 / 500});
     return 0;
 }();
 

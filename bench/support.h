@@ -23,6 +23,16 @@ enum class Content { chart, noise };
 std::vector<std::uint8_t> samples8(Content content, int channels);
 std::vector<std::uint16_t> samples16(Content content, int channels, int highest);
 
+/// A promise: the benchmark `name` takes at most `limit` times as long as the benchmark `base`.
+struct Bar {
+    std::string name;
+    std::string base;
+    double limit;
+};
+
+/// All promises, in the order in which they were made. Benchmark files add theirs at start-up.
+std::vector<Bar>& bars();
+
 /// The floor under a load: reads the whole file in 64 KiB pieces and stores `output` bytes.
 void read_floor(const std::string& name, std::size_t output);
 
