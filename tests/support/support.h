@@ -104,6 +104,17 @@ class Noise {
     std::uint32_t state_;
 };
 
+void start_counting_memory();
+std::size_t most_memory();
+
+/// The most memory that the library held at once during `call`, in bytes.
+template <class Call>
+std::size_t memory_of(Call call) {
+    start_counting_memory();
+    call();
+    return most_memory();
+}
+
 std::string start_capture();
 std::string end_capture(const std::string& path);
 

@@ -316,6 +316,23 @@ TEST(PixarReader, APipeCannotSeekToItsTiles) {
     writer.join();
 }
 
+// One tile row and the file's buffer, whatever the picture's size and whatever a header claims.
+TEST(PixarReader, MemoryIsThatOfARow) {
+    const support::TempDir dir;
+    constexpr std::size_t io_buffer = 64 * 1024;
+    const std::string tall =
+        dir.file("tall.pic",
+                 pixar_file({.width = 100, .height = 2000, .tile_width = 100, .tile_height = 2000},
+                            {Bytes(100UL * 2000 * 4, 1)}));
+    const std::string claims = dir.file(
+        "claims.pic",
+        pixar_file({.width = 32767, .height = 32767, .tile_width = 1, .tile_height = 1}, {}));
+    Loaded loaded(32, 32);
+    EXPECT_LE(support::memory_of([&] { EXPECT_EQ(loaded.load(tall), 0); }),
+              io_buffer + 16 + 100 * 4);
+    EXPECT_LE(support::memory_of([&] { EXPECT_EQ(loaded.load(claims), 1); }), io_buffer);
+}
+
 // Thousands of tiles that all point at one stretch of fill packets must not cost their product.
 TEST(PixarReader, SharedFillPacketsAreBounded) {
     const support::TempDir dir;

@@ -226,6 +226,16 @@ TEST(PixarWriter, WhatIsSavedLoadsBack) {
     }
 }
 
+TEST(PixarWriter, MemoryIsThatOfARow) {
+    const support::TempDir dir;
+    Bytes colour(100UL * 500 * 4, 1);
+    EXPECT_LE(support::memory_of([&] {
+                  pixar().save_pic_fn(dir.path("a.pic").c_str(), colour.data(), 100, 0, 0, 99, 499,
+                                      1);
+              }),
+              64 * 1024 + 100 * 4);
+}
+
 TEST(PixarWriter, MissingBuffersAreSavedAsZero) {
     const support::TempDir dir;
     const std::string name = dir.path("a.pic");
