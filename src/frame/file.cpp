@@ -41,6 +41,9 @@ InputFile::~InputFile() {
 }
 
 Error InputFile::open(const char* name) {
+    if (Error error = buffer_.allocate(io_buffer_size); failed(error)) {
+        return error;
+    }
     file_ = open_unbuffered(name, "r");
     if (file_ == nullptr) {
         return Error::open;
@@ -88,9 +91,6 @@ Error InputFile::read(void* destination, std::size_t size) {
 
 std::span<const std::uint8_t> InputFile::window(std::size_t wanted) {
     if (last_ - first_ < wanted) {
-        if (buffer_.size() == 0 && failed(buffer_.allocate(io_buffer_size))) {
-            return {};
-        }
         if (last_ > first_) {
             std::memmove(buffer_.data(), &buffer_[first_], last_ - first_);
         }

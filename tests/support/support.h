@@ -115,6 +115,21 @@ std::size_t memory_of(Call call) {
     return most_memory();
 }
 
+void fail_allocations_after(int count);
+
+/// Calls `call` again and again, letting its first, second, … allocation fail until it needs no
+/// more, and returns its error codes.
+template <class Call>
+std::vector<int> codes_without_memory(Call call) {
+    std::vector<int> codes;
+    do {
+        fail_allocations_after(static_cast<int>(codes.size()));
+        codes.push_back(call());
+        fail_allocations_after(-1);
+    } while (codes.back() != 0 && codes.size() < 20);
+    return codes;
+}
+
 std::string start_capture();
 std::string end_capture(const std::string& path);
 

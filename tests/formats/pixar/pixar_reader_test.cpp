@@ -333,6 +333,15 @@ TEST(PixarReader, MemoryIsThatOfARow) {
     EXPECT_LE(support::memory_of([&] { EXPECT_EQ(loaded.load(claims), 1); }), io_buffer);
 }
 
+TEST(PixarReader, RunningOutOfMemory) {
+    const support::TempDir dir;
+    const std::string name = dir.file("a.pic", pixar_file({}, {Bytes(32, 1)}));
+    Loaded loaded(4, 2);
+    // The file's buffer, the tile table, a row.
+    EXPECT_EQ(support::codes_without_memory([&] { return loaded.load(name); }),
+              (std::vector{3, 3, 3, 0}));
+}
+
 // Thousands of tiles that all point at one stretch of fill packets must not cost their product.
 TEST(PixarReader, SharedFillPacketsAreBounded) {
     const support::TempDir dir;

@@ -236,6 +236,16 @@ TEST(PixarWriter, MemoryIsThatOfARow) {
               64 * 1024 + 100 * 4);
 }
 
+TEST(PixarWriter, RunningOutOfMemory) {
+    const support::TempDir dir;
+    const std::string name = dir.path("a.pic");
+    Bytes colour(16, 1);
+    EXPECT_EQ(support::codes_without_memory([&] {
+                  return pixar().save_pic_fn(name.c_str(), colour.data(), 2, 0, 0, 1, 1, 1);
+              }),
+              (std::vector{3, 3, 0}));  // the file's buffer, a row
+}
+
 TEST(PixarWriter, MissingBuffersAreSavedAsZero) {
     const support::TempDir dir;
     const std::string name = dir.path("a.pic");
