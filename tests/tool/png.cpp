@@ -8,9 +8,9 @@ namespace {
 
 void write_rows(png_structp file, const Png& png) {
     Bytes rows = png.rows;
-    std::vector<png_bytep> lines;
-    for (int y = 0; y < png.height; ++y) {
-        lines.push_back(rows.data() + std::size_t(y) * rows.size() / std::size_t(png.height));
+    std::vector<png_bytep> lines(std::size_t(png.height));
+    for (std::size_t y = 0; y < lines.size(); ++y) {
+        lines[y] = rows.data() + y * rows.size() / lines.size();
     }
     png_write_image(file, lines.data());
     png_write_end(file, nullptr);

@@ -163,26 +163,28 @@ TEST_F(Tool, LoadsEverySortOfPng) {
 }
 
 TEST_F(Tool, TakesARectangleCountedFromTheLowerLeft) {
-    constexpr int width = 37;
-    constexpr int height = 23;
+    constexpr long width = 37;
+    constexpr long height = 23;
     succeed("chart all.png --size 37x23");
     succeed("convert all.png all.pic");
     const Bytes all = rgba("all.png");
-    for (const auto& [x0, y0, x1, y1] : {std::array{5, 3, 20, 11},
-                                         {0, 0, 0, 0},
-                                         {0, 0, 36, 22},
-                                         {36, 22, 36, 22},
-                                         {0, 21, 36, 21}}) {
+    struct Case {
+        const char* rectangle;
+        long x0, y0, x1, y1;
+    };
+    for (const Case& c : {Case{"5,3,20,11", 5, 3, 20, 11},
+                          {"0,0,0,0", 0, 0, 0, 0},
+                          {"0,0,36,22", 0, 0, 36, 22},
+                          {"36,22,36,22", 36, 22, 36, 22},
+                          {"0,21,36,21", 0, 21, 36, 21}}) {
         Bytes expected;
-        for (int y = y1; y >= y0; --y) {
+        for (long y = c.y1; y >= c.y0; --y) {
             const auto row = all.begin() + (height - 1 - y) * width * 4;
-            expected.insert(expected.end(), row + x0 * 4, row + (x1 + 1) * 4);
+            expected.insert(expected.end(), row + c.x0 * 4, row + (c.x1 + 1) * 4);
         }
-        const std::string rectangle = std::to_string(x0) + "," + std::to_string(y0) + "," +
-                                      std::to_string(x1) + "," + std::to_string(y1);
         for (const std::string in : {"all.png", "all.pic"}) {
-            succeed("convert " + in + " part.png --force --rect " + rectangle);
-            EXPECT_EQ(rgba("part.png"), expected) << in << " " << rectangle;
+            succeed("convert --force --rect " + std::string(c.rectangle) + " " + in + " part.png");
+            EXPECT_EQ(rgba("part.png"), expected) << in << " " << c.rectangle;
         }
     }
 }

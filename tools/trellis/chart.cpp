@@ -307,7 +307,7 @@ class Chart {
         }
         const double block = std::max(2.0, unit_ / 24);
         const double along = px < py ? half_height_ - py : half_width_ - px;
-        paint.add(static_cast<long>(along / block + 0.5) % 2 == 0 ? white : black, 1);
+        paint.add((std::lround(along / block) & 1) == 0 ? white : black, 1);
     }
 
     double half_width_;

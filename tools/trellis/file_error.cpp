@@ -7,7 +7,8 @@
 
 namespace tool {
 
-FileError::FileError(std::string path, int code, std::string explanation) : line_(std::move(path)) {
+FileError::FileError(std::string path, int code, const std::string& explanation)
+    : line_(std::move(path)) {
     line_ += ": ";
     line_ += err_msg_string_pic(static_cast<unsigned int>(code));
     if (!explanation.empty()) {
@@ -16,7 +17,7 @@ FileError::FileError(std::string path, int code, std::string explanation) : line
     line_ += " (code " + std::to_string(code) + ")";
 }
 
-void report(const FileError& error) {
+void report(const std::exception& error) {
     std::fprintf(stderr, "trellis: %s\n", error.what());
 }
 

@@ -10,7 +10,7 @@ namespace tool {
 class FileError : public std::exception {
   public:
     /// `code` is one of the library's; `explanation` follows the library's message for it.
-    FileError(std::string path, int code, std::string explanation = {});
+    FileError(std::string path, int code, const std::string& explanation = {});
 
     const char* what() const noexcept override { return line_.c_str(); }
 
@@ -18,7 +18,7 @@ class FileError : public std::exception {
     std::string line_;
 };
 
-/// Puts an error on standard error, in one line: "trellis: FILE: message (code N)".
-void report(const FileError& error);
+/// Tells an error on standard error, in one line: "trellis: FILE: message (code N)".
+void report(const std::exception& error);
 
 }  // namespace tool

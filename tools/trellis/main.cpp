@@ -128,12 +128,7 @@ void declare_commands(CLI::App& app, Arguments& arguments, bool& all_well) {
     formats.callback([&] { tool::list_formats(arguments.json); });
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    // A file that outgrows its limit is a write error, not the end of the program.
-    std::signal(SIGXFSZ, SIG_IGN);
-
+ExitStatus run(int argc, char** argv) {
     CLI::App app("Reads, writes and converts pictures.", "trellis");
     app.set_version_flag("--version", "trellis " TRELLIS_VERSION);
     app.require_subcommand(1);
@@ -142,14 +137,24 @@ int main(int argc, char** argv) {
     declare_commands(app, arguments, all_well);
     try {
         app.parse(argc, argv);
-        if (std::fflush(stdout) != 0) {
-            throw FileError("standard output", TRELLIS_WRITE_ERROR);
-        }
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? success : wrong_command_line;
-    } catch (const FileError& error) {
-        report(error);
-        return file_failed;
+    }
+    if (std::fflush(stdout) != 0) {
+        throw FileError("standard output", TRELLIS_WRITE_ERROR);
     }
     return all_well ? success : file_failed;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    // A file that outgrows its limit is a write error, not the end of the program.
+    std::signal(SIGXFSZ, SIG_IGN);
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& error) {
+        tool::report(error);
+        return file_failed;
+    }
 }

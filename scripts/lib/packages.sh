@@ -1,0 +1,44 @@
+# shellcheck shell=bash
+# For the scripts to source: what they need and this machine lacks comes through apt.
+
+# What every build of the project needs.
+# shellcheck disable=SC2034  # used by the scripts
+build_packages=(cmake g++ libcli11-dev libpng-dev ninja-build nlohmann-json3-dev)
+
+say() {
+    printf '\n==> %s\n' "$*"
+}
+
+die() {
+    printf '%s: %s\n' "${0##*/}" "$*" >&2
+    exit 1
+}
+
+is_installed() {
+    [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
+}
+
+# install_packages NAME... installs those that are missing, as root or through sudo.
+install_packages() {
+    command -v apt-get >/dev/null ||
+        die "this machine has no apt; install the equivalents of these Debian packages, then build" \
+            "with cmake: $*"
+    local missing=() name
+    for name in "$@"; do
+        is_installed "$name" || missing+=("$name")
+    done
+    if ((${#missing[@]} == 0)); then
+        return
+    fi
+    local as_root=()
+    if ((EUID != 0)); then
+        command -v sudo >/dev/null ||
+            die "please have root install what is missing: apt-get install ${missing[*]}"
+        as_root=(sudo)
+    fi
+    say "Installing ${missing[*]}"
+    as_root+=(env DEBIAN_FRONTEND=noninteractive)
+    "${as_root[@]}" apt-get update -q || die "apt-get update failed"
+    "${as_root[@]}" apt-get install -y -q --no-install-recommends "${missing[@]}" ||
+        die "apt-get install failed"
+}
