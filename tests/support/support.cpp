@@ -37,9 +37,11 @@ Bytes number(std::uint64_t value, int size, bool big) {
 Bytes hex(const std::string& text) {
     Bytes bytes;
     std::istringstream in(text);
-    unsigned int value = 0;
-    while (in >> std::hex >> value) {
-        bytes.push_back(static_cast<std::uint8_t>(value));
+    for (std::string group; in >> group;) {
+        for (std::size_t i = 0; i < group.size(); i += 2) {
+            bytes.push_back(
+                static_cast<std::uint8_t>(std::stoul(group.substr(i, 2), nullptr, 16)));
+        }
     }
     return bytes;
 }

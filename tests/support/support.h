@@ -13,7 +13,7 @@ namespace support {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// Bytes from hex text: "00 10 FF".
+/// Bytes from hex text: "00 10 FF", "0010FF".
 Bytes hex(const std::string& text);
 
 Bytes operator+(Bytes a, const Bytes& b);

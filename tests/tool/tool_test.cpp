@@ -1,0 +1,421 @@
+// The trellis tool as its users meet it: command lines in, files, messages and exit statuses out.
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <pty.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <set>
+
+#include "support/support.h"
+#include "tool/png.h"
+
+namespace {
+
+using namespace support;
+using nlohmann::json;
+
+struct Result {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+std::string text(const std::string& path) {
+    const Bytes bytes = contents(path);
+    return {bytes.begin(), bytes.end()};
+}
+
+class Tool : public testing::Test {
+  protected:
+    /// Runs the tool in the test's directory; `before` is shell text, such as a limit to set.
+    Result run(const std::string& arguments, const std::string& before = "") {
+        // Under the sanitizers, memory that cannot be had is a null pointer, as it is without them.
+        const std::string command =
+            "cd " + dir.path("") + " && " + before +
+            " ASAN_OPTIONS=$ASAN_OPTIONS:allocator_may_return_null=1 " TRELLIS_TOOL " " +
+            arguments + " >" + results.path("out") + " 2>" + results.path("err");
+        const int status = std::system(command.c_str());
+        return {WEXITSTATUS(status), text(results.path("out")), text(results.path("err"))};
+    }
+
+    void succeed(const std::string& arguments) {
+        const Result result = run(arguments);
+        EXPECT_EQ(result.status, 0) << arguments;
+        EXPECT_EQ(result.err, "") << arguments;
+    }
+
+    std::set<std::string> files() const {
+        std::set<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(dir.path(""))) {
+            names.insert(entry.path().filename());
+        }
+        return names;
+    }
+
+    Bytes rgba(const std::string& name) const { return rgba_of_png(dir.path(name)); }
+
+    json info(const std::string& name) { return json::parse(run("info --json " + name).out)[0]; }
+
+    mode_t mode(const std::string& name) const {
+        struct stat status {};
+        stat(dir.path(name).c_str(), &status);
+        return status.st_mode & 0777;
+    }
+
+    TempDir dir;
+    TempDir results;
+};
+
+constexpr std::size_t pixar_data = 8192;  // where the tool's own Pixar files have their pixels
+
+TEST_F(Tool, LoadsEverySortOfPng) {
+    const std::vector<png_color> palette = {{10, 20, 30}, {200, 100, 50}, {1, 2, 3}, {4, 5, 6}};
+    struct Case {
+        const char* name;
+        Png png;
+        const char* kind;
+        int channels;
+        int depth;
+        Bytes rgba;
+    };
+    const Case cases[] = {
+        {"colour",
+         {2, 2, PNG_COLOR_TYPE_RGB, 8, hex("010203 040506 070809 0A0B0C")},
+         "image",
+         3,
+         8,
+         hex("010203FF 040506FF 070809FF 0A0B0CFF")},
+        {"interlaced",
+         {2, 2, PNG_COLOR_TYPE_RGB, 8, hex("010203 040506 070809 0A0B0C"), {}, {}, true},
+         "image",
+         3,
+         8,
+         hex("010203FF 040506FF 070809FF 0A0B0CFF")},
+        {"deep colour: the nearest of 256 levels",
+         {2, 1, PNG_COLOR_TYPE_RGB, 16, hex("0000 FFFF 8080 12C0 1240 FF7F")},
+         "image",
+         3,
+         16,
+         hex("00FF80FF 1312FFFF")},
+        {"straight alpha, colour under transparency kept",
+         {2, 2, PNG_COLOR_TYPE_RGBA, 8, hex("01020300 04050680 070809FF 0A0B0C01")},
+         "cutout",
+         4,
+         8,
+         hex("01020300 04050680 070809FF 0A0B0C01")},
+        {"deep grey and alpha",
+         {1, 2, PNG_COLOR_TYPE_GA, 16, hex("4040FFFF C0C08080")},
+         "cutout",
+         2,
+         16,
+         hex("404040FF C0C0C080")},
+        {"one-bit grey",
+         {3, 2, PNG_COLOR_TYPE_GRAY, 1, hex("A0 40")},
+         "image",
+         1,
+         8,
+         hex("FFFFFFFF 000000FF FFFFFFFF 000000FF FFFFFFFF 000000FF")},
+        {"grey with a transparent level",
+         {2, 1, PNG_COLOR_TYPE_GRAY, 8, hex("11 22"), {}, hex("22")},
+         "cutout",
+         2,
+         8,
+         hex("111111FF 22222200")},
+        {"palette",
+         {4, 1, PNG_COLOR_TYPE_PALETTE, 2, hex("1B"), palette},
+         "image",
+         3,
+         8,
+         hex("0A141EFF C86432FF 010203FF 040506FF")},
+        {"palette with alpha",
+         {4, 1, PNG_COLOR_TYPE_PALETTE, 2, hex("1B"), palette, hex("00 80")},
+         "cutout",
+         4,
+         8,
+         hex("0A141E00 C8643280 010203FF 040506FF")},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        write_png(dir.path("in.png"), c.png);
+        const json in = info("in.png");
+        EXPECT_EQ(in["kind"], c.kind);
+        EXPECT_EQ(in["channels"], c.channels);
+        EXPECT_EQ(in["depth"], c.depth);
+
+        // A dumped cutout holds red, green, blue, matte of every pixel from the top left on.
+        succeed("convert in.png a.pic --kind cutout --compress off --force");
+        const Bytes pic = contents(dir.path("a.pic"));
+        EXPECT_TRUE(std::equal(c.rgba.begin(), c.rgba.end(), pic.begin() + pixar_data));
+
+        succeed("convert in.png b.pic --force");
+        EXPECT_EQ(info("b.pic")["kind"], c.kind);
+        succeed("convert b.pic back.png --force");
+        EXPECT_EQ(rgba("back.png"), c.rgba);
+        EXPECT_EQ(info("back.png")["kind"], c.kind);
+    }
+}
+
+TEST_F(Tool, TakesARectangleCountedFromTheLowerLeft) {
+    constexpr long width = 37;
+    constexpr long height = 23;
+    succeed("chart all.png --size 37x23");
+    succeed("convert all.png all.pic");
+    const Bytes all = rgba("all.png");
+    struct Case {
+        const char* rectangle;
+        long x0, y0, x1, y1;
+    };
+    for (const Case& c : {Case{"5,3,20,11", 5, 3, 20, 11},
+                          {"0,0,0,0", 0, 0, 0, 0},
+                          {"0,0,36,22", 0, 0, 36, 22},
+                          {"36,22,36,22", 36, 22, 36, 22},
+                          {"0,21,36,21", 0, 21, 36, 21}}) {
+        Bytes expected;
+        for (long y = c.y1; y >= c.y0; --y) {
+            const auto row = all.begin() + (height - 1 - y) * width * 4;
+            expected.insert(expected.end(), row + c.x0 * 4, row + (c.x1 + 1) * 4);
+        }
+        for (const std::string in : {"all.png", "all.pic"}) {
+            succeed("convert --force --rect " + std::string(c.rectangle) + " " + in + " part.png");
+            EXPECT_EQ(rgba("part.png"), expected) << in << " " << c.rectangle;
+        }
+    }
+}
+
+TEST_F(Tool, TurnsKindsIntoOneAnother) {
+    write_png(dir.path("image.png"), {2, 1, PNG_COLOR_TYPE_RGB, 8, hex("FF0000 6496C8")});
+    write_png(dir.path("cutout.png"), {2, 1, PNG_COLOR_TYPE_RGBA, 8, hex("0102037F 04050600")});
+    // A mask of two rows: top 11 22, bottom 33 44. Nothing makes such files but other programs.
+    write_png(dir.path("grey.png"), {2, 2, PNG_COLOR_TYPE_RGB, 8, Bytes(12)});
+    succeed("convert grey.png mask.pic --compress off");
+    Bytes mask = contents(dir.path("mask.pic"));
+    put(mask, 592, be(1, 2));
+    put(mask, pixar_data, hex("11 22 33 44"));
+    dir.file("mask.pic", mask);
+    EXPECT_EQ(info("mask.pic")["kind"], "mask");
+
+    struct Case {
+        const char* arguments;
+        const char* rgba;
+    };
+    for (const Case& c : {
+             Case{"image.png out.png --kind cutout", "FF0000FF 6496C8FF"},
+             {"image.png out.png --kind mask", "4C4C4CFF 8C8C8CFF"},
+             {"cutout.png out.png --kind image", "010203FF 040506FF"},
+             {"cutout.png out.png --kind mask", "7F7F7FFF 000000FF"},
+             {"mask.pic out.png", "111111FF 222222FF 333333FF 444444FF"},
+             {"mask.pic out.png --kind image", "111111FF 222222FF 333333FF 444444FF"},
+             {"mask.pic out.png --kind cutout", "00000011 00000022 00000033 00000044"},
+         }) {
+        succeed("convert --force " + std::string(c.arguments));
+        EXPECT_EQ(rgba("out.png"), hex(c.rgba)) << c.arguments;
+    }
+}
+
+TEST_F(Tool, TellsWhatFailedAndLeavesNothingBehind) {
+    write_png(dir.path("good.png"), {2, 1, PNG_COLOR_TYPE_RGB, 8, hex("010203 040506")});
+    succeed("convert good.png good.pic");
+    const Bytes png = contents(dir.path("good.png"));
+    dir.file("text.txt", hex("6869"));
+    dir.file("text.png", hex("6869"));
+    dir.file("text.pic", hex("6869"));
+    dir.file("cut.png", {png.begin(), png.begin() + 45});
+    Bytes wrong = png;
+    wrong[45] ^= 0x55;
+    dir.file("wrong.png", wrong);
+    // Headers that claim a million by a million pixels, and 32767 by 32767, of a few bytes.
+    write_png(dir.path("huge.png"), {1000000, 1000000, PNG_COLOR_TYPE_RGBA, 8, {}});
+    Bytes wide = contents(dir.path("good.pic"));
+    put(wide, 584, hex("7FFF 7FFF 7FFF 7FFF"));
+    dir.file("wide.pic", {wide.begin(), wide.begin() + 9000});
+    Bytes empty = contents(dir.path("good.pic"));
+    put(empty, 584, hex("0000"));
+    dir.file("empty.pic", empty);
+    dir.file("locked.pic", hex("00"));
+    mkfifo(dir.path("pipe.pic").c_str(), 0600);
+    const std::set<std::string> before = files();
+
+    struct Case {
+        const char* arguments;
+        int status;
+        const char* err;
+    };
+    for (const Case& c : {
+             Case{"info none.pic", 1, "none.pic: Failed to open file in trellis (code 6)"},
+             {"convert text.txt x.pic", 1,
+              "text.txt: Unknown or unsupported format in trellis (code 5)"},
+             {"convert text.png x.pic", 1, "text.png: Read error in trellis (code 1)"},
+             {"convert text.pic x.png", 1, "text.pic: Read error in trellis (code 1)"},
+             {"convert cut.png x.pic", 1, "cut.png: Read error in trellis (code 1)"},
+             {"convert wrong.png x.pic", 1, "wrong.png: Read error in trellis (code 1)"},
+             {"convert huge.png x.pic", 1,
+              "huge.png: Allocation error in trellis: the picture is too large for this machine "
+              "(code 3)"},
+             {"convert wide.pic x.png", 1, "wide.pic: Read error in trellis (code 1)"},
+             {"convert empty.pic x.png", 1,
+              "empty.pic: Unknown or unsupported format in trellis (code 5)"},
+             {"convert good.png x.pic --rect 0,0,2,0", 1,
+              "good.png: Window coordinate error in trellis: the picture is 2 x 1 pixels (code 9)"},
+             {"convert good.png x.pic --kind mask", 1,
+              "x.pic: Trellis function not supported in current format (code 14)"},
+             {"convert good.png x.txt", 1,
+              "x.txt: Unknown or unsupported format in trellis: no format has this extension "
+              "(code 5)"},
+             {"convert good.png no/x.pic", 1,
+              "no/x.pic: Failed to open file in trellis: No such file or directory (code 6)"},
+             {"convert good.png good.pic", 1,
+              "good.pic: File is not writeable: it exists; --force replaces it (code 23)"},
+             {"convert good.png pipe.pic --force", 1, "pipe.pic: File is not writeable (code 23)"},
+             {"chart x.pic --size 32768x1", 1,
+              "x.pic: Window coordinate error in trellis (code 9)"},
+             {"chart x.png --size 9999999x9999999", 1,
+              "x.png: Allocation error in trellis: the chart is too large for this machine "
+              "(code 3)"},
+             {"", 2, nullptr},
+             {"paint x.pic", 2, nullptr},
+             {"convert good.png", 2, nullptr},
+             {"convert good.png x.pic --kind colour", 2, nullptr},
+             {"convert good.png x.pic --compress maybe", 2, nullptr},
+             {"convert good.png x.pic --rect 0,0,1", 2, nullptr},
+             {"convert good.png x.pic --rect 1,0,0,0", 2, nullptr},
+             {"chart x.pic --size 0x5", 2, nullptr},
+             {"chart x.pic --size 5x5x5", 2, nullptr},
+         }) {
+        const Result result = run(c.arguments);
+        EXPECT_EQ(result.status, c.status) << c.arguments;
+        EXPECT_EQ(result.out, "") << c.arguments;
+        if (c.err != nullptr) {
+            EXPECT_EQ(result.err, "trellis: " + std::string(c.err) + "\n") << c.arguments;
+        }
+        EXPECT_EQ(files(), before) << c.arguments;
+    }
+    // Whatever is told may fail to arrive.
+    const Result full = run("formats >/dev/full 2>/dev/null #");
+    EXPECT_EQ(full.status, 1);
+}
+
+TEST_F(Tool, KeepsWholeFilesAndTheirPermissions) {
+    succeed("chart old.pic --size 8x8");
+    chmod(dir.path("old.pic").c_str(), 0604);
+    const Bytes old = contents(dir.path("old.pic"));
+    for (const std::string out : {"old.pic", "new.pic", "new.png"}) {
+        const Result result = run("chart " + out + " --size 200x200 --force", "ulimit -f 20 &&");
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.err, "trellis: " + out + ": Write error in trellis (code 2)\n");
+    }
+    EXPECT_EQ(files(), std::set<std::string>{"old.pic"});
+    EXPECT_EQ(contents(dir.path("old.pic")), old);
+
+    std::filesystem::create_symlink("old.pic", dir.path("link.pic"));
+    succeed("chart link.pic --size 9x9 --force");
+    EXPECT_TRUE(std::filesystem::is_symlink(dir.path("link.pic")));
+    EXPECT_EQ(info("old.pic")["width"], 9);
+    EXPECT_EQ(mode("old.pic"), 0604U);
+    EXPECT_EQ(run("chart new.pic --size 9x9", "umask 027 &&").status, 0);
+    EXPECT_EQ(mode("new.pic"), 0640U);
+}
+
+// On a terminal, a save that takes its time shows a bar; interrupted, it leaves nothing.
+TEST_F(Tool, ShowsProgressAndCleansUpWhenInterrupted) {
+    int terminal = -1;
+    const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (child == 0) {
+        if (chdir(dir.path("").c_str()) == 0) {
+            execl(TRELLIS_TOOL, "trellis", "chart", "big.png", "--size", "9000x3000", nullptr);
+        }
+        _exit(127);
+    }
+    std::string shown;
+    std::array<char, 256> bytes{};
+    ssize_t count = 0;
+    while (shown.find("saving big.png") == std::string::npos &&
+           (count = read(terminal, bytes.data(), bytes.size())) > 0) {
+        shown.append(bytes.data(), std::size_t(count));
+    }
+    EXPECT_NE(shown.find("%  drawing big.png"), std::string::npos);
+    EXPECT_NE(shown.find("\r\033[K"), std::string::npos);
+    EXPECT_NE(shown.find("%  saving big.png"), std::string::npos);
+    EXPECT_EQ(files().size(), 1U);
+    kill(child, SIGTERM);
+    int status = 0;
+    waitpid(child, &status, 0);
+    close(terminal);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
+    EXPECT_EQ(files(), std::set<std::string>{});
+}
+
+TEST_F(Tool, DescribesFilesAndFormats) {
+    succeed("chart a.pic --size 20x10");
+    succeed("convert a.pic b.PIC --kind image --compress off");
+    EXPECT_EQ(run("info b.PIC").out,
+              "b.PIC\n  format       Pixar (PIXAR)\n  kind         image\n  size         20 x 10\n"
+              "  channels     3\n  depth        8 bits\n  compression  no\n");
+
+    // A bad file among good ones, and a name that is no text.
+    std::filesystem::rename(dir.path("b.PIC"), dir.path("\xFF.pic"));
+    const Result result = run("info --json a.pic none.pic '\xFF.pic'");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "trellis: none.pic: Failed to open file in trellis (code 6)\n");
+    const json list = json::parse(result.out);
+    ASSERT_EQ(list.size(), 2U);
+    EXPECT_EQ(list[0], json::parse(R"({"file": "a.pic", "format": "PIXAR", "kind": "cutout",
+        "width": 20, "height": 10, "channels": 4, "depth": 8, "compressed": true})"));
+    EXPECT_EQ(list[1]["kind"], "image");
+
+    const json formats = json::parse(run("formats --json").out);
+    ASSERT_EQ(formats.size(), 5U);
+    EXPECT_EQ(formats[0], json::parse(R"({"code": "PIXAR", "name": "Pixar", "extensions": ["pic"],
+        "depth": 8, "load": ["image", "cutout"], "save": ["image", "cutout"],
+        "catalogue": false})"));
+    EXPECT_EQ(formats[1]["extensions"], json({"dpx"}));
+}
+
+TEST_F(Tool, ComparesPictures) {
+    write_png(dir.path("a.png"), {2, 1, PNG_COLOR_TYPE_RGBA, 8, hex("01020304 05060708")});
+    write_png(dir.path("b.png"), {2, 1, PNG_COLOR_TYPE_RGBA, 8, hex("01020304 05000709")});
+    write_png(dir.path("c.png"), {2, 1, PNG_COLOR_TYPE_RGB, 8, hex("010203 050607")});
+    write_png(dir.path("d.png"), {1, 2, PNG_COLOR_TYPE_RGB, 8, hex("010203 050607")});
+    struct Case {
+        const char* arguments;
+        int status;
+        const char* out;
+    };
+    for (const Case& c : {
+             Case{"a.png a.png", 0, ""},
+             {"a.png b.png", 1, "pixels differ: 1 of 2, by at most 6\n"},
+             {"--kind mask a.png b.png", 1, "pixels differ: 1 of 2, by at most 1\n"},
+             {"a.png c.png", 1, "kinds differ: cutout and image\n"},
+             {"--kind image a.png c.png", 0, ""},
+             {"c.png d.png", 1, "sizes differ: 2 x 1 and 1 x 2\n"},
+         }) {
+        const Result result = run("compare " + std::string(c.arguments));
+        EXPECT_EQ(result.status, c.status) << c.arguments;
+        EXPECT_EQ(result.out, c.out) << c.arguments;
+    }
+}
+
+TEST_F(Tool, DrawsChartsOfAnySize) {
+    for (const std::string size : {"1x1", "1x300", "7x5", "333x641", "12000x3"}) {
+        succeed("chart a.png --force --size " + size);
+        succeed("chart a.pic --force --size " + size);
+        succeed("compare a.png a.pic");
+    }
+    succeed("chart b.png");
+    const Bytes pixels = rgba("b.png");
+    std::set<int> mattes;
+    for (std::size_t i = 3; i < pixels.size(); i += 4) {
+        mattes.insert(pixels[i]);
+    }
+    EXPECT_EQ(*mattes.begin(), 0);
+    EXPECT_EQ(*mattes.rbegin(), 255);
+    EXPECT_GT(mattes.size(), 200U);
+}
+
+}  // namespace

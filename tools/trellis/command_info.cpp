@@ -1,0 +1,59 @@
+#include <nlohmann/json.hpp>
+
+#include <cstdio>
+
+#include "commands.h"
+#include "file_error.h"
+
+namespace tool {
+
+namespace {
+
+void print(const std::string& file, const FileInfo& info) {
+    std::printf("%s\n", file.c_str());
+    std::printf("  format       %s (%s)\n", info.format->long_name, info.format->code_string);
+    std::printf("  kind         %s\n", kind_name(info.kind));
+    std::printf("  size         %d x %d\n", info.width, info.height);
+    std::printf("  channels     %d\n", info.channels);
+    std::printf("  depth        %d bits\n", info.depth);
+    std::printf("  compression  %s\n", info.compressed ? "yes" : "no");
+}
+
+nlohmann::ordered_json to_json(const std::string& file, const FileInfo& info) {
+    return {{"file", file},
+            {"format", info.format->code_string},
+            {"kind", kind_name(info.kind)},
+            {"width", info.width},
+            {"height", info.height},
+            {"channels", info.channels},
+            {"depth", info.depth},
+            {"compressed", info.compressed}};
+}
+
+}  // namespace
+
+bool info(const std::vector<std::string>& files, bool json) {
+    bool all_read = true;
+    auto list = nlohmann::ordered_json::array();
+    for (const std::string& file : files) {
+        try {
+            const FileInfo info = describe(file);
+            if (json) {
+                list.push_back(to_json(file, info));
+            } else {
+                print(file, info);
+            }
+        } catch (const FileError& error) {
+            report(error);
+            all_read = false;
+        }
+    }
+    if (json) {
+        // A file name may be any bytes; those that are no text are replaced.
+        using Dump = nlohmann::ordered_json::error_handler_t;
+        std::puts(list.dump(2, ' ', false, Dump::replace).c_str());
+    }
+    return all_read;
+}
+
+}  // namespace tool

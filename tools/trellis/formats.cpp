@@ -1,0 +1,121 @@
+#include "formats.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+
+#include "trellis/errors.h"
+
+#include "file_error.h"
+#include "png_file.h"
+
+namespace tool {
+
+namespace {
+
+// As many bytes as the most demanding probe asks for.
+constexpr std::size_t probe_size = 594;
+
+constexpr std::array init_functions = {init_pixar_pic_, init_dpx_pic_, init_smpte_pic_,
+                                       init_maya_pic_, init_png_pic};
+
+std::array<pic_format, init_functions.size()> filled_descriptors() {
+    std::array<pic_format, init_functions.size()> descriptors{};
+    for (std::size_t i = 0; i < descriptors.size(); ++i) {
+        init_functions[i](&descriptors[i]);
+    }
+    return descriptors;
+}
+
+std::vector<unsigned char> first_bytes(const std::string& path) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
+                                                               std::fclose);
+    if (file == nullptr) {
+        throw FileError(path, TRELLIS_OPEN_ERROR);
+    }
+    std::vector<unsigned char> bytes(probe_size);
+    bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
+    return bytes;
+}
+
+const pic_format* probed_format(const std::string& path, std::vector<unsigned char> head) {
+    for (const pic_format& format : formats()) {
+        unsigned int kind = 0;
+        unsigned int is_this_format = 0;  // probes leave it alone when the magic is another's
+        if (format.inq_type_fn != nullptr &&
+            format.inq_type_fn(head.data(), static_cast<int>(head.size()), path.c_str(), 0, &kind,
+                               &is_this_format) == 0 &&
+            is_this_format == 1) {
+            return &format;
+        }
+    }
+    return nullptr;
+}
+
+const pic_format* named_format(const std::string& path) {
+    std::string extension = std::filesystem::path(path).extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    for (const pic_format& format : formats()) {
+        for (const std::string& known : extensions(format)) {
+            if (extension == "." + known) {
+                return &format;
+            }
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+std::span<const pic_format> formats() {
+    static const std::array descriptors = filled_descriptors();
+    return descriptors;
+}
+
+const pic_format& format_of_file(const std::string& path) {
+    // Not every good file passes its probe: that of Pixar doubts pictures wider than 9999 pixels.
+    const pic_format* format = probed_format(path, first_bytes(path));
+    if (format == nullptr) {
+        format = named_format(path);
+    }
+    if (format == nullptr) {
+        throw FileError(path, TRELLIS_UNSUPPORTED_ERROR);
+    }
+    return *format;
+}
+
+const pic_format& format_for_name(const std::string& path) {
+    const pic_format* format = named_format(path);
+    if (format == nullptr) {
+        throw FileError(path, TRELLIS_UNSUPPORTED_ERROR, "no format has this extension");
+    }
+    return *format;
+}
+
+std::vector<std::string> extensions(const pic_format& format) {
+    std::vector<std::string> result;
+    for (const char* extension : {format.ext, format.ext2, format.ext3}) {
+        if (*extension != '\0' &&
+            std::find(result.begin(), result.end(), extension) == result.end()) {
+            result.emplace_back(extension);
+        }
+    }
+    return result;
+}
+
+int deep_bits(const pic_format& format) {
+    switch (format.type) {
+        case png_type:
+            return 16;
+        case TRELLIS_TYPE_PIXAR:
+            return 12;
+        default:
+            return 10;
+    }
+}
+
+}  // namespace tool

@@ -1,0 +1,29 @@
+#pragma once
+
+// The progress bar, which the library and the tool's own PNG code feed through one hook.
+
+#include <chrono>
+#include <string>
+
+namespace tool {
+
+/// Shows how far an operation is, on a terminal at standard error, when it takes longer than half a
+/// second, and is gone afterwards. One at a time.
+class ProgressBar {
+  public:
+    ProgressBar(const std::string& verb, const std::string& path);
+    ProgressBar(const ProgressBar&) = delete;
+    ProgressBar& operator=(const ProgressBar&) = delete;
+    ~ProgressBar();
+
+    void show(float fraction);
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    std::string label_;
+    Clock::time_point next_ = Clock::now() + std::chrono::milliseconds(500);
+    bool shown_ = false;
+};
+
+}  // namespace tool

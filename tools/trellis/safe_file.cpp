@@ -1,0 +1,137 @@
+#include "safe_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+
+#include "trellis/errors.h"
+
+#include "file_error.h"
+
+namespace tool {
+
+namespace {
+
+constexpr int unwriteable = 23;  // "File is not writeable"
+
+constexpr std::array interrupts = {SIGHUP, SIGINT, SIGTERM};
+
+// The temporary file that an interrupt must remove; empty when there is none.
+std::array<char, PATH_MAX> unfinished{};
+
+void remove_and_die(int signal) {
+    if (unfinished[0] != '\0') {
+        unlink(unfinished.data());
+    }
+    raise(signal);  // by now with its usual effect, once this handler returns
+}
+
+// An interrupt that was to be ignored, as under nohup, stays so.
+void catch_interrupts() {
+    struct sigaction action {};
+    action.sa_handler = remove_and_die;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    for (const int signal : interrupts) {
+        struct sigaction old {};
+        sigaction(signal, nullptr, &old);
+        if (old.sa_handler == SIG_DFL) {
+            sigaction(signal, &action, nullptr);
+        }
+    }
+}
+
+/// Holds interrupts back for as long as a file and what is known of it do not agree.
+class InterruptsHeldBack {
+  public:
+    InterruptsHeldBack() {
+        sigset_t held;
+        sigemptyset(&held);
+        for (const int signal : interrupts) {
+            sigaddset(&held, signal);
+        }
+        sigprocmask(SIG_BLOCK, &held, &before_);
+    }
+    InterruptsHeldBack(const InterruptsHeldBack&) = delete;
+    InterruptsHeldBack& operator=(const InterruptsHeldBack&) = delete;
+    ~InterruptsHeldBack() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+
+  private:
+    sigset_t before_{};
+};
+
+}  // namespace
+
+SafeFile::SafeFile(const std::string& target, bool force)
+    : target_(target), place_(target), force_(force) {
+    struct stat status {};
+    if (stat(target.c_str(), &status) == 0) {
+        if (!force) {
+            throw FileError(target, unwriteable, "it exists; --force replaces it");
+        }
+        if (!S_ISREG(status.st_mode) || access(target.c_str(), W_OK) != 0) {
+            throw FileError(target, unwriteable);
+        }
+        std::error_code ignored;
+        place_ = std::filesystem::canonical(target, ignored).string();
+        replaces_ = true;
+        old_mode_ = status.st_mode & 07777;
+    }
+    create_temporary();
+}
+
+void SafeFile::create_temporary() {
+    const std::filesystem::path directory = std::filesystem::path(place_).parent_path();
+    const std::string prefix = ".trellis-" + std::to_string(getpid()) + "-";
+    const InterruptsHeldBack held;
+    for (int number = 0;; ++number) {
+        temporary_ = directory / (prefix + std::to_string(number));
+        const int file = open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (file >= 0) {
+            close(file);
+            break;
+        }
+        if (errno != EEXIST) {
+            throw FileError(target_, TRELLIS_OPEN_ERROR, std::strerror(errno));
+        }
+    }
+    std::copy_n(temporary_.c_str(), temporary_.size() + 1, unfinished.begin());
+    catch_interrupts();
+}
+
+SafeFile::~SafeFile() {
+    if (!temporary_.empty()) {
+        const InterruptsHeldBack held;
+        unlink(temporary_.c_str());
+        unfinished[0] = '\0';
+    }
+}
+
+void SafeFile::keep() {
+    if (replaces_) {
+        chmod(temporary_.c_str(), old_mode_);
+    }
+    const InterruptsHeldBack held;
+    // Somebody else may have created the target in the meantime. Not every file system can refuse
+    // to replace it.
+    int result = renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, place_.c_str(),
+                           force_ ? 0 : RENAME_NOREPLACE);
+    if (result != 0 && errno == EINVAL) {
+        result = rename(temporary_.c_str(), place_.c_str());
+    }
+    if (result != 0) {
+        throw FileError(target_, unwriteable, std::strerror(errno));
+    }
+    temporary_.clear();
+    unfinished[0] = '\0';
+}
+
+}  // namespace tool
