@@ -29,8 +29,7 @@ TRELLIS_AVX2 __m256i pattern(char b0, char b1, char b2, char b3, char b4, char b
         _mm_setr_epi8(b0, b1, b2, b3, b4, b5, b6, b7, b8, b9, b10, b11, b12, b13, b14, b15));
 }
 
-TRELLIS_AVX2 std::size_t store_avx2(const Pixel* row, std::size_t count, std::uint8_t* colour,
-                                    std::uint8_t* matte) {
+TRELLIS_AVX2 std::size_t store_avx2(const Pixel* row, std::size_t count, const RowTarget& target) {
     constexpr std::size_t step = 32;
     const __m256i reverse = pattern(3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12);
     const __m256i spare = _mm256_set1_epi32(0xFF);
@@ -40,20 +39,22 @@ TRELLIS_AVX2 std::size_t store_avx2(const Pixel* row, std::size_t count, std::ui
     for (; x + step <= count; x += step) {
         const __m256i pixels[4] = {load(row + x), load(row + x + 8), load(row + x + 16),
                                    load(row + x + 24)};
-        if (colour != nullptr) {
-            std::uint8_t* to = colour + 4 * x;
+        if (target.colour != nullptr) {
+            _mm_prefetch(target.next_colour + 4 * x, _MM_HINT_T0);
+            _mm_prefetch(target.next_colour + 4 * x + 64, _MM_HINT_T0);
+            std::uint8_t* to = target.colour + 4 * x;
             for (int i = 0; i < 4; ++i, to += 32) {
                 const __m256i reversed = _mm256_shuffle_epi8(pixels[i], reverse);
                 store(to, _mm256_blendv_epi8(reversed, load(to), spare));
             }
         }
-        if (matte != nullptr) {
+        if (target.matte != nullptr) {
             const __m256i low = _mm256_packus_epi32(_mm256_srli_epi32(pixels[0], 24),
                                                     _mm256_srli_epi32(pixels[1], 24));
             const __m256i high = _mm256_packus_epi32(_mm256_srli_epi32(pixels[2], 24),
                                                      _mm256_srli_epi32(pixels[3], 24));
             const __m256i packed = _mm256_packus_epi16(low, high);
-            store(matte + x, _mm256_permutevar8x32_epi32(packed, order));
+            store(target.matte + x, _mm256_permutevar8x32_epi32(packed, order));
         }
     }
     return x;
@@ -108,15 +109,15 @@ TRELLIS_AVX2 std::size_t pack_rgb_avx2(const Pixel* row, std::size_t count, std:
 
 }  // namespace
 
-void store_row(const Pixel* row, std::size_t count, std::uint8_t* colour, std::uint8_t* matte) {
-    for (std::size_t x = use_avx2() ? store_avx2(row, count, colour, matte) : 0; x < count; ++x) {
-        if (colour != nullptr) {
-            colour[4 * x + 1] = row[x].blue;
-            colour[4 * x + 2] = row[x].green;
-            colour[4 * x + 3] = row[x].red;
+void store_row(const Pixel* row, std::size_t count, const RowTarget& to) {
+    for (std::size_t x = use_avx2() ? store_avx2(row, count, to) : 0; x < count; ++x) {
+        if (to.colour != nullptr) {
+            to.colour[4 * x + 1] = row[x].blue;
+            to.colour[4 * x + 2] = row[x].green;
+            to.colour[4 * x + 3] = row[x].red;
         }
-        if (matte != nullptr) {
-            matte[x] = row[x].matte;
+        if (to.matte != nullptr) {
+            to.matte[x] = row[x].matte;
         }
     }
 }

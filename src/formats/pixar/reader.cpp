@@ -60,8 +60,10 @@ Error load_tile(RowDecoder& decoder, const Rectangle& tile, const Rectangle& wan
             return error;
         }
         if (visible) {
-            store_row(row + (first - tile.x0), count, colour.pixel(first, y),
-                      matte.pixel(first, y));
+            store_row(row + (first - tile.x0), count,
+                      {.colour = colour.pixel(first, y),
+                       .matte = matte.pixel(first, y),
+                       .next_colour = colour.pixel(first, std::max(y - 1, wanted.y0))});
         }
     }
     return Error::none;

@@ -31,8 +31,10 @@ Bytes all_kernels(std::size_t count, std::size_t offset, bool with_colour, bool 
     Bytes samples(room * 3 + 8, 0xA5);
     std::vector<Pixel> gathered(room + 8);
     std::vector<Pixel> expanded(room + 8);
-    pixar::store_row(row.data(), count, with_colour ? colour.data() + offset : nullptr,
-                     with_matte ? matte.data() + offset : nullptr);
+    pixar::store_row(row.data(), count,
+                     {.colour = with_colour ? colour.data() + offset : nullptr,
+                      .matte = with_matte ? matte.data() + offset : nullptr,
+                      .next_colour = colour.data()});
     pixar::gather_row(with_colour ? source.data() + offset : nullptr,
                       with_matte ? source.data() + offset + 1 : nullptr, count,
                       gathered.data() + offset);
@@ -68,7 +70,7 @@ TEST(PixarPixels, ChannelsLandInTheirBytes) {
     Bytes colour = support::hex("EE EE EE EE EE EE EE EE");
     std::uint8_t matte[2] = {};
     const Pixel row[2] = {pixel, pixel};
-    pixar::store_row(row, 2, colour.data(), matte);
+    pixar::store_row(row, 2, {.colour = colour.data(), .matte = matte, .next_colour = nullptr});
     EXPECT_EQ(colour, support::hex("EE 03 02 01 EE 03 02 01"));
     EXPECT_EQ(matte[1], 4);
     Pixel back[2];
