@@ -39,8 +39,7 @@ Bytes hex(const std::string& text) {
     std::istringstream in(text);
     for (std::string group; in >> group;) {
         for (std::size_t i = 0; i < group.size(); i += 2) {
-            bytes.push_back(
-                static_cast<std::uint8_t>(std::stoul(group.substr(i, 2), nullptr, 16)));
+            bytes.push_back(static_cast<std::uint8_t>(std::stoul(group.substr(i, 2), nullptr, 16)));
         }
     }
     return bytes;
