@@ -28,7 +28,7 @@ cc -std=c11 -Wall -Wextra -Wpedantic -Werror "$examples/cutout.c" -o "$work_dir/
     $(pkg-config --cflags --libs trellis)
 "$work_dir/with-pkg-config" "$work_dir/a.pic"
 
-cmake -S "$examples" -B "$work_dir/package" -DCMAKE_PREFIX_PATH="$prefix" > /dev/null
+cmake -G Ninja -S "$examples" -B "$work_dir/package" -DCMAKE_PREFIX_PATH="$prefix" > /dev/null
 cmake --build "$work_dir/package" > /dev/null
 "$work_dir/package/cutout" "$work_dir/b.pic"
 
