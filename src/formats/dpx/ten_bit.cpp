@@ -187,10 +187,22 @@ constexpr LayoutEntry layouts[layout_count] = {
      {5, code_place(2), code_place(1), code_place(0), code_place(3)}},
 };
 
+const LayoutEntry& entry_of(Layout layout) {
+    return layouts[static_cast<std::size_t>(layout)];
+}
+
 #define TRELLIS_AVX2 __attribute__((target("avx2")))
 
 TRELLIS_AVX2 __m128i load16(const void* source) {
     return _mm_loadu_si128(static_cast<const __m128i*>(source));
+}
+
+TRELLIS_AVX2 __m256i load32(const void* source) {
+    return _mm256_loadu_si256(static_cast<const __m256i*>(source));
+}
+
+TRELLIS_AVX2 void store32(void* destination, __m256i value) {
+    _mm256_storeu_si256(static_cast<__m256i*>(destination), value);
 }
 
 TRELLIS_AVX2 __m256i load16_twice(const void* low, const void* high) {
@@ -216,7 +228,7 @@ TRELLIS_AVX2 std::size_t unpack_avx2(const LayoutEntry& layout, const std::uint8
         const __m256i codes = _mm256_srli_epi16(_mm256_mullo_epi16(pairs, scale), 6);
         const __m256i sorted = _mm256_permutevar8x32_epi32(codes, colours_first);
         if (with_colour) {
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(colour + 3 * x), sorted);
+            store32(colour + 3 * x, sorted);
         }
         if (with_matte) {
             const __m128i mattes = _mm256_extracti128_si256(sorted, 1);
@@ -268,10 +280,42 @@ TRELLIS_AVX2 std::size_t pack_avx2(std::size_t size, const std::uint16_t* colour
     return x;
 }
 
+// Sixteen samples a step: each is the upper ten bits of two bytes, most significant first.
+TRELLIS_AVX2 __m256i swap_bytes(__m256i words) {
+    const __m256i swap = _mm256_broadcastsi128_si256(
+        _mm_setr_epi8(1, 0, 3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14));
+    return _mm256_shuffle_epi8(words, swap);
+}
+
+TRELLIS_AVX2 std::size_t unpack_mask_avx2(const std::uint8_t* bytes, std::size_t count,
+                                          std::uint16_t* matte) {
+    std::size_t x = 0;
+    for (; x + 16 <= count; x += 16) {
+        const __m256i words = swap_bytes(load32(bytes + 2 * x));
+        store32(matte + x, _mm256_srli_epi16(words, 6));
+    }
+    return x;
+}
+
+TRELLIS_AVX2 std::size_t pack_mask_avx2(const std::uint16_t* matte, std::size_t count,
+                                        std::uint8_t* bytes) {
+    const __m256i field = _mm256_set1_epi16(static_cast<short>(code_mask << 6));
+    std::size_t x = 0;
+    for (; x + 16 <= count; x += 16) {
+        // Down by four and up by six.
+        const __m256i shifted = _mm256_slli_epi16(load32(matte + x), 2);
+        store32(bytes + 2 * x, swap_bytes(_mm256_and_si256(shifted, field)));
+    }
+    return x;
+}
+
 std::size_t unpack_front(const LayoutEntry& layout, const std::uint8_t* bytes, std::size_t count,
                          std::uint16_t* colour, std::uint16_t* matte) {
     if (!use_avx2()) {
         return 0;
+    }
+    if (colour == nullptr && &layout == &entry_of(Layout::mask10)) {
+        return unpack_mask_avx2(bytes, count, matte);
     }
     if (colour == nullptr) {
         return unpack_avx2<false, true>(layout, bytes, count, colour, matte);
@@ -280,11 +324,15 @@ std::size_t unpack_front(const LayoutEntry& layout, const std::uint8_t* bytes, s
                             : unpack_avx2<true, true>(layout, bytes, count, colour, matte);
 }
 
-std::size_t pack_front(std::size_t size, const std::uint16_t* colour, const std::uint16_t* matte,
+std::size_t pack_front(Mode mode, const std::uint16_t* colour, const std::uint16_t* matte,
                        std::size_t count, std::uint8_t* bytes) {
     if (!use_avx2() || (colour == nullptr && matte == nullptr)) {
         return 0;
     }
+    if (mode == Mode::mask) {
+        return pack_mask_avx2(matte, count, bytes);
+    }
+    const std::size_t size = pixel_size(saved_layout(mode));
     if (colour == nullptr) {
         return pack_avx2<false, true>(size, colour, matte, count, bytes);
     }
@@ -295,7 +343,7 @@ std::size_t pack_front(std::size_t size, const std::uint16_t* colour, const std:
 }  // namespace
 
 std::size_t pixel_size(Layout layout) {
-    return layouts[static_cast<std::size_t>(layout)].size;
+    return entry_of(layout).size;
 }
 
 std::uint32_t image_size(const Rectangle& rectangle, Mode mode) {
@@ -309,7 +357,7 @@ void unpack_pixels(Layout layout, const std::uint8_t* bytes, std::size_t count,
     if (colour == nullptr && matte == nullptr) {
         return;
     }
-    const LayoutEntry& entry = layouts[static_cast<std::size_t>(layout)];
+    const LayoutEntry& entry = entry_of(layout);
     const std::size_t done = unpack_front(entry, bytes, count, colour, matte);
     entry.unpack_plain(bytes, done, count, colour, matte);
 }
@@ -325,18 +373,20 @@ void clear_pixels(std::size_t count, std::uint16_t* colour, std::uint16_t* matte
 
 void pack_pixels(Mode mode, const std::uint16_t* colour, const std::uint16_t* matte,
                  std::size_t count, std::uint8_t* bytes) {
+    // A mode packs the samples that it is about, whatever buffers there are.
+    if (mode == Mode::mask) {
+        colour = nullptr;
+    } else if (mode == Mode::picture) {
+        matte = nullptr;
+    }
+    const std::size_t done = pack_front(mode, colour, matte, count, bytes);
     switch (mode) {
         case Mode::mask:
-            pack_plain<Mode::mask, 2>(colour, matte, 0, count, bytes);
-            break;
+            return pack_plain<Mode::mask, 2>(colour, matte, done, count, bytes);
         case Mode::picture:
-            pack_plain<Mode::picture, 4>(
-                colour, nullptr, pack_front(4, colour, nullptr, count, bytes), count, bytes);
-            break;
+            return pack_plain<Mode::picture, 4>(colour, matte, done, count, bytes);
         case Mode::cutout:
-            pack_plain<Mode::cutout, 5>(colour, matte, pack_front(5, colour, matte, count, bytes),
-                                        count, bytes);
-            break;
+            return pack_plain<Mode::cutout, 5>(colour, matte, done, count, bytes);
     }
 }
 
