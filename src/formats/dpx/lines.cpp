@@ -103,6 +103,7 @@ class LinePacker {
         if (!walk_.upright) {
             return pack_columns(first, count, lines);
         }
+        // From the lowest row upward: the processor reads ahead only in ascending memory.
         for (std::size_t i = count; i-- > 0;) {
             pack_row(walk_.rectangle.x0, walk_.rectangle.y1 - first - static_cast<std::int64_t>(i),
                      static_cast<std::size_t>(walk_.pixels), lines + i * line_size());
@@ -174,6 +175,7 @@ class LineUnpacker {
         if (!walk_.upright) {
             return unpack_columns(first, count, lines, static_cast<std::ptrdiff_t>(pitch));
         }
+        // From the lowest row upward, in ascending memory.
         for (std::size_t i = count; i-- > 0;) {
             unpack_row(lines + i * pitch, static_cast<std::size_t>(walk_.pixels),
                        walk_.rectangle.x0,
