@@ -11,24 +11,18 @@
 
 namespace support {
 
-inline const pic_format& film_format(void (*init)(pic_format*)) {
-    static pic_format dpx{};
-    static pic_format cineon{};
-    pic_format& format = init == init_dpx_pic_ ? dpx : cineon;
+inline pic_format filled(void (*init)(pic_format*)) {
+    pic_format format{};
     init(&format);
     return format;
 }
 
-inline const pic_format& dpx() {
-    return film_format(init_dpx_pic_);
-}
-inline const pic_format& cineon() {
-    return film_format(init_smpte_pic_);
-}
+inline const pic_format dpx = filled(init_dpx_pic_);
+inline const pic_format cineon = filled(init_smpte_pic_);
 
-/// The fields of a DPX header that tests vary.
+/// The fields of a DPX header that tests vary. Width and lines are those of the file's lines.
 struct DpxHeader {
-    std::uint64_t width = 3;  // of a line, in pixels
+    std::uint64_t width = 3;
     std::uint64_t lines = 2;
     int descriptor = 50;
     int bit_size = 10;
@@ -38,17 +32,15 @@ struct DpxHeader {
     std::uint64_t offset = 2048;
 
     Bytes bytes() const {
-        const auto number = [&](auto value, int size) {
-            const auto unsigned_value = static_cast<std::uint64_t>(value);
-            return big ? be(unsigned_value, size) : le(unsigned_value, size);
+        const auto number = [this](std::uint64_t value, int size) {
+            return big ? be(value, size) : le(value, size);
         };
         Bytes header = zeros(2048);
-        put(header, 0, big ? hex("53 44 50 58") : hex("58 50 44 53"));
-        put(header, 4, number(offset, 4));
-        put(header, 768, number(orientation, 2) + number(elements, 2));
+        put(header, 0, hex(big ? "53 44 50 58" : "58 50 44 53") + number(offset, 4));
+        put(header, 768, number(static_cast<std::uint64_t>(orientation), 2));
+        put(header, 770, number(static_cast<std::uint64_t>(elements), 2));
         put(header, 772, number(width, 4) + number(lines, 4));
-        header[800] = static_cast<std::uint8_t>(descriptor);
-        header[801] = 9;
+        put(header, 800, be(static_cast<std::uint64_t>(descriptor << 8 | 9), 2));
         header[803] = static_cast<std::uint8_t>(bit_size);
         return header;
     }
@@ -68,11 +60,9 @@ struct CineonHeader {
     Bytes bytes() const {
         Bytes header = zeros(2048);
         put(header, 0, hex("80 2A 5F D7 00 00 77 77"));  // the image offset is not to be believed
-        put(header, 8, be(generic_length, 4));
-        put(header, 16, be(user_length, 4));
-        header[192] = static_cast<std::uint8_t>(orientation);
-        header[193] = static_cast<std::uint8_t>(channels);
-        header[198] = static_cast<std::uint8_t>(bits);
+        put(header, 8, be(generic_length, 4) + zeros(4) + be(user_length, 4));
+        put(header, 192, be(static_cast<std::uint64_t>(orientation << 8 | channels), 2));
+        put(header, 198, {static_cast<std::uint8_t>(bits), 0});
         put(header, 200, be(width, 4) + be(lines, 4));
         put(header, 680, format);
         return header;
@@ -89,13 +79,20 @@ inline Bytes last_header() {
 }
 
 /// Puts a header where the next save looks for one.
-inline void prepare_header(int type, const Bytes& bytes) {
+inline void prepare_header(const pic_format& format, Bytes bytes) {
     void* block = nullptr;
     int size = 0;
+    bytes.resize(bytes.size() + (format.type == TRELLIS_TYPE_CINEON ? 8 : 0));
     realloc_last_header_trellis(static_cast<int>(bytes.size()));
-    set_last_header_type_trellis(type);
+    set_last_header_type_trellis(static_cast<int>(format.type));
     inq_last_header_trellis(&block, &size);
     std::memcpy(block, bytes.data(), bytes.size());
+}
+
+inline void prepare_orientation(const pic_format& format, int orientation) {
+    prepare_header(format, format.type == TRELLIS_TYPE_DPX
+                               ? DpxHeader{.orientation = orientation}.bytes()
+                               : CineonHeader{.orientation = orientation}.bytes());
 }
 
 /// Guarded buffers of width × height pixels, and loads and saves of rectangles in them.
@@ -109,34 +106,29 @@ struct FilmBuffers {
     }
 
     /// Mode 4 saves a mask, 5 a picture, 6 a cutout.
-    int save(const pic_format& format, int mode, const std::string& name, int x0, int y0, int x1,
+    int save(const pic_format& format, int mode, const std::string& file, int x0, int y0, int x1,
              int y1) {
-        const char* file = name.c_str();
-        if (mode == 4) {
-            return format.save_mask_fn(file, matte.data(), matte.pitch(), x0, y0, x1, y1, 1);
-        }
-        if (mode == 5) {
-            return format.save_pic_fn(file, colour.data(), colour.pitch(), x0, y0, x1, y1, 0);
-        }
-        return format.save_cut_fn(file, colour.data(), colour.pitch(), matte.data(), matte.pitch(),
-                                  x0, y0, x1, y1, 0);
+        const char* name = file.c_str();
+        return mode == 4 ? format.save_mask_fn(name, matte.data(), matte.pitch(), x0, y0, x1, y1, 1)
+               : mode == 5
+                   ? format.save_pic_fn(name, colour.data(), colour.pitch(), x0, y0, x1, y1, 0)
+                   : format.save_cut_fn(name, colour.data(), colour.pitch(), matte.data(),
+                                        matte.pitch(), x0, y0, x1, y1, 0);
     }
 
     /// Noise of `bits` bits everywhere.
     void fill(int width, int height, int bits = 10) {
         Noise noise(static_cast<std::uint32_t>(width + height));
-        const std::uint32_t mask = (1U << bits) - 1;
-        for (int y = 0; y < height; ++y) {
-            for (int x = 0; x < width; ++x) {
-                matte.at(x, y) = static_cast<std::uint16_t>(noise.next() & mask);
-                for (int c = 0; c < 3; ++c) {
-                    colour.at(x, y, c) = static_cast<std::uint16_t>(noise.next() & mask);
-                }
-            }
+        for (int i = 0; i < width * height * 4; ++i) {
+            const auto sample = static_cast<std::uint16_t>(noise.next() & ((1U << bits) - 1));
+            const int x = i / 4 % width;
+            const int y = i / 4 / width;
+            (i % 4 == 3 ? matte.at(x, y) : colour.at(x, y, i % 4)) = sample;
         }
     }
 
     int written() const { return colour.written() + matte.written(); }
+    bool operator==(const FilmBuffers&) const = default;
 
     Guarded<std::uint16_t> colour;
     Guarded<std::uint16_t> matte;
