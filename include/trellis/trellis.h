@@ -19,6 +19,7 @@
 #include "trellis/bytes.h"
 #include "trellis/convert.h"
 #include "trellis/errors.h"
+#include "trellis/film.h"
 #include "trellis/pic_format.h"
 #include "trellis/settings.h"
 

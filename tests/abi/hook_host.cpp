@@ -1,4 +1,4 @@
-// A host executable that exports the two hooks. It saves and loads a picture and tells whether the
+// A host executable that exports the two hooks. It saves and loads pictures and tells whether the
 // library's calls have come here.
 
 #include <cstdio>
@@ -11,6 +11,7 @@ namespace {
 
 int progress_calls = 0;
 float last_fraction = 0;
+int lines_until_escape = 0;
 constexpr int escape_answer = 11;
 
 }  // namespace
@@ -21,7 +22,7 @@ void occaisional_update_progress_trellis_(float fraction) {
 }
 
 int escape_test_utils_pic() {
-    return escape_answer;
+    return lines_until_escape-- > 0 ? 0 : escape_answer;
 }
 
 int main(int argc, char** argv) {
@@ -42,6 +43,36 @@ int main(int argc, char** argv) {
     expect(pixar.load_pic_fn(name, colour.data(), side, 0, 0, side - 1, side - 1, 0, 0) == 0,
            "load");
     expect(progress_calls == 2 * side, "a load does not reach the host's progress hook");
+
+    // A DPX save asks before each line. The line that the user stopped at stands in the file as the
+    // one before it, or as zero bytes.
+    pic_format dpx{};
+    init_dpx_pic_(&dpx);
+    std::vector<unsigned short> samples(side * side * 3);
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        samples[i] = static_cast<unsigned short>(i);
+    }
+    for (const int lines : {0, 3}) {
+        progress_calls = 0;
+        lines_until_escape = lines;
+        expect(dpx.save_pic_fn(name, samples.data(), side, 0, 0, side - 1, side - 1, 0) ==
+                   escape_answer,
+               "a save does not end with the host's answer");
+        expect(progress_calls == lines + 1, "a save does not tell about each line");
+        expect(last_fraction == static_cast<float>(lines) / (side - 1), "a wrong fraction");
+        std::FILE* file = std::fopen(name, "r");
+        std::vector<char> bytes(2048 + side * side * 4);
+        bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file));
+        std::fclose(file);
+        constexpr int line = side * 4;
+        expect(bytes.size() == static_cast<std::size_t>(2048 + (lines + 1) * line),
+               "a stopped save has a wrong number of lines");
+        const std::vector<char> last(bytes.end() - line, bytes.end());
+        const std::vector<char> before =
+            lines == 0 ? std::vector<char>(line)
+                       : std::vector<char>(bytes.end() - 2 * line, bytes.end() - line);
+        expect(last == before, "the line where a save stopped is not the one before it");
+    }
     std::remove(name);
     return 0;
 }

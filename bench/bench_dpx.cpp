@@ -1,0 +1,252 @@
+// DPX and Cineon loads and saves of a 2048 × 1556 picture beside their floors and peers; both
+// orientations; cutouts and masks; and a small region of a large picture.
+
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+
+#include "trellis/trellis.h"
+
+#include "peers.h"
+#include "support.h"
+
+namespace {
+
+struct Format {
+    std::string extension;
+    pic_format slots;
+};
+
+const Format& dpx() {
+    static const Format format = [] {
+        Format filled{"dpx", {}};
+        init_dpx_pic_(&filled.slots);
+        return filled;
+    }();
+    return format;
+}
+
+const Format& cineon() {
+    static const Format format = [] {
+        Format filled{"cin", {}};
+        init_smpte_pic_(&filled.slots);
+        return filled;
+    }();
+    return format;
+}
+
+std::vector<std::uint16_t>& colour() {
+    static auto samples = bench::samples16(bench::Content::noise, 3, 1023);
+    return samples;
+}
+
+std::vector<std::uint16_t>& matte() {
+    static auto samples = bench::samples16(bench::Content::noise, 1, 1023);
+    return samples;
+}
+
+enum class Kind { picture, cutout, mask };
+
+int save(const Format& format, Kind kind, const std::string& name, int width, int height) {
+    const pic_format& slots = format.slots;
+    switch (kind) {
+        case Kind::cutout:
+            return slots.save_cut_fn(name.c_str(), colour().data(), width, matte().data(), width, 0,
+                                     0, width - 1, height - 1, 0);
+        case Kind::mask:
+            return slots.save_mask_fn(name.c_str(), matte().data(), width, 0, 0, width - 1,
+                                      height - 1, 0);
+        default:
+            return slots.save_pic_fn(name.c_str(), colour().data(), width, 0, 0, width - 1,
+                                     height - 1, 0);
+    }
+}
+
+int load(const Format& format, Kind kind, const std::string& name, int width, int height) {
+    static std::vector<std::uint16_t> loaded_colour = colour();
+    static std::vector<std::uint16_t> loaded_matte = matte();
+    const pic_format& slots = format.slots;
+    switch (kind) {
+        case Kind::cutout:
+            return slots.load_cut_fn(name.c_str(), loaded_colour.data(), width, loaded_matte.data(),
+                                     width, 0, 0, width - 1, height - 1, 0, 0);
+        case Kind::mask:
+            return slots.load_mask_fn(name.c_str(), loaded_matte.data(), width, 0, 0, width - 1,
+                                      height - 1, 0, 0);
+        default:
+            return slots.load_pic_fn(name.c_str(), loaded_colour.data(), width, 0, 0, width - 1,
+                                     height - 1, 0, 0);
+    }
+}
+
+// What a load stores: the file's bytes are fewer.
+std::size_t output_size(Kind kind) {
+    return bench::pixels * (kind == Kind::cutout ? 8 : kind == Kind::mask ? 2 : 6);
+}
+
+std::string saved(const Format& format, Kind kind) {
+    free_last_header_trellis();
+    const std::string name =
+        bench::path("kind-" + std::to_string(static_cast<int>(kind)) + "." + format.extension);
+    save(format, kind, name, bench::width, bench::height);
+    return name;
+}
+
+void load_whole(benchmark::State& state, const Format& format, Kind kind) {
+    const std::string name = saved(format, kind);
+    for (auto _ : state) {
+        if (load(format, kind, name, bench::width, bench::height) != 0) {
+            state.SkipWithError("load failed");
+        }
+    }
+}
+
+void load_floor(benchmark::State& state, const Format& format, Kind kind) {
+    const std::string name = saved(format, kind);
+    for (auto _ : state) {
+        bench::read_floor(name, output_size(kind));
+    }
+}
+
+void save_whole(benchmark::State& state, const Format& format, Kind kind) {
+    free_last_header_trellis();
+    const std::string name = bench::path("save." + format.extension);
+    for (auto _ : state) {
+        if (save(format, kind, name, bench::width, bench::height) != 0) {
+            state.SkipWithError("save failed");
+        }
+    }
+}
+
+void save_floor(benchmark::State& state, const Format& format, Kind kind) {
+    const std::size_t size = bench::file_size(saved(format, kind));
+    const std::string name = bench::path("save.raw");
+    for (auto _ : state) {
+        bench::write_floor(name, size);
+    }
+}
+
+// A header of the transposed orientation for the next save, as a host prepares it.
+void prepare_transposed_header() {
+    void* header = nullptr;
+    int size = 0;
+    saved(dpx(), Kind::picture);
+    inq_last_header_trellis(&header, &size);
+    std::memcpy(static_cast<char*>(header) + 768, "\0\5", 2);
+}
+
+void load_transposed(benchmark::State& state) {
+    const std::string name = bench::path("transposed.dpx");
+    prepare_transposed_header();
+    if (save(dpx(), Kind::picture, name, bench::width, bench::height) != 0) {
+        state.SkipWithError("save failed");
+    }
+    for (auto _ : state) {
+        if (load(dpx(), Kind::picture, name, bench::width, bench::height) != 0) {
+            state.SkipWithError("load failed");
+        }
+    }
+}
+
+void save_transposed(benchmark::State& state) {
+    const std::string name = bench::path("save-transposed.dpx");
+    prepare_transposed_header();
+    void* header = nullptr;
+    int size = 0;
+    for (auto _ : state) {
+        inq_last_header_trellis(&header, &size);
+        std::memcpy(static_cast<char*>(header) + 768, "\0\5", 2);
+        if (save(dpx(), Kind::picture, name, bench::width, bench::height) != 0) {
+            state.SkipWithError("save failed");
+        }
+    }
+}
+
+// A picture of 8192 × 6224 pixels: a square of `side`, or all of it.
+void region(benchmark::State& state, int side) {
+    constexpr int width = 8192;
+    constexpr int height = 6224;
+    static std::vector<std::uint16_t> samples(std::size_t{width} * height * 3, 512);
+    static const std::string name = [] {
+        free_last_header_trellis();
+        const std::string large = bench::path("large.dpx");
+        dpx().slots.save_pic_fn(large.c_str(), samples.data(), width, 0, 0, width - 1, height - 1,
+                                0);
+        return large;
+    }();
+    const bool whole = side == 0;
+    const int x1 = whole ? width - 1 : side - 1;
+    const int y1 = whole ? height - 1 : side - 1;
+    const int offset = whole ? 0 : -3000;
+    for (auto _ : state) {
+        if (dpx().slots.load_pic_fn(name.c_str(), samples.data(), width, 0, 0, x1, y1, offset,
+                                    offset) != 0) {
+            state.SkipWithError("load failed");
+        }
+    }
+}
+
+void peer_load(benchmark::State& state, const bench::Peer& peer, const Format& format) {
+    const std::string name = saved(format, Kind::picture);
+    for (auto _ : state) {
+        if (!peer.load(name, format.extension)) {
+            state.SkipWithError("this peer does not read the format");
+        }
+    }
+}
+
+void peer_save(benchmark::State& state, const bench::Peer& peer, const Format& format) {
+    static const auto samples = bench::samples16(bench::Content::noise, 3, 65535);
+    const std::string name = bench::path("peer-save." + format.extension);
+    for (auto _ : state) {
+        if (!peer.save(name, samples)) {
+            state.SkipWithError("this peer does not write the format");
+        }
+    }
+}
+
+template <class Function, class... Arguments>
+void add(const std::string& name, Function function, const Arguments&... arguments) {
+    benchmark::RegisterBenchmark(name.c_str(), function, arguments...)
+        ->Unit(benchmark::kMillisecond);
+}
+
+void add_format(const Format& format, const std::string& name, double openimageio_limit) {
+    const struct {
+        Kind kind;
+        std::string suffix;
+    } kinds[] = {{Kind::picture, ""}, {Kind::cutout, "/cutout"}, {Kind::mask, "/mask"}};
+    for (const auto& [kind, suffix] : kinds) {
+        add(name + "/load" + suffix, load_whole, format, kind);
+        add(name + "/load-floor" + suffix, load_floor, format, kind);
+        add(name + "/save" + suffix, save_whole, format, kind);
+        add(name + "/save-floor" + suffix, save_floor, format, kind);
+        bench::bars().push_back({name + "/load" + suffix, name + "/load-floor" + suffix, 1.35});
+        bench::bars().push_back({name + "/save" + suffix, name + "/save-floor" + suffix, 1.4});
+    }
+    for (const bench::Peer& peer : bench::peers()) {
+        add(name + "/load/" + peer.name, peer_load, peer, format);
+        if (peer.save != nullptr) {
+            add(name + "/save/" + peer.name, peer_save, peer, format);
+        }
+    }
+    bench::bars().push_back({name + "/load", name + "/load/OpenImageIO", openimageio_limit});
+    bench::bars().push_back({name + "/load", name + "/load/GraphicsMagick", 1});
+    bench::bars().push_back({name + "/load", name + "/load/FFmpeg", 1.0 / 2});
+    bench::bars().push_back({name + "/save", name + "/save/OpenImageIO", 1.0 / 6});
+}
+
+const int registered = [] {
+    add_format(dpx(), "dpx", 1.0 / 8);
+    add_format(cineon(), "cineon", 1.0 / 8);
+    add("dpx/load/transposed", load_transposed);
+    add("dpx/save/transposed", save_transposed);
+    add("dpx/region/64", region, 64);
+    add("dpx/region/whole", region, 0);
+    bench::bars().push_back({"dpx/load/transposed", "dpx/load", 4});
+    bench::bars().push_back({"dpx/save/transposed", "dpx/save", 4});
+    bench::bars().push_back({"dpx/region/64", "dpx/region/whole", 1.0 / 200});
+    return 0;
+}();
+
+}  // namespace

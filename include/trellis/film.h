@@ -1,0 +1,70 @@
+#ifndef TRELLIS_FILM_H
+#define TRELLIS_FILM_H
+
+/// Film scans: what the DPX and Cineon formats offer beside their descriptors (`init_dpx_pic_`,
+/// `init_smpte_pic_` in pic_format.h).
+///
+/// Samples. The slots take and give 16-bit buffers. Colour samples and a cutout's matte are the
+/// file's 10-bit codes, 0 to 1023, unscaled; codes of an 8-bit DPX file are 0 to 255. A mask is
+/// saved from samples 0 to 16383, whose upper ten bits are the code, and loads as the code. Bits
+/// above these ranges are dropped on saving, so a neighbouring sample never changes. A sample that
+/// the file does not carry loads as 0, and so does every line that is not wholly in the file. A
+/// buffer that is null is skipped by a load and saved as 0.
+///
+/// Rectangles. A load whose rectangle, moved by `file_x` and `file_y`, does not lie inside the
+/// file's picture is error 9 and stores nothing. The sign of the offsets does not matter.
+///
+/// Headers. Each load and save leaves its file's header in the last-header buffer (settings.h): a
+/// DPX load the first 1664 bytes, a DPX save all 2048, a Cineon load or save 2056 bytes, the last
+/// eight beyond the header. A save starts from the header that is there when it has the format's
+/// own type and the size that a save leaves, and rewrites only the fields that each save must:
+/// DPX: magic, image offset, ditto key, section lengths, version, file name, creation time,
+/// creator, file size, descriptor, pixels per line, lines. Cineon: magic, image offset, section
+/// lengths, file size, version, file name, creation date and time, number of channels, and the
+/// designator and size of each channel. Otherwise it makes a new header.
+///
+/// Orientation. DPX files of orientation 0 (upright) and 5 (each file line is a picture column,
+/// columns from right to left) are read; a save writes the orientation of the header it starts
+/// from. That field alone changes its byte order in the last-header buffer: a DPX load and a DPX
+/// save leave it in the host's order, but the next save takes it as big-endian like every other
+/// field. A host that prepares a header with orientation 5 stores the bytes 00 05 at offset 768,
+/// before each save. (Cineon keeps its orientation in one byte, at offset 192.)
+
+#include <stdint.h>
+
+#include "trellis/export.h"
+
+TRELLIS_BEGIN_DECLS
+
+/// @name State of the last header read
+/// 1 when the file last examined is big-endian, 0 when it is little-endian; 1 at load, and after
+/// every Cineon file. Loads and queries set it, saves do not.
+TRELLIS_API extern int g_bSwap;
+
+/// The bit size of the last DPX header that a load or `size_pic_fn` accepted as DPX; 10 at load.
+TRELLIS_API extern int g_iBitDepth;
+
+/// @name Words kept for the host, 0 at load
+TRELLIS_API extern int DPX_COMPONENTS;
+TRELLIS_API extern int available_user_lut;
+
+/// Stores the transfer characteristic of the last DPX header read by a load or `size_pic_fn` (254
+/// at load, and after any Cineon header) and `g_iBitDepth`. Returns 0.
+TRELLIS_API int get_info(int* transfer, int* bit_depth);
+
+/// The DPX probe (`inq_type_fn` of the DPX descriptor). `header` holds the first `length` bytes of
+/// the file `name`, 4 at least; the file itself is opened for the rest. When the magic is not
+/// DPX's, both outs stay as they were; `is_this_format` becomes 0 when the file cannot be opened or
+/// holds channels that no kind stands for.
+TRELLIS_API int inq_dpx_type_fn_(void* header, int length, const char* name, int64_t reserved,
+                                 unsigned int* kind, unsigned int* is_this_format);
+
+/// The Cineon probe (`inq_type_fn` of the Cineon descriptor). `length` is 192 at least; the probe
+/// looks at bytes 0 to 3 and 193 of `header` and at nothing else. `is_this_format` is always
+/// answered, `kind` only with a 1.
+TRELLIS_API int inq_smpte_type_fn(void* header, int length, const char* name, int64_t reserved,
+                                  unsigned int* kind, unsigned int* is_this_format);
+
+TRELLIS_END_DECLS
+
+#endif

@@ -1,0 +1,29 @@
+#pragma once
+
+// The catalogue picture of a Cineon file: a small preview in its user data.
+
+#include <cstdint>
+
+#include "frame/error.h"
+#include "frame/file.h"
+#include "frame/raster.h"
+
+namespace trellis::dpx {
+
+inline constexpr int catalogue_width = 96;
+inline constexpr int catalogue_height = 64;
+inline constexpr std::uint32_t catalogue_pixels = catalogue_width * catalogue_height;
+
+/// The bytes of a catalogue picture as the library writes it: four a pixel, top row first.
+inline constexpr std::uint32_t catalogue_size = catalogue_pixels * 4;
+
+/// Writes the catalogue picture of a rectangle: every n-th pixel of every m-th row. Without a
+/// colour buffer it shows the matte.
+Error write_catalogue(OutputFile& file, Colour16 colour, Matte16 matte, const Rectangle& rectangle);
+
+/// The catalogue slot of Cineon files. `capacity` counts pixels of 4 bytes and must be at least
+/// that of the file's user data and of the picture, else Error::buffer.
+int load_smpte_catalogue(const char* name, void* buffer, int capacity, unsigned int* width,
+                         unsigned int* height, unsigned int* present);
+
+}  // namespace trellis::dpx

@@ -1,0 +1,375 @@
+#include "formats/dpx/lines.h"
+
+#include <immintrin.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "trellis/bytes.h"
+#include "trellis/settings.h"
+
+#include "frame/memory.h"
+
+namespace trellis::dpx {
+
+namespace {
+
+// Lines are read and written many at a time: in few large transfers, yet no more than the
+// second-level cache keeps until it is decoded.
+constexpr std::uint64_t batch_bytes = 512 * 1024;
+
+// Columns are turned into rows (and back) this many at a time at least, so that each piece of a row
+// fills a few cache lines; and in steps of this many rows, a cache line of each column.
+constexpr std::uint64_t least_columns = 128;
+constexpr std::size_t turned_rows = 16;
+
+// The rectangle as the file walks through it. Line k of the file is row y1 − k from left to right,
+// or column x1 − k from the top row downward.
+struct Walk {
+    Walk(const Rectangle& wanted, Orientation orientation)
+        : rectangle(wanted),
+          upright(orientation == Orientation::upright),
+          lines(upright ? wanted.height() : wanted.width()),
+          pixels(upright ? wanted.width() : wanted.height()) {}
+
+    std::uint64_t lines_per_batch(std::uint64_t line_size) const {
+        const std::uint64_t fitting = batch_bytes / std::max<std::uint64_t>(line_size, 1);
+        return std::max(fitting, upright ? 1 : least_columns);
+    }
+
+    Rectangle rectangle;
+    bool upright;
+    std::int64_t lines;
+    std::int64_t pixels;
+};
+
+// to[column][row] = from[row][column], in elements of a pixel's size.
+template <std::size_t size>
+void turn(const std::uint8_t* from, std::ptrdiff_t from_pitch, std::uint8_t* to,
+          std::ptrdiff_t to_pitch, std::size_t rows, std::size_t columns) {
+    for (std::size_t row = 0; row < rows; ++row, from += from_pitch, to += size) {
+        std::uint8_t* target = to;
+        for (std::size_t column = 0; column < columns; ++column, target += to_pitch) {
+            std::memcpy(target, from + size * column, size);
+        }
+    }
+}
+
+// The same for words, four by four at a time.
+void turn_words(const std::uint8_t* from, std::ptrdiff_t from_pitch, std::uint8_t* to,
+                std::ptrdiff_t to_pitch, std::size_t rows, std::size_t columns) {
+    const std::size_t even_rows = rows & ~std::size_t{3};
+    const std::size_t even_columns = columns & ~std::size_t{3};
+    for (std::size_t row = 0; row < even_rows; row += 4, from += 4 * from_pitch, to += 16) {
+        for (std::size_t column = 0; column < even_columns; column += 4) {
+            __m128 lines[4];
+            for (std::ptrdiff_t i = 0; i < 4; ++i) {
+                std::memcpy(&lines[i], from + 4 * column + i * from_pitch, 16);
+            }
+            _MM_TRANSPOSE4_PS(lines[0], lines[1], lines[2], lines[3]);
+            for (std::ptrdiff_t i = 0; i < 4; ++i) {
+                std::memcpy(to + (static_cast<std::ptrdiff_t>(column) + i) * to_pitch, &lines[i],
+                            16);
+            }
+        }
+        turn<4>(from + 4 * even_columns, from_pitch,
+                to + static_cast<std::ptrdiff_t>(even_columns) * to_pitch, to_pitch, 4,
+                columns - even_columns);
+    }
+    turn<4>(from, from_pitch, to, to_pitch, rows - even_rows, columns);
+}
+
+void turn_pixels(std::size_t size, const std::uint8_t* from, std::ptrdiff_t from_pitch,
+                 std::uint8_t* to, std::ptrdiff_t to_pitch, std::size_t rows, std::size_t columns) {
+    using Turn = void (*)(const std::uint8_t*, std::ptrdiff_t, std::uint8_t*, std::ptrdiff_t,
+                          std::size_t, std::size_t);
+    constexpr Turn turns[] = {turn<1>, turn<2>, turn<3>, turn_words, turn<5>};
+    turns[size - 1](from, from_pitch, to, to_pitch, rows, columns);
+}
+
+// Packs lines of the walk, `pixels` each, one after the other.
+class LinePacker {
+  public:
+    LinePacker(const Walk& walk, Mode mode, Colour16 colour, Matte16 matte)
+        : walk_(walk),
+          mode_(mode),
+          size_(pixel_size(saved_layout(mode))),
+          colour_(colour),
+          matte_(matte) {}
+
+    std::size_t line_size() const { return size_ * static_cast<std::size_t>(walk_.pixels); }
+
+    Error pack(std::int64_t first, std::size_t count, std::uint8_t* lines) {
+        if (!walk_.upright) {
+            return pack_columns(first, count, lines);
+        }
+        // From the lowest row upward: the processor reads ahead only in ascending memory.
+        for (std::size_t i = count; i-- > 0;) {
+            pack_row(walk_.rectangle.x0, walk_.rectangle.y1 - first - static_cast<std::int64_t>(i),
+                     static_cast<std::size_t>(walk_.pixels), lines + i * line_size());
+        }
+        return Error::none;
+    }
+
+  private:
+    void pack_row(std::int64_t x, std::int64_t y, std::size_t count, std::uint8_t* bytes) const {
+        pack_pixels(mode_, colour_.pixel(x, y), matte_.pixel(x, y), count, bytes);
+    }
+
+    // Pieces of rows are packed first, then turned. The leftmost column is the last line.
+    Error pack_columns(std::int64_t first, std::size_t count, std::uint8_t* lines) {
+        const std::size_t piece = count * size_;
+        if (scratch_.size() < turned_rows * piece) {
+            if (Error error = scratch_.allocate(turned_rows * piece); failed(error)) {
+                return error;
+            }
+        }
+        const std::int64_t left = walk_.rectangle.x1 - first - static_cast<std::int64_t>(count) + 1;
+        const auto pitch = static_cast<std::ptrdiff_t>(line_size());
+        std::uint8_t* last_line = lines + static_cast<std::ptrdiff_t>(count - 1) * pitch;
+        for (std::int64_t y = walk_.rectangle.y1; y >= walk_.rectangle.y0;) {
+            std::size_t rows = 0;
+            for (; rows < turned_rows && y >= walk_.rectangle.y0; ++rows, --y) {
+                pack_row(left, y, count, scratch_.data() + rows * piece);
+            }
+            turn_pixels(size_, scratch_.data(), static_cast<std::ptrdiff_t>(piece), last_line,
+                        -pitch, rows, count);
+            last_line += rows * size_;
+        }
+        return Error::none;
+    }
+
+    const Walk& walk_;
+    Mode mode_;
+    std::size_t size_;
+    Colour16 colour_;
+    Matte16 matte_;
+    Block<std::uint8_t> scratch_;
+};
+
+// Tells the host about each of the lines first to first + count, and asks whether to go on. Returns
+// how many of them are to be packed; `stop` is the host's answer when it ends the save.
+std::size_t ask_host(std::int64_t first, std::size_t count, std::int64_t lines, int& stop) {
+    for (std::size_t i = 0; i < count; ++i) {
+        // The only line of a picture has no fraction: the hook then gets what 0 ÷ 0 gives.
+        occaisional_update_progress_trellis_(
+            static_cast<float>(first + static_cast<std::int64_t>(i)) /
+            static_cast<float>(lines - 1));
+        stop = escape_test_utils_pic();
+        if (stop != 0) {
+            return i;
+        }
+    }
+    return count;
+}
+
+// Stores decoded lines of the walk.
+class LineUnpacker {
+  public:
+    LineUnpacker(const Walk& walk, Layout layout, Colour16 colour, Matte16 matte)
+        : walk_(walk), layout_(layout), colour_(colour), matte_(matte) {}
+
+    // Lines first to first + count, `pitch` bytes apart.
+    Error unpack(std::int64_t first, std::size_t count, const std::uint8_t* lines,
+                 std::size_t pitch) {
+        if (!walk_.upright) {
+            return unpack_columns(first, count, lines, static_cast<std::ptrdiff_t>(pitch));
+        }
+        // From the lowest row upward, in ascending memory.
+        for (std::size_t i = count; i-- > 0;) {
+            unpack_row(lines + i * pitch, static_cast<std::size_t>(walk_.pixels),
+                       walk_.rectangle.x0,
+                       walk_.rectangle.y1 - first - static_cast<std::int64_t>(i));
+        }
+        return Error::none;
+    }
+
+    // Every line from `first` on is zero.
+    void clear_from(std::int64_t first) const {
+        Rectangle rest = walk_.rectangle;
+        (walk_.upright ? rest.y1 : rest.x1) -= first;
+        if (rest.empty()) {
+            return;
+        }
+        const auto count = static_cast<std::size_t>(rest.width());
+        for (std::int64_t y = rest.y1; y >= rest.y0; --y) {
+            clear_pixels(count, colour_.pixel(rest.x0, y), matte_.pixel(rest.x0, y));
+        }
+    }
+
+  private:
+    void unpack_row(const std::uint8_t* bytes, std::size_t count, std::int64_t x,
+                    std::int64_t y) const {
+        unpack_pixels(layout_, bytes, count, colour_.pixel(x, y), matte_.pixel(x, y));
+    }
+
+    // The lines are turned into pieces of rows first. The leftmost column is the last line.
+    Error unpack_columns(std::int64_t first, std::size_t count, const std::uint8_t* lines,
+                         std::ptrdiff_t pitch) {
+        const std::size_t size = pixel_size(layout_);
+        const std::size_t piece = count * size;
+        if (scratch_.size() < turned_rows * piece) {
+            if (Error error = scratch_.allocate(turned_rows * piece); failed(error)) {
+                return error;
+            }
+        }
+        const std::int64_t left = walk_.rectangle.x1 - first - static_cast<std::int64_t>(count) + 1;
+        const std::uint8_t* last_line = lines + static_cast<std::ptrdiff_t>(count - 1) * pitch;
+        for (std::int64_t y = walk_.rectangle.y1; y >= walk_.rectangle.y0;) {
+            const auto rows = static_cast<std::size_t>(
+                std::min<std::int64_t>(turned_rows, y - walk_.rectangle.y0 + 1));
+            turn_pixels(size, last_line, -pitch, scratch_.data(),
+                        static_cast<std::ptrdiff_t>(piece), count, rows);
+            last_line += rows * size;
+            for (std::size_t row = 0; row < rows; ++row, --y) {
+                unpack_row(scratch_.data() + row * piece, count, left, y);
+            }
+        }
+        return Error::none;
+    }
+
+    const Walk& walk_;
+    Layout layout_;
+    Colour16 colour_;
+    Matte16 matte_;
+    Block<std::uint8_t> scratch_;
+};
+
+// Reads the part of each file line that a load wants: with the rest of the line, in one go with its
+// neighbours, when the part is most of it, else alone.
+class LineReader {
+  public:
+    LineReader(InputFile& file, std::uint64_t start, std::uint64_t line_size, std::uint64_t skip,
+               std::uint64_t part_size)
+        : file_(file),
+          start_(start),
+          line_size_(line_size),
+          whole_(part_size > line_size / 2),
+          skip_(skip),
+          pitch_(whole_ ? line_size : part_size) {}
+
+    // Bytes from the part of one line to that of the next, and of the first from the start.
+    std::uint64_t pitch() const { return pitch_; }
+    std::uint64_t offset() const { return whole_ ? skip_ : 0; }
+
+    // A line that cannot be read is zero.
+    void read(std::uint64_t first, std::size_t count, std::uint8_t* lines) {
+        const auto size = static_cast<std::size_t>(pitch_);
+        if (whole_ && !failed(read_at(first, size * count, lines))) {
+            return;
+        }
+        for (std::size_t i = 0; i < count; ++i, lines += size) {
+            if (failed(read_at(first + i, size, lines))) {
+                std::memset(lines, 0, size);
+            }
+        }
+    }
+
+  private:
+    Error read_at(std::uint64_t line, std::size_t size, std::uint8_t* bytes) {
+        const std::uint64_t position = start_ + line * line_size_ + (whole_ ? 0 : skip_);
+        if (Error error = file_.seek(position); failed(error)) {
+            return error;
+        }
+        return file_.read(bytes, size);
+    }
+
+    InputFile& file_;
+    std::uint64_t start_;
+    std::uint64_t line_size_;
+    bool whole_;
+    std::uint64_t skip_;
+    std::uint64_t pitch_;
+};
+
+}  // namespace
+
+Error pack_ten_bit_lines(OutputFile& file, Colour16 colour, Matte16 matte,
+                         const Rectangle& rectangle, Mode mode, Orientation orientation) {
+    const Walk walk(rectangle, orientation);
+    if (walk.pixels < 0) {
+        return Error::allocation;  // there is no line buffer of negative size
+    }
+    LinePacker packer(walk, mode, colour, matte);
+    const std::size_t line_size = packer.line_size();
+    const auto batch_lines = static_cast<std::size_t>(
+        std::min(walk.lines_per_batch(line_size), static_cast<std::uint64_t>(walk.lines)));
+    Block<std::uint8_t> batch;
+    if (walk.lines > 0) {
+        if (Error error = batch.allocate(batch_lines * line_size); failed(error)) {
+            return error;
+        }
+        // What counts as the line before the first.
+        std::memset(batch.data() + (batch_lines - 1) * line_size, 0, line_size);
+    }
+    for (std::int64_t first = 0; first < walk.lines;) {
+        const std::size_t count = static_cast<std::size_t>(
+            std::min(static_cast<std::int64_t>(batch_lines), walk.lines - first));
+        int stop = 0;
+        std::size_t packed = ask_host(first, count, walk.lines, stop);
+        if (Error error = packer.pack(first, packed, batch.data()); failed(error)) {
+            return error;
+        }
+        if (stop != 0) {
+            const std::size_t before = (packed > 0 ? packed : batch_lines) - 1;
+            std::memmove(batch.data() + packed * line_size, batch.data() + before * line_size,
+                         line_size);
+            ++packed;
+        }
+        if (Error error = file.write(batch.data(), packed * line_size); failed(error)) {
+            return error;
+        }
+        if (stop != 0) {
+            Error error = file.flush();
+            return failed(error) ? error : static_cast<Error>(stop);
+        }
+        first += static_cast<std::int64_t>(count);
+    }
+    return file.flush();
+}
+
+Error unpack_ten_bit_lines(InputFile& file, const LineRegion& region, Colour16 colour,
+                           Matte16 matte, const Rectangle& rectangle, Orientation orientation) {
+    const Walk walk(rectangle, orientation);
+    LineUnpacker unpacker(walk, region.layout, colour, matte);
+    const std::uint64_t size = pixel_size(region.layout);
+    const std::uint64_t line_size = region.pixels_per_line * size;
+    if (line_size == 0) {
+        unpacker.clear_from(0);
+        return Error::none;
+    }
+    if (region.skip_lines > (INT64_MAX - file.position()) / line_size) {
+        return Error::allocation;
+    }
+    const std::uint64_t start = file.position() + region.skip_lines * line_size;
+    if (failed(file.seek(start))) {
+        return Error::allocation;
+    }
+
+    // Lines that the file ends before, or within, need no memory and no reading.
+    const std::uint64_t held = file.size() > start ? (file.size() - start) / line_size : 0;
+    const auto lines = std::min(held, static_cast<std::uint64_t>(walk.lines));
+    if (lines > 0) {
+        LineReader reader(file, start, line_size, region.skip_pixels * size,
+                          static_cast<std::uint64_t>(walk.pixels) * size);
+        const std::uint64_t batch_lines = std::min(walk.lines_per_batch(reader.pitch()), lines);
+        Block<std::uint8_t> batch;
+        if (Error error = batch.allocate(batch_lines * reader.pitch()); failed(error)) {
+            return error;
+        }
+        for (std::uint64_t first = 0; first < lines; first += batch_lines) {
+            const auto count = static_cast<std::size_t>(std::min(batch_lines, lines - first));
+            reader.read(first, count, batch.data());
+            if (Error error = unpacker.unpack(static_cast<std::int64_t>(first), count,
+                                              batch.data() + reader.offset(),
+                                              static_cast<std::size_t>(reader.pitch()));
+                failed(error)) {
+                return error;
+            }
+        }
+    }
+    unpacker.clear_from(static_cast<std::int64_t>(lines));
+    return Error::none;
+}
+
+}  // namespace trellis::dpx

@@ -1,0 +1,38 @@
+#pragma once
+
+// The picture in a film file, as its header describes it.
+
+#include <cstdint>
+
+#include "frame/error.h"
+
+namespace trellis::dpx {
+
+/// What a file holds. The numbers are the library's own, shared with its hosts' other code.
+enum class Mode { mask = 4, picture = 5, cutout = 6 };
+
+/// How file lines lie in the picture: from its top line downward, or each a column read downward,
+/// from its rightmost column to the left.
+enum class Orientation { upright = 0, transposed = 5 };
+
+inline Error parse_orientation(unsigned int number, Orientation& orientation) {
+    orientation = static_cast<Orientation>(number);
+    return orientation == Orientation::upright || orientation == Orientation::transposed
+               ? Error::none
+               : Error::unsupported;
+}
+
+struct Picture {
+    Orientation orientation;
+    std::uint32_t pixels_per_line;
+    std::uint32_t lines;
+
+    std::uint32_t width() const {
+        return orientation == Orientation::upright ? pixels_per_line : lines;
+    }
+    std::uint32_t height() const {
+        return orientation == Orientation::upright ? lines : pixels_per_line;
+    }
+};
+
+}  // namespace trellis::dpx

@@ -1,0 +1,59 @@
+#pragma once
+
+// Pixels between the packed bytes of a film file and the host's 16-bit buffers.
+
+#include <cstddef>
+#include <cstdint>
+
+#include "formats/dpx/picture.h"
+#include "frame/raster.h"
+
+namespace trellis::dpx {
+
+/// How one pixel stands in a file. Codes go from the most significant bit down in the order colour
+/// value 2, 1, 0 (red, green, blue), matte.
+enum class Layout : std::uint8_t {
+    none,             // a bit size that is not decoded: pixels take no bytes
+    mask8,            // the matte in a byte
+    colour8,          // three bytes
+    cutout8,          // four bytes
+    mask10,           // the matte in the upper ten bits of two bytes
+    colour10,         // three codes in the upper thirty bits of four bytes
+    colour10_little,  // the same word in little-endian files
+    cutout10,         // four codes in five bytes
+};
+
+inline constexpr int layout_count = 8;
+
+/// Bytes per pixel.
+std::size_t pixel_size(Layout layout);
+
+/// The layout that a save uses.
+constexpr Layout saved_layout(Mode mode) {
+    switch (mode) {
+        case Mode::mask:
+            return Layout::mask10;
+        case Mode::cutout:
+            return Layout::cutout10;
+        default:
+            return Layout::colour10;
+    }
+}
+
+/// The bytes of a saved image, as far as a 32-bit header field can tell them.
+std::uint32_t image_size(const Rectangle& rectangle, Mode mode);
+
+/// Decodes `count` pixels of any layout but `none` into colour pixels of three samples and matte
+/// samples; either may be null. Samples that the layout does not carry become 0.
+void unpack_pixels(Layout layout, const std::uint8_t* bytes, std::size_t count,
+                   std::uint16_t* colour, std::uint16_t* matte);
+
+/// What pixels that are not in the file load as: zero samples. Either buffer may be null.
+void clear_pixels(std::size_t count, std::uint16_t* colour, std::uint16_t* matte);
+
+/// Packs `count` pixels in the layout of `mode`. The samples of a null buffer are packed as 0.
+/// Samples keep the bits that their field holds; those of a mask are first shifted down by four.
+void pack_pixels(Mode mode, const std::uint16_t* colour, const std::uint16_t* matte,
+                 std::size_t count, std::uint8_t* bytes);
+
+}  // namespace trellis::dpx

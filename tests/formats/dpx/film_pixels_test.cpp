@@ -1,0 +1,172 @@
+// The packed layouts: hand-written bytes both ways, and the vector kernels against the plain loops.
+
+#include <gtest/gtest.h>
+
+#include <array>
+
+#include "formats/dpx/film_files.h"
+#include "formats/dpx/ten_bit.h"
+#include "frame/cpu.h"
+
+namespace {
+
+using namespace support;
+using Samples = std::array<std::uint16_t, 4>;  // colour values 0, 1 and 2, matte
+
+// A row of equal pixels is long enough for a step of every vector kernel and a rest.
+constexpr int width = 23;
+
+FilmBuffers row_of(const Samples& samples, bool colour = true, bool matte = true) {
+    FilmBuffers buffers(width, 1);
+    for (int i = 0; i < 4 * width; ++i) {
+        if (i % 4 == 3 && matte) {
+            buffers.matte.at(i / 4, 0) = samples[3];
+        } else if (i % 4 < 3 && colour) {
+            buffers.colour.at(i / 4, 0, i % 4) = samples[static_cast<std::size_t>(i % 4)];
+        }
+    }
+    return buffers;
+}
+
+Bytes row_of(const char* pixel) {
+    Bytes row;
+    for (int x = 0; x < width; ++x) {
+        row = row + hex(pixel);
+    }
+    return row;
+}
+
+TEST(FilmPixels, SavedBytes) {
+    const TempDir dir;
+    const struct {
+        int mode;
+        Samples samples;
+        const char* bytes;
+    } cases[] = {
+        {5, {0, 0, 1023, 9}, "FF C0 00 00"},
+        {5, {1023, 0, 0, 9}, "00 00 0F FC"},
+        {5, {1, 2, 3, 9}, "00 C0 20 04"},
+        {5, {0xFFFF, 0xF800, 0xFC01, 9}, "00 40 0F FC"},  // what does not fit is dropped
+        {6, {1023, 1023, 1023, 1023}, "FF FF FF FF FF"},
+        {6, {1, 2, 3, 0x155}, "00 C0 20 05 55"},
+        {6, {0, 0, 0, 0xFFFF}, "00 00 00 03 FF"},
+        {4, {9, 9, 9, 16368}, "FF C0"},
+        {4, {9, 9, 9, 0x001F}, "00 40"},
+        {4, {9, 9, 9, 0xC00F}, "00 00"},
+    };
+    for (const auto& c : cases) {
+        for (const pic_format* format : {&dpx, &cineon}) {
+            free_last_header_trellis();
+            const std::string name = dir.path("a");
+            ASSERT_EQ(row_of(c.samples).save(*format, c.mode, name, 0, 0, width - 1, 0), 0);
+            const Bytes file = contents(name);
+            const Bytes expected = row_of(c.bytes);
+            EXPECT_EQ(Bytes(file.end() - static_cast<std::ptrdiff_t>(expected.size()), file.end()),
+                      expected);
+        }
+    }
+    // A buffer that is not there is saved as zero.
+    const std::string name = dir.path("a");
+    FilmBuffers buffers = row_of({1, 2, 3, 4});
+    for (const auto& [colour, matte, bytes] : {std::tuple{false, true, "00 00 00 00 04"},
+                                               {true, false, "00 C0 20 04 00"},
+                                               {false, false, "00 00 00 00 00"}}) {
+        ASSERT_EQ(
+            dpx.save_cut_fn(name.c_str(), colour ? buffers.colour.data() : nullptr, width,
+                            matte ? buffers.matte.data() : nullptr, width, 0, 0, width - 1, 0, 0),
+            0);
+        const Bytes file = contents(name);
+        EXPECT_EQ(Bytes(file.begin() + 2048, file.end()), row_of(bytes));
+    }
+}
+
+TEST(FilmPixels, LoadedSamples) {
+    const TempDir dir;
+    const struct {
+        int descriptor, bit_size;
+        bool big;
+        const char* bytes;
+        Samples samples;
+    } cases[] = {
+        {50, 10, true, "FF C0 20 05", {1, 2, 1023, 0}},
+        {50, 10, false, "05 20 C0 FF", {1, 2, 1023, 0}},
+        {0, 10, true, "00 C0 20 04", {1, 2, 3, 0}},  // an unknown descriptor is a picture
+        {6, 10, false, "04 20 C0 00", {1, 2, 3, 0}},
+        {51, 10, true, "00 C0 20 05 55", {1, 2, 3, 0x155}},
+        {52, 10, false, "00 C0 20 05 55", {1, 2, 3, 0x155}},  // groups are always big-endian
+        {4, 10, true, "FF D5", {0, 0, 0, 1023}},
+        {4, 10, false, "01 7F", {0, 0, 0, 5}},
+        {50, 8, true, "03 02 01", {1, 2, 3, 0}},
+        {50, 8, false, "FF 02 01", {1, 2, 255, 0}},
+        {51, 8, false, "03 02 01 FF", {1, 2, 3, 255}},
+        {4, 8, true, "FF", {0, 0, 0, 255}},
+        {50, 12, true, "FF", {0, 0, 0, 0}},
+        {51, 16, false, "FF", {0, 0, 0, 0}},
+    };
+    for (const auto& c : cases) {
+        const DpxHeader header = {width, 1, c.descriptor, c.bit_size, 0, c.big};
+        const std::string name = dir.file("a.dpx", header.bytes() + row_of(c.bytes));
+        for (int wanted = 0; wanted < 4; ++wanted) {  // a mask, a picture, a cutout, nothing
+            const bool colour = (wanted & 1) != 0;
+            const bool matte = (wanted & 2) != 0;
+            FilmBuffers buffers(width, 1);
+            EXPECT_EQ(dpx.load_cut_fn(name.c_str(), colour ? buffers.colour.data() : nullptr, width,
+                                      matte ? buffers.matte.data() : nullptr, width, 0, 0,
+                                      width - 1, 0, 0, 0),
+                      0);
+            EXPECT_EQ(buffers, row_of(c.samples, colour, matte)) << c.descriptor << " " << c.bytes;
+        }
+    }
+}
+
+TEST(FilmPixels, VectorKernelsDoWhatThePlainLoopsDo) {
+    using namespace trellis::dpx;
+    Noise noise(5);
+    for (std::size_t count = 1; count <= 67; ++count) {
+        const auto same_both_ways = [&](auto call) {
+            std::array<FilmBuffers, 2> out{FilmBuffers(67, 1), {67, 1}};
+            std::array<Guarded<std::uint8_t>, 2> bytes{Guarded<std::uint8_t>(67, 1, 5), {67, 1, 5}};
+            for (std::size_t i = 0; i < 2; ++i) {
+                trellis::allow_vector_kernels(i == 0);
+                call(out[i], bytes[i].data());
+            }
+            trellis::allow_vector_kernels(true);
+            return out[0] == out[1] && bytes[0] == bytes[1];
+        };
+        // Sources are of exactly the row's size, so the address sanitizer sees reads beyond.
+        std::vector<std::uint16_t> colour(count * 3);
+        std::vector<std::uint16_t> matte(count);
+        for (std::uint16_t& sample : colour) {
+            sample = static_cast<std::uint16_t>(noise.next());
+        }
+        for (std::uint16_t& sample : matte) {
+            sample = static_cast<std::uint16_t>(noise.next());
+        }
+        for (int given = 0; given < 4; ++given) {
+            const auto if_colour = [&](auto* buffer) {
+                return (given & 1) != 0 ? buffer : nullptr;
+            };
+            const auto if_matte = [&](auto* buffer) { return (given & 2) != 0 ? buffer : nullptr; };
+            for (const Mode mode : {Mode::mask, Mode::picture, Mode::cutout}) {
+                EXPECT_TRUE(same_both_ways([&](FilmBuffers&, std::uint8_t* bytes) {
+                    pack_pixels(mode, if_colour(colour.data()), if_matte(matte.data()), count,
+                                bytes);
+                })) << static_cast<int>(mode)
+                    << ", " << count;
+            }
+            for (int layout = 1; layout < layout_count; ++layout) {
+                Bytes packed(count * pixel_size(static_cast<Layout>(layout)));
+                for (std::uint8_t& byte : packed) {
+                    byte = noise.byte();
+                }
+                EXPECT_TRUE(same_both_ways([&](FilmBuffers& out, std::uint8_t*) {
+                    unpack_pixels(static_cast<Layout>(layout), packed.data(), count,
+                                  if_colour(out.colour.data()), if_matte(out.matte.data()));
+                })) << layout
+                    << ", " << count;
+            }
+        }
+    }
+}
+
+}  // namespace
