@@ -21,5 +21,6 @@
 #include "trellis/errors.h"
 #include "trellis/pic_format.h"
 #include "trellis/settings.h"
+#include "trellis/sidedata.h"
 
 #endif
