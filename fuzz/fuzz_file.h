@@ -34,6 +34,30 @@ class File {
     std::string name_;
 };
 
+/// A name beside which that file stands under one more extension.
+class SideFile {
+  public:
+    explicit SideFile(const char* extension)
+        : name_("/tmp/trellis-fuzz-" + std::to_string(getpid())), link_(name_ + extension) {
+        if (symlink(file_.with(nullptr, 0), link_.c_str()) != 0) {
+            std::abort();
+        }
+    }
+    ~SideFile() { unlink(link_.c_str()); }
+    SideFile(const SideFile&) = delete;
+    SideFile& operator=(const SideFile&) = delete;
+
+    const char* with(const std::uint8_t* bytes, std::size_t size) {
+        file_.with(bytes, size);
+        return name_.c_str();
+    }
+
+  private:
+    File file_;
+    std::string name_;
+    std::string link_;
+};
+
 /// A buffer of width × height pixels inside a larger one. The address sanitizer sees writes beyond
 /// the whole; check() sees those between rectangle and edge.
 template <class Sample>

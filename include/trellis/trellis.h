@@ -22,5 +22,6 @@
 #include "trellis/film.h"
 #include "trellis/pic_format.h"
 #include "trellis/settings.h"
+#include "trellis/sidedata.h"
 
 #endif

@@ -28,6 +28,13 @@ class Block {
     /// Replaces the contents by `count` values that the caller writes before reading.
     Error allocate(std::uint64_t count) { return take(count, false); }
 
+    /// Gives the memory back.
+    void release() {
+        delete[] data_;
+        data_ = nullptr;
+        size_ = 0;
+    }
+
     T* data() { return data_; }
     std::size_t size() const { return size_; }
     T& operator[](std::size_t i) { return data_[i]; }
@@ -36,9 +43,7 @@ class Block {
 
   private:
     Error take(std::uint64_t count, bool zeroed) {
-        delete[] data_;
-        data_ = nullptr;
-        size_ = 0;
+        release();
         if (count > PTRDIFF_MAX / sizeof(T)) {
             return Error::allocation;
         }

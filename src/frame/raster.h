@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 namespace trellis {
 
@@ -23,9 +24,11 @@ struct Rectangle {
 /// A view without an origin stands for a buffer that the host did not give.
 template <class Sample, int channels>
 class BufferView {
+    using Memory = std::conditional_t<std::is_const_v<Sample>, const void, void>;
+
   public:
     BufferView() = default;
-    BufferView(void* origin, int pitch) : origin_(static_cast<Sample*>(origin)), pitch_(pitch) {}
+    BufferView(Memory* origin, int pitch) : origin_(static_cast<Sample*>(origin)), pitch_(pitch) {}
 
     explicit operator bool() const { return origin_ != nullptr; }
 

@@ -1,0 +1,147 @@
+// Writing the minipic file of a picture.
+
+#include <algorithm>
+#include <cstdio>
+
+#include "trellis/settings.h"
+#include "trellis/sidedata.h"
+
+#include "frame/file.h"
+#include "frame/file_name.h"
+#include "frame/raster.h"
+#include "sidedata/minipic_state.h"
+#include "sidedata/preview.h"
+
+namespace {
+
+using namespace trellis;
+using namespace trellis::sidedata;
+
+struct Size {
+    std::int64_t width;
+    std::int64_t height;
+};
+
+Size first_size() {
+    int width = 0;
+    int height = 0;
+    inq_size_1_minipic_trellis(&width, &height);
+    return {width, height};
+}
+
+// A width of −1 stands for the one that the picture's proportions give, in single precision. Where
+// they give none, it stays negative.
+Size second_size(const Rectangle& picture) {
+    int width = 0;
+    int height = 0;
+    inq_size_2_minipic_trellis(&width, &height);
+    if (width != -1) {
+        return {width, height};
+    }
+    const float fitting = static_cast<float>(height) / static_cast<float>(picture.height()) *
+                          static_cast<float>(picture.width());
+    const bool is_size = fitting > -1.0F && fitting < static_cast<float>(INT32_MAX);
+    return {is_size ? static_cast<std::int64_t>(fitting) : -1, height};
+}
+
+// Makes an all-zero preview. Its bytes must be countable in the record.
+Error start_preview(const Size& size, Preview& preview) {
+    const std::int64_t count = size.width * size.height;
+    constexpr std::int64_t largest_count = INT32_MAX / sizeof(MinipicPixel);
+    if (size.width < 0 || size.height < 0 || count > largest_count) {
+        return Error::write;
+    }
+    if (Error error = preview.resize(static_cast<std::uint64_t>(count)); failed(error)) {
+        return error;
+    }
+    std::ranges::fill(preview.pixels.span(), MinipicPixel{});
+    preview.record = {
+        .header_size = sizeof(mpc_record),
+        .width = static_cast<int>(size.width),
+        .height = static_cast<int>(size.height),
+        .byte_count = static_cast<int>(count * std::int64_t{sizeof(MinipicPixel)}),
+    };
+    return Error::none;
+}
+
+void draw_previews(minipic_state& state, const PictureBuffers& buffers, const Rectangle& picture,
+                   int depth) {
+    switch (depth) {
+        case 0:
+            draw_preview_8(buffers, picture, 0, state.first);
+            draw_preview_8(buffers, picture, 1, state.second);
+            break;
+        case 1:
+            draw_preview_16(buffers, picture, 0, state.first);
+            break;
+        case 2:
+            std::puts("Error: BITS_12_CLUT not supported in create_minipics");
+            break;
+        default:
+            break;
+    }
+}
+
+Error write_preview(OutputFile& file, Preview& preview) {
+    if (Error error = file.write_record(preview.record); failed(error)) {
+        return error;
+    }
+    const std::size_t size = preview.pixels.size() * sizeof(MinipicPixel);
+    if (Error error = file.write(preview.pixels.data(), size); failed(error)) {
+        return error;
+    }
+    // A preview without pixels ends the file, as a failed write does.
+    Error error = file.flush();
+    return size == 0 ? Error::write : error;
+}
+
+Error write_file(minipic_state& state) {
+    Block<char> side_name;
+    if (Error error = join_name(state.name.data(), minipic_suffix, side_name); failed(error)) {
+        return error;
+    }
+    OutputFile file;
+    if (Error error = file.create(side_name.data()); failed(error)) {
+        return error;
+    }
+    if (Error error = file.write_record(state.header); failed(error)) {
+        return error;
+    }
+    if (Error error = write_preview(file, state.first); failed(error)) {
+        return error;
+    }
+    return write_preview(file, state.second);
+}
+
+Error write_minipic(const char* name, const PictureBuffers& buffers, const Rectangle& picture,
+                    int depth) {
+    minipic_state& state = last_minipic();
+    if (Error error = join_name(name, "", state.name); failed(error)) {
+        return error;
+    }
+    state.header = {
+        .word_1 = 0,
+        .word_2 = 1,
+        .header_size = sizeof(mpc_header),
+        .picture_count = 2,
+        .source = buffers.source,
+    };
+    if (Error error = start_preview(first_size(), state.first); failed(error)) {
+        return error;
+    }
+    if (Error error = start_preview(second_size(picture), state.second); failed(error)) {
+        return error;
+    }
+    draw_previews(state, buffers, picture, depth);
+    return write_file(state);
+}
+
+}  // namespace
+
+int write_minipic_trellis(const char* name, const void* rgb, const void* alpha, const void* cut,
+                          int pitch, int x0, int y0, int x1, int y1, int depth, int source) {
+    // Hosts know one failure of this function, whatever its cause.
+    const Error error =
+        write_minipic(name, {rgb, alpha, cut, pitch, source}, {x0, y0, x1, y1}, depth);
+    return code(failed(error) ? Error::write : Error::none);
+}
