@@ -24,6 +24,8 @@ struct Rectangle {
 template <class Sample, int channels>
 class BufferView {
   public:
+    static constexpr std::size_t pixel_bytes = sizeof(Sample) * channels;
+
     BufferView() = default;
     BufferView(void* origin, int pitch) : origin_(static_cast<Sample*>(origin)), pitch_(pitch) {}
 
@@ -34,6 +36,13 @@ class BufferView {
         return origin_ == nullptr ? nullptr : origin_ + (y * pitch_ + x) * channels;
     }
 
+    /// The same buffer with its pixel (x, y) as the origin.
+    BufferView from(std::int64_t x, std::int64_t y) const {
+        BufferView moved = *this;
+        moved.origin_ = pixel(x, y);
+        return moved;
+    }
+
   private:
     Sample* origin_ = nullptr;
     std::int64_t pitch_ = 0;
@@ -41,6 +50,8 @@ class BufferView {
 
 using Colour8 = BufferView<std::uint8_t, 4>;    // spare, blue, green, red
 using Colour16 = BufferView<std::uint16_t, 3>;  // blue, green, red
+using Cutout8 = Colour8;                        // the spare byte holds the matte
+using Cutout16 = BufferView<std::uint16_t, 4>;  // matte, blue, green, red
 using Matte8 = BufferView<std::uint8_t, 1>;
 using Matte16 = BufferView<std::uint16_t, 1>;
 
