@@ -27,6 +27,8 @@ class BufferView {
     using Memory = std::conditional_t<std::is_const_v<Sample>, const void, void>;
 
   public:
+    static constexpr std::size_t pixel_bytes = sizeof(Sample) * channels;
+
     BufferView() = default;
     BufferView(Memory* origin, int pitch) : origin_(static_cast<Sample*>(origin)), pitch_(pitch) {}
 
@@ -37,6 +39,13 @@ class BufferView {
         return origin_ == nullptr ? nullptr : origin_ + (y * pitch_ + x) * channels;
     }
 
+    /// The same buffer with its pixel (x, y) as the origin.
+    BufferView from(std::int64_t x, std::int64_t y) const {
+        BufferView moved = *this;
+        moved.origin_ = pixel(x, y);
+        return moved;
+    }
+
   private:
     Sample* origin_ = nullptr;
     std::int64_t pitch_ = 0;
@@ -44,6 +53,8 @@ class BufferView {
 
 using Colour8 = BufferView<std::uint8_t, 4>;    // spare, blue, green, red
 using Colour16 = BufferView<std::uint16_t, 3>;  // blue, green, red
+using Cutout8 = Colour8;                        // the spare byte holds the matte
+using Cutout16 = BufferView<std::uint16_t, 4>;  // matte, blue, green, red
 using Matte8 = BufferView<std::uint8_t, 1>;
 using Matte16 = BufferView<std::uint16_t, 1>;
 
