@@ -2,7 +2,6 @@
 
 #include <immintrin.h>
 
-#include <algorithm>
 #include <cstring>
 
 #include "frame/cpu.h"
@@ -216,8 +215,9 @@ TRELLIS_AVX2 std::size_t unpack_avx2(const LayoutEntry& layout, const std::uint8
                                      std::size_t count, std::uint16_t* colour,
                                      std::uint16_t* matte) {
     const std::size_t size = layout.size;
-    const std::size_t loaded = 2 * size + 16;
-    const std::size_t needed = std::max<std::size_t>(6, (loaded + size - 1) / size);
+    // The pixels that the second load reaches into: six of five bytes, more of fewer. A store of
+    // colour reaches no further than the sixth.
+    const std::size_t needed = (2 * size + 16 + size - 1) / size;
     const __m256i shuffle = _mm256_broadcastsi128_si256(load16(layout.pattern.shuffle));
     const __m256i scale = _mm256_broadcastsi128_si256(load16(layout.pattern.scale));
     const __m256i colours_first = _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7);
