@@ -1,0 +1,280 @@
+#include "formats/iff/reader.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <span>
+
+#include "trellis/settings.h"
+
+#include "formats/iff/chunks.h"
+#include "formats/iff/header.h"
+#include "formats/iff/pixels.h"
+#include "formats/iff/run_length.h"
+#include "frame/file.h"
+#include "frame/memory.h"
+
+namespace trellis::iff {
+
+namespace {
+
+// Pixels pass from the file's form to the host's in pieces of rows that stay in the nearest cache.
+constexpr std::size_t piece_pixels = 1024;
+using Piece = std::array<Pixel, piece_pixels>;
+
+// The host's buffers as a place for the file's pixels. Both count rows upward from the bottom line.
+class Destination {
+  public:
+    Destination(const Buffers& buffers, const maya_header& header, const Rectangle& rectangle,
+                int file_x, int file_y)
+        : deep_(inq_buffer_type_trellis() == 1),
+          move_x_(rectangle.x0 + file_x),
+          move_y_(rectangle.y0 + file_y),
+          wanted_{rectangle.x0 - move_x_, rectangle.y0 - move_y_, rectangle.x1 - move_x_,
+                  rectangle.y1 - move_y_} {
+        void* colour = header.has_colour() ? buffers.colour : nullptr;
+        void* matte = header.has_alpha() ? buffers.matte : nullptr;
+        colour8_ = Colour8(colour, buffers.colour_pitch);
+        colour16_ = Colour16(colour, buffers.colour_pitch);
+        matte8_ = Matte8(matte, buffers.matte_pitch);
+        matte16_ = Matte16(matte, buffers.matte_pitch);
+    }
+
+    /// The part of the file's picture that is wanted.
+    const Rectangle& wanted() const { return wanted_; }
+
+    void store(const Pixel* pixels, std::size_t count, std::int64_t x, std::int64_t y) const {
+        x += move_x_;
+        y += move_y_;
+        if (deep_) {
+            store_row(pixels, count, colour16_.pixel(x, y), matte16_.pixel(x, y));
+        } else {
+            store_row(pixels, count, colour8_.pixel(x, y), matte8_.pixel(x, y));
+        }
+    }
+
+  private:
+    bool deep_;
+    std::int64_t move_x_;
+    std::int64_t move_y_;
+    Rectangle wanted_;
+    Colour8 colour8_;
+    Colour16 colour16_;
+    Matte8 matte8_;
+    Matte16 matte16_;
+};
+
+/// Loads the tiles of one file.
+class TileReader {
+  public:
+    TileReader(InputFile& file, const maya_header& header, const Destination& destination)
+        : file_(file), header_(header), destination_(destination) {}
+
+    /// Loads all tiles that the header counts, from the file's position onward.
+    Error load() {
+        const unsigned int count = header_.tiles;
+        for (unsigned int k = 0; k < count;) {
+            Chunk chunk{};
+            if (Error error = read_iff_chunk_header(file_, Forms::entered, chunk); failed(error)) {
+                return error;
+            }
+            // Depths may stand among the tiles, and nothing else.
+            if (chunk.tag == tile_tag) {
+                const float done = static_cast<float>(k) / static_cast<float>(count);
+                if (Error error = load_tile(chunk, done); failed(error)) {
+                    return error;
+                }
+                ++k;
+            } else if (chunk.tag != depth_tag) {
+                return Error::read;
+            }
+            if (Error error = skip_chunk(file_, chunk); failed(error)) {
+                return error;
+            }
+        }
+        return Error::none;
+    }
+
+  private:
+    Error load_tile(const Chunk& chunk, float done) {
+        tile_header corners{};
+        if (chunk.size < sizeof corners) {
+            return Error::read;
+        }
+        if (Error error = file_.read_record(corners); failed(error)) {
+            return error;
+        }
+        occaisional_update_progress_trellis_(done);
+        const Rectangle tile{corners.x0, corners.y0, corners.x1, corners.y1};
+        if (tile.empty()) {
+            return Error::read;
+        }
+        if (!overlap(tile, destination_.wanted())) {
+            return Error::none;
+        }
+        // The size alone tells a raw tile from a coded one.
+        const std::uint64_t area = static_cast<std::uint64_t>(tile.width() * tile.height());
+        const std::uint64_t raw_size = area * header_.channels();
+        const std::uint64_t size = chunk.size - sizeof corners;
+        if (size >= raw_size) {
+            return load_raw(tile, raw_size);
+        }
+        return load_coded(tile, area, raw_size, size);
+    }
+
+    Error load_raw(const Rectangle& tile, std::uint64_t raw_size) {
+        const std::size_t channels = header_.channels();
+        if (channels == 0) {
+            return Error::none;
+        }
+        if (raw_size > file_.remaining()) {
+            return Error::read;
+        }
+        const Rectangle visible = intersection(tile, destination_.wanted());
+        // Samples left and right of the visible ones are read past as long as they are few.
+        const auto hidden = static_cast<std::uint64_t>(tile.width() - visible.width()) * channels;
+        const std::size_t read_ahead = hidden <= walking_step ? io_buffer_size : 0;
+        const std::uint64_t start = file_.position();
+        for (std::int64_t y = visible.y0; y <= visible.y1; ++y) {
+            const auto skipped =
+                static_cast<std::uint64_t>((y - tile.y0) * tile.width() + (visible.x0 - tile.x0));
+            if (failed(file_.seek(start + skipped * channels))) {
+                return Error::read;
+            }
+            for (std::int64_t x = visible.x0; x <= visible.x1;) {
+                const std::size_t count = piece_size(visible.x1 - x + 1);
+                const std::size_t size = count * channels;
+                const std::span<const std::uint8_t> samples = file_.window(size, read_ahead);
+                if (samples.size() < size) {
+                    return Error::read;
+                }
+                spread_samples(samples.data(), count);
+                destination_.store(piece_.data(), count, x, y);
+                file_.consume(size);
+                x += static_cast<std::int64_t>(count);
+            }
+        }
+        return Error::none;
+    }
+
+    void spread_samples(const std::uint8_t* samples, std::size_t count) {
+        switch (header_.channels()) {
+            case 4:
+                std::memcpy(piece_.data(), samples, count * sizeof(Pixel));
+                break;
+            case 3:
+                expand_colour(samples, count, piece_.data());
+                break;
+            default:
+                join_planes({.alpha = samples}, count, piece_.data());
+        }
+    }
+
+    Error load_coded(const Rectangle& tile, std::uint64_t area, std::uint64_t raw_size,
+                     std::uint64_t size) {
+        // No code makes more of its bytes than runs of full length, so the memory that a tile can
+        // ask for is bounded by what the file really holds.
+        constexpr std::uint64_t most_raw_size = std::uint64_t{1} << 32;
+        if (size > file_.remaining() || raw_size > most_raw_size ||
+            raw_size > padded(size) / run_packet_size * most_covered) {
+            return Error::read;
+        }
+        if (tile_.size() < raw_size) {
+            if (Error error = tile_.allocate(raw_size); failed(error)) {
+                return error;
+            }
+        }
+        if (Error error = decode(tile_.span().first(raw_size), padded(size)); failed(error)) {
+            return error;
+        }
+        const Rectangle visible = intersection(tile, destination_.wanted());
+        for (std::int64_t y = visible.y0; y <= visible.y1; ++y) {
+            for (std::int64_t x = visible.x0; x <= visible.x1;) {
+                const std::size_t count = piece_size(visible.x1 - x + 1);
+                const std::int64_t index = (y - tile.y0) * tile.width() + (x - tile.x0);
+                join_planes(planes_at(area, static_cast<std::size_t>(index)), count, piece_.data());
+                destination_.store(piece_.data(), count, x, y);
+                x += static_cast<std::int64_t>(count);
+            }
+        }
+        return Error::none;
+    }
+
+    // All planes are one stream of packets. The padding after the code belongs to it, for coders
+    // that count themselves short.
+    Error decode(std::span<std::uint8_t> bytes, std::uint64_t code_size) {
+        while (!bytes.empty()) {
+            const auto wanted =
+                static_cast<std::size_t>(std::min<std::uint64_t>(code_size, io_buffer_size));
+            std::span<const std::uint8_t> code = file_.window(wanted);
+            code = code.first(std::min(wanted, code.size()));
+            const Decoded done = decode_runs(code, bytes);
+            if (done.read == 0) {
+                return Error::read;
+            }
+            file_.consume(done.read);
+            code_size -= done.read;
+            bytes = bytes.subspan(done.written);
+        }
+        return Error::none;
+    }
+
+    // The alpha plane comes first, then blue, green and red.
+    Planes planes_at(std::uint64_t area, std::size_t index) {
+        Planes planes;
+        const std::uint8_t* next = tile_.data() + index;
+        if (header_.has_alpha()) {
+            planes.alpha = next;
+            next += area;
+        }
+        if (header_.has_colour()) {
+            planes.blue = next;
+            planes.green = next + area;
+            planes.red = next + 2 * area;
+        }
+        return planes;
+    }
+
+    static std::size_t piece_size(std::int64_t left) {
+        return static_cast<std::size_t>(std::min<std::int64_t>(left, piece_pixels));
+    }
+
+    InputFile& file_;
+    const maya_header& header_;
+    const Destination& destination_;
+    Block<std::uint8_t> tile_;  // the planes of a coded tile; it grows to the largest
+    Piece piece_;
+};
+
+Error load_picture(InputFile& file, const Buffers& buffers, const Rectangle& rectangle, int file_x,
+                   int file_y) {
+    maya_header header{};
+    if (Error error = read_maya_header(file, header); failed(error)) {
+        return error;
+    }
+    Chunk bitmap{};
+    if (Error error = find_chunk(file, Forms::entered, bitmap_tag, bitmap); failed(error)) {
+        return error;
+    }
+    const Destination destination(buffers, header, rectangle, file_x, file_y);
+    return TileReader(file, header, destination).load();
+}
+
+}  // namespace
+
+Error read_maya_pic(const char* name, const Buffers& buffers, const Rectangle& rectangle,
+                    int file_x, int file_y) {
+    InputFile file;
+    if (Error error = file.open(name); failed(error)) {
+        return error;
+    }
+    Error result = load_picture(file, buffers, rectangle, file_x, file_y);
+    if (Error error = file.close(); failed(error)) {
+        result = error;
+    }
+    return result;
+}
+
+}  // namespace trellis::iff
