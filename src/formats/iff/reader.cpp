@@ -178,7 +178,7 @@ class TileReader {
         // ask for is bounded by what the file really holds.
         constexpr std::uint64_t most_raw_size = std::uint64_t{1} << 32;
         if (size > file_.remaining() || raw_size > most_raw_size ||
-            raw_size > padded(size) / run_packet_size * most_covered) {
+            raw_size > size / run_packet_size * most_covered) {
             return Error::read;
         }
         if (tile_.size() < raw_size) {
@@ -186,7 +186,7 @@ class TileReader {
                 return error;
             }
         }
-        if (Error error = decode(tile_.span().first(raw_size), padded(size)); failed(error)) {
+        if (Error error = decode(tile_.span().first(raw_size), size); failed(error)) {
             return error;
         }
         const Rectangle visible = intersection(tile, destination_.wanted());
@@ -202,8 +202,7 @@ class TileReader {
         return Error::none;
     }
 
-    // All planes are one stream of packets. The padding after the code belongs to it, for coders
-    // that count themselves short.
+    // All planes are one stream of packets.
     Error decode(std::span<std::uint8_t> bytes, std::uint64_t code_size) {
         while (!bytes.empty()) {
             const auto wanted =

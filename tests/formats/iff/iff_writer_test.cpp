@@ -1,0 +1,179 @@
+// Saving Maya IFF files: every byte of the layout, raw or coded, round trips, and what is refused.
+
+#include <gtest/gtest.h>
+#include <sys/utsname.h>
+
+#include <ctime>
+
+#include "formats/iff/iff_files.h"
+#include "frame/cpu.h"
+
+namespace {
+
+using support::be;
+using support::Bytes;
+using support::chunk;
+using support::form;
+using support::hex;
+using support::Loaded;
+using support::maya;
+using support::operator+;
+using support::text;
+
+std::string banner() {
+    utsname system{};
+    uname(&system);
+    return std::string("Trellis version 8.03R, ") + system.sysname + " " + system.release + " " +
+           system.machine;
+}
+
+/// A whole saved file but for the date, which is a word of its own.
+Bytes saved_file(int w, int h, std::uint64_t flags, std::uint64_t compress, const Bytes& pixels) {
+    const auto width = static_cast<std::uint64_t>(w);
+    const auto height = static_cast<std::uint64_t>(h);
+    const Bytes header = be(width, 4) + be(height, 4) + be(0, 4) + be(flags, 4) + be(0, 2) +
+                         be(1, 2) + be(compress, 4) + be(0, 8);
+    return form("CIMG", chunk("FVER", be(1, 2) + be(1, 2)) + chunk("TBHD", header) +
+                            chunk("AUTH", text(banner())) + chunk("DATE", Bytes(24, '?')) +
+                            form("TBMP", support::tile_chunk(0, 0, w - 1, h - 1, pixels)));
+}
+
+/// Takes the date out of a saved file, after a look at it.
+Bytes without_date(Bytes file) {
+    const Bytes tag = text("DATE") + be(24, 4);
+    const auto at = std::search(file.begin(), file.end(), tag.begin(), tag.end());
+    EXPECT_NE(at, file.end());
+    const std::string date(at + 8, at + 32);
+    std::tm parts{};
+    const char* end = strptime(date.c_str(), "%a %b %d %H:%M:%S %Y", &parts);
+    EXPECT_TRUE(end != nullptr && *end == '\0') << date;
+    parts.tm_isdst = -1;
+    EXPECT_LT(std::abs(std::difftime(std::mktime(&parts), std::time(nullptr))), 100) << date;
+    std::fill(at + 8, at + 32, '?');
+    return file;
+}
+
+TEST(IffWriter, EveryByteOfTheFile) {
+    const support::TempDir dir;
+    // Spare bytes, which are never saved, are 99; pitches are 5 and 4.
+    Bytes colour =
+        hex("63 01 11 21 63 02 12 22 63 03 13 23 63 63 63 63 63 63 63 63 "
+            "63 04 14 24 63 05 15 25 63 06 16 26 63 63 63 63 63 63 63 63");
+    Bytes matte = hex("31 32 33 63 34 35 36 63");
+    Bytes flat(2 * 300 * 4, 7);
+    Bytes runs = hex("07 07 08 09 09 09 09");
+    runs.resize(7 + 300 * 2, 9);
+    const struct {
+        const char* what;
+        Bytes* colour;
+        int pitch;
+        Bytes* matte;
+        int alpha_pitch;
+        int width, height;
+        std::uint64_t flags;
+        int compress;
+        Bytes pixels;
+    } cases[] = {
+        {"raw colour", &colour, 5, nullptr, 0, 3, 2, 1, 0,
+         hex("01 11 21 02 12 22 03 13 23 04 14 24 05 15 25 06 16 26")},
+        {"raw colour and matte", &colour, 5, &matte, 4, 3, 2, 3, 0,
+         hex("31 01 11 21 32 02 12 22 33 03 13 23 34 04 14 24 35 05 15 25 36 06 16 26")},
+        {"raw matte", nullptr, 0, &matte, 4, 3, 2, 2, 0, hex("31 32 33 34 35 36")},
+        {"too short to code", &colour, 5, nullptr, 0, 1, 1, 1, 1, hex("01 11 21")},
+        {"code not shorter than the plane", nullptr, 0, &matte, 4, 3, 2, 2, 1,
+         hex("31 32 33 34 35 36")},
+        {"one plane codes badly: all stay raw", &flat, 3, &matte, 3, 3, 1, 3, 1,
+         hex("31 07 07 07 32 07 07 07 33 07 07 07")},
+        {"long runs, plane after plane", &flat, 300, nullptr, 0, 300, 1, 1, -5,
+         hex("FF 07 FF 07 AB 07 FF 07 FF 07 AB 07 FF 07 FF 07 AB 07")},
+        {"alpha plane first, rows joined", &flat, 4, &flat, 4, 4, 2, 3, 1,
+         hex("87 07 87 07 87 07 87 07")},
+        {"pairs stay in literals", nullptr, 0, &runs, 7, 7, 1, 2, 1, hex("02 07 07 08 83 09")},
+        {"nothing to save", nullptr, 0, nullptr, 0, 3, 2, 0, 1, {}},
+    };
+    for (const auto& c : cases) {
+        const std::string name = dir.path("a.iff");
+        // The rectangle's place does not matter, its size does.
+        EXPECT_EQ(maya().save_cut_fn(name.c_str(), c.colour ? c.colour->data() : nullptr, c.pitch,
+                                     c.matte ? c.matte->data() : nullptr, c.alpha_pitch, 10, 20,
+                                     9 + c.width, 19 + c.height, c.compress),
+                  0)
+            << c.what;
+        const auto compress = static_cast<std::uint32_t>(c.compress);
+        const Bytes expected = saved_file(c.width, c.height, c.flags, compress, c.pixels);
+        EXPECT_EQ(without_date(support::contents(name)), expected) << c.what;
+    }
+}
+
+// Pictures wider than a piece and larger than the file buffer, whole and in parts, raw and coded.
+TEST(IffWriter, RoundTripsWholeAndInRegions) {
+    const support::TempDir dir;
+    constexpr int width = 2100;
+    constexpr int height = 40;
+    // Runs and noise take turns, so that every plane becomes shorter.
+    support::Noise noise(1);
+    Bytes colour(width * height * 4);
+    Bytes matte(width * height);
+    for (std::size_t i = 0; i < colour.size(); ++i) {
+        const auto run = static_cast<std::uint8_t>(i / 4000);
+        colour[i] = i / 2000 % 2 == 0 ? run : noise.byte();
+        matte[i / 4] = i / 2000 % 2 == 0 ? run : noise.byte();
+    }
+    const std::string name = dir.path("a.iff");
+    for (int i = 0; i < 8; ++i) {
+        const bool with_matte = i % 2 == 1;
+        trellis::allow_vector_kernels(i < 4);
+        ASSERT_EQ(maya().save_cut_fn(name.c_str(), colour.data(), width,
+                                     with_matte ? matte.data() : nullptr, width, 0, 0, width - 1,
+                                     height - 1, i / 2 % 2),
+                  0);
+        ASSERT_EQ(support::contents(name).size() < (with_matte ? 4 : 3) * matte.size(),
+                  i / 2 % 2 == 1);
+        for (const auto& [left, bottom, w, h] :
+             {std::array{0, 0, width, height}, {1, 1, width - 2, 2}, {1999, 17, 40, 23}}) {
+            Loaded<std::uint8_t> loaded(w, h);
+            ASSERT_EQ(loaded.load(name, -left, -bottom), 0);
+            int wrong = 0;
+            for (int k = with_matte ? 0 : 1; k < w * h * 4; k += with_matte || k % 4 < 3 ? 1 : 2) {
+                const int x = k / 4 % w;
+                const int y = k / 4 / w;
+                const auto from = static_cast<std::size_t>((bottom + y) * width + left + x);
+                const auto c = static_cast<std::size_t>(k % 4);
+                const int value = c == 0 ? matte[from] : colour[4 * from + c];
+                wrong += loaded.holds(value, x, y, k % 4) ? 0 : 1;
+            }
+            EXPECT_EQ(wrong, 0) << w << " " << i;
+            EXPECT_EQ(loaded.matte.written(), with_matte ? w * h : 0);
+        }
+    }
+    trellis::allow_vector_kernels(true);
+}
+
+TEST(IffWriter, Failures) {
+    const support::TempDir dir;
+    std::vector<std::uint8_t> row(65537 * 4, 5);
+    const auto save = [&](const std::string& name, int x1, int y1, int compress = 0) {
+        return maya().save_mask_fn(name.c_str(), row.data(), 0, 0, 0, x1, y1, compress);
+    };
+    EXPECT_EQ(save(dir.path("no/such.iff"), 3, 3), 6);
+    EXPECT_EQ(save("/dev/full", 3, 3), 2);
+    EXPECT_EQ(save("/dev/full", 999, 999), 2);
+    EXPECT_EQ(save("/dev/null", 3, 3), 0) << "nothing is gone back to";
+    const std::string name = dir.path("a.iff");
+    for (const auto& [x1, y1] : {std::pair{-1, 3}, {3, -1}, {65536, 0}, {0, 65536}}) {
+        EXPECT_EQ(save(name, x1, y1), 9);
+    }
+    EXPECT_EQ(maya().save_pic_fn(name.c_str(), row.data(), 0, 0, 0, 65535, 65535, 0), 9)
+        << "a form cannot tell such a size";
+    EXPECT_FALSE(support::exists(name));
+    {
+        const support::AllocationLimit limit(100'000);
+        EXPECT_EQ(save(name, 65535, 9, 1), 3);
+    }
+    ASSERT_EQ(save(name, 65535, 0, 1), 0);
+    Loaded<std::uint8_t> widest(65536, 1);
+    EXPECT_EQ(widest.load(name), 0);
+    EXPECT_EQ(widest.matte.written(), 65536);
+}
+
+}  // namespace
