@@ -27,7 +27,6 @@ using support::zeros;
 // Each file is probed, described and loaded as a 4 × 2 cutout.
 TEST(IffReader, FilesWholeAndBroken) {
     const support::TempDir dir;
-    const support::AllocationLimit limit(100'000);  // but for one, no file may ask for more
     const Bytes raw = hex("01 02 03 04 05 06 07 08");
     const Bytes coded = hex("83 01 83 02");
     const auto tile = [](const Bytes& pixels, std::int64_t size = -1) {
@@ -86,7 +85,6 @@ TEST(IffReader, FilesWholeAndBroken) {
         {"a tile shorter than its corners", mask(chunk("RGBA", Bytes(7, 0))), 1},
         {"corners cut short", mask(text("RGBA") + be(16, 4) + Bytes(7, 0)), 1},
         {"more than the code can fill", mask(tile_chunk(0, 0, 65535, 65535, Bytes(64, 255))), 1},
-        {"no memory", mask(tile_chunk(0, 0, 511, 511, Bytes(4096, 255))), 3},
         {"fewer tiles than counted", mask(tile(raw), 2), 1, 8},
         {"more tiles than counted", mask(tile(raw) + text("RGBA"), 1), 0, 8},
         {"no tiles counted", mask(text("what"), 0), 0},
@@ -116,10 +114,13 @@ TEST(IffReader, FilesWholeAndBroken) {
         EXPECT_EQ(maya().size_mask_fn(name.c_str(), &width, &height), c.info);
         EXPECT_EQ(width * 100 + height, c.info == 0 ? 402U : 7777U);
         Loaded<std::uint8_t> loaded(4, 2);
-        EXPECT_EQ(loaded.load(name), c.load);
+        EXPECT_LE(support::memory_of([&] { EXPECT_EQ(loaded.load(name), c.load); }), 65536U + 32U);
         EXPECT_EQ(loaded.matte.written(), c.mattes);
         EXPECT_EQ(loaded.colour.written(), 0);
     }
+    const std::string name = dir.file("a.iff", mask(tile(coded)));
+    EXPECT_EQ(support::codes_without_memory([&] { return Loaded<std::uint8_t>(4, 2).load(name); }),
+              (std::vector{3, 3, 0}));  // the file's buffer, the tile
     Bytes start = text("FOR4....CIMG");
     unsigned int outs[12] = {77, 77};
     EXPECT_EQ(maya().inq_type_fn(start.data(), 12, "missing", 0, &outs[0], &outs[1]), 0);
