@@ -44,6 +44,13 @@ class BufferView {
         return origin_ == nullptr ? nullptr : origin_ + (y * pitch_ + x) * channels;
     }
 
+    /// The same buffer with its pixel (x, y) as the origin.
+    BufferView from(std::int64_t x, std::int64_t y) const {
+        BufferView moved = *this;
+        moved.origin_ = pixel(x, y);
+        return moved;
+    }
+
   private:
     Sample* origin_ = nullptr;
     std::int64_t pitch_ = 0;

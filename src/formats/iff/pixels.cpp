@@ -1,5 +1,7 @@
 #include "formats/iff/pixels.h"
 
+#include <cstring>
+
 #include "frame/avx2.h"
 #include "frame/cpu.h"
 
@@ -15,6 +17,14 @@ std::uint16_t widened(std::uint8_t value) {
     return static_cast<std::uint16_t>(value * 64 + value / 4);
 }
 
+// Rows of a tile lie far apart in the host's buffers, too far for the processor to see them coming.
+constexpr std::size_t rows_ahead = 8;
+
+template <class View>
+auto row_of(const View& view, std::size_t y) {
+    return view.pixel(0, static_cast<std::int64_t>(y));
+}
+
 using avx2::load;
 using avx2::pattern;
 using avx2::store;
@@ -23,37 +33,80 @@ TRELLIS_AVX2 __m256i widened(__m256i values) {
     return _mm256_add_epi16(_mm256_slli_epi16(values, 6), _mm256_srli_epi16(values, 2));
 }
 
+// 32 pixels, eight in each register.
+struct Joined {
+    __m256i pixels[4];
+};
+
+TRELLIS_AVX2 Joined join(__m256i alpha, __m256i blue, __m256i green, __m256i red) {
+    const __m256i pairs_low = _mm256_unpacklo_epi8(alpha, blue);
+    const __m256i pairs_high = _mm256_unpackhi_epi8(alpha, blue);
+    const __m256i others_low = _mm256_unpacklo_epi8(green, red);
+    const __m256i others_high = _mm256_unpackhi_epi8(green, red);
+    // Pixels 0-3 and 16-19, 4-7 and 20-23, 8-11 and 24-27, 12-15 and 28-31.
+    const __m256i a = _mm256_unpacklo_epi16(pairs_low, others_low);
+    const __m256i b = _mm256_unpackhi_epi16(pairs_low, others_low);
+    const __m256i c = _mm256_unpacklo_epi16(pairs_high, others_high);
+    const __m256i d = _mm256_unpackhi_epi16(pairs_high, others_high);
+    return {{_mm256_permute2x128_si256(a, b, 0x20), _mm256_permute2x128_si256(c, d, 0x20),
+             _mm256_permute2x128_si256(a, b, 0x31), _mm256_permute2x128_si256(c, d, 0x31)}};
+}
+
 TRELLIS_AVX2 std::size_t join_planes_avx2(const Planes& planes, std::size_t count, Pixel* row) {
-    const __m256i zero = _mm256_setzero_si256();
     std::size_t x = 0;
     for (; x + 32 <= count; x += 32) {
-        __m256i alpha = zero;
-        __m256i blue = zero;
-        __m256i green = zero;
-        __m256i red = zero;
-        if (planes.alpha != nullptr) {
-            alpha = load(planes.alpha + x);
+        const __m256i zero = _mm256_setzero_si256();
+        const __m256i alpha = planes.alpha == nullptr ? zero : load(planes.alpha + x);
+        const bool colour = planes.blue != nullptr;
+        const Joined joined =
+            join(alpha, colour ? load(planes.blue + x) : zero,
+                 colour ? load(planes.green + x) : zero, colour ? load(planes.red + x) : zero);
+        for (std::size_t i = 0; i < 4; ++i) {
+            store(row + x + 8 * i, joined.pixels[i]);
         }
-        if (planes.blue != nullptr) {
-            blue = load(planes.blue + x);
-            green = load(planes.green + x);
-            red = load(planes.red + x);
-        }
-        const __m256i pairs_low = _mm256_unpacklo_epi8(alpha, blue);
-        const __m256i pairs_high = _mm256_unpackhi_epi8(alpha, blue);
-        const __m256i others_low = _mm256_unpacklo_epi8(green, red);
-        const __m256i others_high = _mm256_unpackhi_epi8(green, red);
-        // Pixels 0-3 and 16-19, 4-7 and 20-23, 8-11 and 24-27, 12-15 and 28-31.
-        const __m256i a = _mm256_unpacklo_epi16(pairs_low, others_low);
-        const __m256i b = _mm256_unpackhi_epi16(pairs_low, others_low);
-        const __m256i c = _mm256_unpacklo_epi16(pairs_high, others_high);
-        const __m256i d = _mm256_unpackhi_epi16(pairs_high, others_high);
-        store(row + x, _mm256_permute2x128_si256(a, b, 0x20));
-        store(row + x + 8, _mm256_permute2x128_si256(c, d, 0x20));
-        store(row + x + 16, _mm256_permute2x128_si256(a, b, 0x31));
-        store(row + x + 24, _mm256_permute2x128_si256(c, d, 0x31));
     }
     return x;
+}
+
+TRELLIS_AVX2 void store_colour_planes_avx2(const Planes& planes, std::size_t y, std::size_t end,
+                                           const Colour8& colour) {
+    const __m256i spare = _mm256_set1_epi32(0xFF);
+    std::uint8_t* to = row_of(colour, y);
+    const std::ptrdiff_t ahead = row_of(colour, y + rows_ahead) - to;
+    for (std::size_t from = y * planes.pitch; from < y * planes.pitch + end; from += 32) {
+        __builtin_prefetch(to + ahead, 1);
+        __builtin_prefetch(to + ahead + 64, 1);
+        const Joined joined = join(spare, load(planes.blue + from), load(planes.green + from),
+                                   load(planes.red + from));
+        for (const __m256i pixels : joined.pixels) {
+            store(to, _mm256_blendv_epi8(pixels, load(to), spare));
+            to += sizeof pixels;
+        }
+    }
+}
+
+TRELLIS_AVX2 void store_matte_plane_avx2(const Planes& planes, std::size_t y, std::size_t end,
+                                         const Matte8& matte) {
+    std::uint8_t* to = row_of(matte, y);
+    __builtin_prefetch(row_of(matte, y + rows_ahead), 1);
+    for (std::size_t x = 0; x < end; x += 32) {
+        store(to + x, load(planes.alpha + y * planes.pitch + x));
+    }
+}
+
+TRELLIS_AVX2 std::size_t store_planes_avx2(const Planes& planes, std::size_t width,
+                                           std::size_t height, const Colour8& colour,
+                                           const Matte8& matte) {
+    const std::size_t end = width / 32 * 32;
+    for (std::size_t y = 0; y < height; ++y) {
+        if (colour) {
+            store_colour_planes_avx2(planes, y, end, colour);
+        }
+        if (matte) {
+            store_matte_plane_avx2(planes, y, end, matte);
+        }
+    }
+    return end;
 }
 
 TRELLIS_AVX2 std::size_t expand_colour_avx2(const std::uint8_t* samples, std::size_t count,
@@ -70,13 +123,13 @@ TRELLIS_AVX2 std::size_t expand_colour_avx2(const std::uint8_t* samples, std::si
     return x;
 }
 
-TRELLIS_AVX2 std::size_t pack_colour_avx2(const Pixel* row, std::size_t count,
+TRELLIS_AVX2 std::size_t pack_colour_avx2(const std::uint8_t* colour, std::size_t count,
                                           std::uint8_t* samples) {
     const __m256i squeeze = pattern(1, 2, 3, 5, 6, 7, 9, 10, 11, 13, 14, 15, -1, -1, -1, -1);
     std::size_t x = 0;
     // A store writes 16 bytes where 12 are meant: two more pixels must follow and overwrite them.
     for (; x + 10 <= count; x += 8) {
-        const __m256i packed = _mm256_shuffle_epi8(load(row + x), squeeze);
+        const __m256i packed = _mm256_shuffle_epi8(load(colour + 4 * x), squeeze);
         avx2::store16(samples + 3 * x, _mm256_castsi256_si128(packed));
         avx2::store16(samples + 3 * x + 12, _mm256_extracti128_si256(packed, 1));
     }
@@ -172,17 +225,33 @@ void join_planes(const Planes& planes, std::size_t count, Pixel* row) {
     }
 }
 
+void store_planes(const Planes& planes, std::size_t width, std::size_t height,
+                  const Colour8& colour, const Matte8& matte) {
+    const std::size_t first =
+        use_avx2() ? store_planes_avx2(planes, width, height, colour, matte) : 0;
+    for (std::size_t y = 0; y < height && first < width; ++y) {
+        for (std::size_t x = first; x < width && colour; ++x) {
+            std::uint8_t* to = row_of(colour, y) + 4 * x;
+            to[1] = planes.blue[y * planes.pitch + x];
+            to[2] = planes.green[y * planes.pitch + x];
+            to[3] = planes.red[y * planes.pitch + x];
+        }
+        for (std::size_t x = first; x < width && matte; ++x) {
+            row_of(matte, y)[x] = planes.alpha[y * planes.pitch + x];
+        }
+    }
+}
+
 void expand_colour(const std::uint8_t* samples, std::size_t count, Pixel* row) {
     for (std::size_t x = use_avx2() ? expand_colour_avx2(samples, count, row) : 0; x < count; ++x) {
         row[x] = {0, samples[3 * x], samples[3 * x + 1], samples[3 * x + 2]};
     }
 }
 
-void pack_colour(const Pixel* row, std::size_t count, std::uint8_t* samples) {
-    for (std::size_t x = use_avx2() ? pack_colour_avx2(row, count, samples) : 0; x < count; ++x) {
-        samples[3 * x] = row[x].blue;
-        samples[3 * x + 1] = row[x].green;
-        samples[3 * x + 2] = row[x].red;
+void pack_colour(const std::uint8_t* colour, std::size_t count, std::uint8_t* samples) {
+    for (std::size_t x = use_avx2() ? pack_colour_avx2(colour, count, samples) : 0; x < count;
+         ++x) {
+        std::memcpy(samples + 3 * x, colour + 4 * x + 1, 3);
     }
 }
 

@@ -10,6 +10,7 @@
 #include "trellis/settings.h"
 
 #include "formats/iff/chunks.h"
+#include "formats/iff/destination.h"
 #include "formats/iff/header.h"
 #include "formats/iff/pixels.h"
 #include "formats/iff/run_length.h"
@@ -19,52 +20,6 @@
 namespace trellis::iff {
 
 namespace {
-
-// Pixels pass from the file's form to the host's in pieces of rows that stay in the nearest cache.
-constexpr std::size_t piece_pixels = 1024;
-using Piece = std::array<Pixel, piece_pixels>;
-
-// The host's buffers as a place for the file's pixels. Both count rows upward from the bottom line.
-class Destination {
-  public:
-    Destination(const Buffers& buffers, const maya_header& header, const Rectangle& rectangle,
-                int file_x, int file_y)
-        : deep_(inq_buffer_type_trellis() == 1),
-          move_x_(rectangle.x0 + file_x),
-          move_y_(rectangle.y0 + file_y),
-          wanted_{rectangle.x0 - move_x_, rectangle.y0 - move_y_, rectangle.x1 - move_x_,
-                  rectangle.y1 - move_y_} {
-        void* colour = header.has_colour() ? buffers.colour : nullptr;
-        void* matte = header.has_alpha() ? buffers.matte : nullptr;
-        colour8_ = Colour8(colour, buffers.colour_pitch);
-        colour16_ = Colour16(colour, buffers.colour_pitch);
-        matte8_ = Matte8(matte, buffers.matte_pitch);
-        matte16_ = Matte16(matte, buffers.matte_pitch);
-    }
-
-    /// The part of the file's picture that is wanted.
-    const Rectangle& wanted() const { return wanted_; }
-
-    void store(const Pixel* pixels, std::size_t count, std::int64_t x, std::int64_t y) const {
-        x += move_x_;
-        y += move_y_;
-        if (deep_) {
-            store_row(pixels, count, colour16_.pixel(x, y), matte16_.pixel(x, y));
-        } else {
-            store_row(pixels, count, colour8_.pixel(x, y), matte8_.pixel(x, y));
-        }
-    }
-
-  private:
-    bool deep_;
-    std::int64_t move_x_;
-    std::int64_t move_y_;
-    Rectangle wanted_;
-    Colour8 colour8_;
-    Colour16 colour16_;
-    Matte8 matte8_;
-    Matte16 matte16_;
-};
 
 /// Loads the tiles of one file.
 class TileReader {
@@ -115,13 +70,10 @@ class TileReader {
             return Error::none;
         }
         // The size alone tells a raw tile from a coded one.
-        const std::uint64_t area = static_cast<std::uint64_t>(tile.width() * tile.height());
+        const auto area = static_cast<std::uint64_t>(tile.width() * tile.height());
         const std::uint64_t raw_size = area * header_.channels();
         const std::uint64_t size = chunk.size - sizeof corners;
-        if (size >= raw_size) {
-            return load_raw(tile, raw_size);
-        }
-        return load_coded(tile, area, raw_size, size);
+        return size >= raw_size ? load_raw(tile, raw_size) : load_coded(tile, raw_size, size);
     }
 
     Error load_raw(const Rectangle& tile, std::uint64_t raw_size) {
@@ -172,8 +124,7 @@ class TileReader {
         }
     }
 
-    Error load_coded(const Rectangle& tile, std::uint64_t area, std::uint64_t raw_size,
-                     std::uint64_t size) {
+    Error load_coded(const Rectangle& tile, std::uint64_t raw_size, std::uint64_t size) {
         // No code makes more of its bytes than runs of full length, so the memory that a tile can
         // ask for is bounded by what the file really holds.
         constexpr std::uint64_t most_raw_size = std::uint64_t{1} << 32;
@@ -190,15 +141,7 @@ class TileReader {
             return error;
         }
         const Rectangle visible = intersection(tile, destination_.wanted());
-        for (std::int64_t y = visible.y0; y <= visible.y1; ++y) {
-            for (std::int64_t x = visible.x0; x <= visible.x1;) {
-                const std::size_t count = piece_size(visible.x1 - x + 1);
-                const std::int64_t index = (y - tile.y0) * tile.width() + (x - tile.x0);
-                join_planes(planes_at(area, static_cast<std::size_t>(index)), count, piece_.data());
-                destination_.store(piece_.data(), count, x, y);
-                x += static_cast<std::int64_t>(count);
-            }
-        }
+        destination_.store(planes_at(tile, visible.x0, visible.y0), visible);
         return Error::none;
     }
 
@@ -220,10 +163,12 @@ class TileReader {
         return Error::none;
     }
 
-    // The alpha plane comes first, then blue, green and red.
-    Planes planes_at(std::uint64_t area, std::size_t index) {
-        Planes planes;
-        const std::uint8_t* next = tile_.data() + index;
+    // The planes of the tile in hand, from pixel (x, y) of the picture on. The alpha plane comes
+    // first, then blue, green and red.
+    Planes planes_at(const Rectangle& tile, std::int64_t x, std::int64_t y) {
+        const std::int64_t area = tile.width() * tile.height();
+        const std::uint8_t* next = tile_.data() + (y - tile.y0) * tile.width() + (x - tile.x0);
+        Planes planes = {.pitch = static_cast<std::size_t>(tile.width())};
         if (header_.has_alpha()) {
             planes.alpha = next;
             next += area;
@@ -244,7 +189,7 @@ class TileReader {
     const maya_header& header_;
     const Destination& destination_;
     Block<std::uint8_t> tile_;  // the planes of a coded tile; it grows to the largest
-    Piece piece_;
+    std::array<Pixel, piece_pixels> piece_;
 };
 
 Error load_picture(InputFile& file, const Buffers& buffers, const Rectangle& rectangle, int file_x,

@@ -3,12 +3,12 @@
 #include <sys/utsname.h>
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <iterator>
 #include <span>
 
 #include "trellis/settings.h"
@@ -29,8 +29,6 @@ constexpr std::int64_t largest_side = 65536;
 
 // Form sizes are 32-bit numbers. Beside the pixels a file holds much less than this.
 constexpr std::int64_t largest_raw_size = UINT32_MAX - 4096;
-
-constexpr std::size_t piece_pixels = 1024;
 
 struct form_header {
     iff_chunk_header chunk;
@@ -87,34 +85,58 @@ void gather_plane(const Picture& picture, std::size_t plane, std::int64_t y, std
     }
 }
 
-// Codes plane after plane. Code is kept only if every plane becomes smaller by it; else `size`
-// is 0.
-Error code_planes(const Picture& picture, Block<std::uint8_t>& code, std::size_t& size) {
+// The run-length code of a picture, plane by plane.
+struct CodedPlanes {
+    Block<std::uint8_t> room;
+    std::span<const std::uint8_t> planes[4];
+
+    std::uint64_t size() const {
+        return planes[0].size() + planes[1].size() + planes[2].size() + planes[3].size();
+    }
+};
+
+// Code is kept only if every plane becomes smaller by it; else all planes are left empty.
+Error code_planes(const Picture& picture, CodedPlanes& coded) {
     const auto area = static_cast<std::size_t>(picture.area());
-    Block<std::uint8_t> bytes;
-    if (Error error = bytes.allocate(area); failed(error)) {
+    Block<std::uint8_t> plane;
+    if (Error error = plane.allocate(area); failed(error)) {
         return error;
     }
-    if (Error error = code.allocate(static_cast<std::uint64_t>(picture.raw_size()));
+    if (Error error = coded.room.allocate(static_cast<std::uint64_t>(picture.raw_size()));
         failed(error)) {
         return error;
     }
-    size = 0;
-    const std::size_t first = picture.matte ? 0 : 1;
-    const std::size_t last = picture.colour ? 3 : 0;
-    for (std::size_t plane = first; plane <= last; ++plane) {
+    // The alpha plane comes last here, though first in the file: where code is given up, colours
+    // are mostly the reason, and the rest need not be tried.
+    const bool present[4] = {!!picture.matte, !!picture.colour, !!picture.colour, !!picture.colour};
+    std::size_t tried = 0;
+    for (const std::size_t channel : {1, 2, 3, 0}) {
+        if (!present[channel]) {
+            continue;
+        }
         for (std::int64_t y = 0; y < picture.height; ++y) {
-            if (plane == first) {
+            if (tried == 0) {
                 announce_row(picture, y);
             }
-            gather_plane(picture, plane, y, &bytes[static_cast<std::size_t>(y * picture.width)]);
+            gather_plane(picture, channel, y, &plane[static_cast<std::size_t>(y * picture.width)]);
         }
-        const std::size_t coded = encode_runs(bytes.span(), code.span().subspan(size, area - 1));
-        if (coded == 0) {
-            size = 0;
+        const std::span<std::uint8_t> room = coded.room.span().subspan(tried * area, area - 1);
+        const std::size_t size = encode_runs(plane.span(), room);
+        if (size == 0) {
+            std::fill(std::begin(coded.planes), std::end(coded.planes), std::span<std::uint8_t>());
             break;
         }
-        size += coded;
+        coded.planes[channel] = room.first(size);
+        ++tried;
+    }
+    return Error::none;
+}
+
+Error write_code(OutputFile& file, const CodedPlanes& coded) {
+    for (const std::span<const std::uint8_t> plane : coded.planes) {
+        if (Error error = file.write(plane.data(), plane.size()); failed(error)) {
+            return error;
+        }
     }
     return Error::none;
 }
@@ -125,7 +147,6 @@ Error write_raw_row(OutputFile& file, const Picture& picture, std::int64_t y) {
                    ? file.write(picture.matte.pixel(0, y), static_cast<std::size_t>(picture.width))
                    : Error::none;
     }
-    std::array<Pixel, piece_pixels> piece;
     for (std::int64_t x = 0; x < picture.width; x += piece_pixels) {
         const auto count =
             static_cast<std::size_t>(std::min<std::int64_t>(picture.width - x, piece_pixels));
@@ -134,18 +155,18 @@ Error write_raw_row(OutputFile& file, const Picture& picture, std::int64_t y) {
         if (samples == nullptr) {
             return Error::write;
         }
-        gather_row(picture.colour.pixel(x, y), picture.matte.pixel(x, y), count, piece.data());
+        const std::uint8_t* colour = picture.colour.pixel(x, y);
         if (picture.matte) {
-            std::memcpy(samples, piece.data(), size);
+            gather_row(colour, picture.matte.pixel(x, y), count, reinterpret_cast<Pixel*>(samples));
         } else {
-            pack_colour(piece.data(), count, samples);
+            pack_colour(colour, count, samples);
         }
         file.append(size);
     }
     return Error::none;
 }
 
-// Hosts may ask for a row's progress once only: rows that have been coded in vain were announced.
+// Rows that have been coded in vain were announced then.
 Error write_raw(OutputFile& file, const Picture& picture, bool announce) {
     for (std::int64_t y = 0; y < picture.height; ++y) {
         if (announce) {
@@ -206,25 +227,24 @@ Error write_heads(OutputFile& file, const Picture& picture, int compress, std::t
 
 Error write_picture(OutputFile& file, const Picture& picture, int compress) {
     const std::time_t now = std::time(nullptr);
-    Block<std::uint8_t> code;
-    std::size_t code_size = 0;
+    CodedPlanes coded;
     const bool try_code = compress != 0 && picture.channels() > 0;
     if (try_code) {
-        if (Error error = code_planes(picture, code, code_size); failed(error)) {
+        if (Error error = code_planes(picture, coded); failed(error)) {
             return error;
         }
     }
-    const std::uint64_t pixels_size =
-        code_size > 0 ? code_size : static_cast<std::uint64_t>(picture.raw_size());
-    if (Error error = write_heads(file, picture, compress, now, pixels_size); failed(error)) {
+    const bool is_coded = coded.size() > 0;
+    const std::uint64_t size =
+        is_coded ? coded.size() : static_cast<std::uint64_t>(picture.raw_size());
+    if (Error error = write_heads(file, picture, compress, now, size); failed(error)) {
         return error;
     }
-    Error result =
-        code_size > 0 ? file.write(code.data(), code_size) : write_raw(file, picture, !try_code);
-    if (failed(result)) {
-        return result;
+    if (Error error = is_coded ? write_code(file, coded) : write_raw(file, picture, !try_code);
+        failed(error)) {
+        return error;
     }
-    if (Error error = file.write_zeros(padded(pixels_size) - pixels_size); failed(error)) {
+    if (Error error = file.write_zeros(padded(size) - size); failed(error)) {
         return error;
     }
     return file.flush();
