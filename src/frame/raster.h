@@ -20,11 +20,7 @@ struct Rectangle {
     constexpr bool empty() const { return x1 < x0 || y1 < y0; }
 };
 
-constexpr bool overlap(const Rectangle& a, const Rectangle& b) {
-    return a.x1 >= b.x0 && a.x0 <= b.x1 && a.y1 >= b.y0 && a.y0 <= b.y1;
-}
-
-/// What lies in both; empty where they do not overlap.
+/// What lies in both, perhaps nothing.
 constexpr Rectangle intersection(const Rectangle& a, const Rectangle& b) {
     return {std::max(a.x0, b.x0), std::max(a.y0, b.y0), std::min(a.x1, b.x1), std::min(a.y1, b.y1)};
 }

@@ -14,6 +14,7 @@
 #include "formats/iff/header.h"
 #include "formats/iff/pixels.h"
 #include "formats/iff/run_length.h"
+#include "formats/iff/tile_code.h"
 #include "frame/file.h"
 #include "frame/memory.h"
 
@@ -66,17 +67,19 @@ class TileReader {
         if (tile.empty()) {
             return Error::read;
         }
-        if (!overlap(tile, destination_.wanted())) {
+        const Rectangle visible = intersection(tile, destination_.wanted());
+        if (visible.empty()) {
             return Error::none;
         }
         // The size alone tells a raw tile from a coded one.
         const auto area = static_cast<std::uint64_t>(tile.width() * tile.height());
         const std::uint64_t raw_size = area * header_.channels();
         const std::uint64_t size = chunk.size - sizeof corners;
-        return size >= raw_size ? load_raw(tile, raw_size) : load_coded(tile, raw_size, size);
+        return size >= raw_size ? load_raw(tile, visible, raw_size)
+                                : load_coded(tile, visible, raw_size, size);
     }
 
-    Error load_raw(const Rectangle& tile, std::uint64_t raw_size) {
+    Error load_raw(const Rectangle& tile, const Rectangle& visible, std::uint64_t raw_size) {
         const std::size_t channels = header_.channels();
         if (channels == 0) {
             return Error::none;
@@ -84,7 +87,6 @@ class TileReader {
         if (raw_size > file_.remaining()) {
             return Error::read;
         }
-        const Rectangle visible = intersection(tile, destination_.wanted());
         // Samples left and right of the visible ones are read past as long as they are few.
         const auto hidden = static_cast<std::uint64_t>(tile.width() - visible.width()) * channels;
         const std::size_t read_ahead = hidden <= walking_step ? io_buffer_size : 0;
@@ -124,59 +126,71 @@ class TileReader {
         }
     }
 
-    Error load_coded(const Rectangle& tile, std::uint64_t raw_size, std::uint64_t size) {
-        // No code makes more of its bytes than runs of full length, so the memory that a tile can
-        // ask for is bounded by what the file really holds.
+    Error load_coded(const Rectangle& tile, const Rectangle& visible, std::uint64_t raw_size,
+                     std::uint64_t size) {
+        // Runs of full length are all that a code can make of its bytes: what claims to be more is
+        // refused before memory is taken for it.
         constexpr std::uint64_t most_raw_size = std::uint64_t{1} << 32;
         if (size > file_.remaining() || raw_size > most_raw_size ||
             raw_size > size / run_packet_size * most_covered) {
             return Error::read;
         }
-        if (tile_.size() < raw_size) {
-            if (Error error = tile_.allocate(raw_size); failed(error)) {
+        const auto pitch = static_cast<std::uint64_t>(tile.width());
+        const Rows rows = {static_cast<std::uint64_t>(visible.y0 - tile.y0) * pitch,
+                           static_cast<std::uint64_t>(visible.height()) * pitch,
+                           static_cast<std::uint64_t>(tile.y1 - visible.y1) * pitch};
+        if (Error error = decode_planes(size, rows); failed(error)) {
+            return error;
+        }
+        const auto column = static_cast<std::size_t>(visible.x0 - tile.x0);
+        destination_.store(decoded_planes(rows.visible, pitch).from(column, 0), visible);
+        return Error::none;
+    }
+
+    // The bytes of a plane that lie before, in and after the visible rows.
+    struct Rows {
+        std::uint64_t before;
+        std::uint64_t visible;
+        std::uint64_t after;
+    };
+
+    // All planes are one stream of packets, of which only the visible rows are kept.
+    Error decode_planes(std::uint64_t code_size, const Rows& rows) {
+        const std::uint64_t needed = header_.channels() * rows.visible;
+        if (planes_.size() < needed) {
+            if (Error error = planes_.allocate(needed); failed(error)) {
                 return error;
             }
         }
-        if (Error error = decode(tile_.span().first(raw_size), size); failed(error)) {
-            return error;
-        }
-        const Rectangle visible = intersection(tile, destination_.wanted());
-        destination_.store(planes_at(tile, visible.x0, visible.y0), visible);
-        return Error::none;
-    }
-
-    // All planes are one stream of packets.
-    Error decode(std::span<std::uint8_t> bytes, std::uint64_t code_size) {
-        while (!bytes.empty()) {
-            const auto wanted =
-                static_cast<std::size_t>(std::min<std::uint64_t>(code_size, io_buffer_size));
-            std::span<const std::uint8_t> code = file_.window(wanted);
-            code = code.first(std::min(wanted, code.size()));
-            const Decoded done = decode_runs(code, bytes);
-            if (done.read == 0) {
-                return Error::read;
+        TileCode code(file_, code_size);
+        for (std::size_t plane = 0; plane < header_.channels(); ++plane) {
+            if (Error error = code.skip(rows.before); failed(error)) {
+                return error;
             }
-            file_.consume(done.read);
-            code_size -= done.read;
-            bytes = bytes.subspan(done.written);
+            if (Error error =
+                    code.decode(planes_.span().subspan(plane * rows.visible, rows.visible));
+                failed(error)) {
+                return error;
+            }
+            if (Error error = code.skip(rows.after); failed(error)) {
+                return error;
+            }
         }
-        return Error::none;
+        return code.at_packet_end() ? Error::none : Error::read;
     }
 
-    // The planes of the tile in hand, from pixel (x, y) of the picture on. The alpha plane comes
-    // first, then blue, green and red.
-    Planes planes_at(const Rectangle& tile, std::int64_t x, std::int64_t y) {
-        const std::int64_t area = tile.width() * tile.height();
-        const std::uint8_t* next = tile_.data() + (y - tile.y0) * tile.width() + (x - tile.x0);
-        Planes planes = {.pitch = static_cast<std::size_t>(tile.width())};
+    // The alpha plane comes first, then blue, green and red.
+    Planes decoded_planes(std::uint64_t size, std::uint64_t pitch) {
+        const std::uint8_t* next = planes_.data();
+        Planes planes = {.pitch = pitch};
         if (header_.has_alpha()) {
             planes.alpha = next;
-            next += area;
+            next += size;
         }
         if (header_.has_colour()) {
             planes.blue = next;
-            planes.green = next + area;
-            planes.red = next + 2 * area;
+            planes.green = next + size;
+            planes.red = next + 2 * size;
         }
         return planes;
     }
@@ -188,7 +202,7 @@ class TileReader {
     InputFile& file_;
     const maya_header& header_;
     const Destination& destination_;
-    Block<std::uint8_t> tile_;  // the planes of a coded tile; it grows to the largest
+    Block<std::uint8_t> planes_;  // the visible rows of a coded tile; it grows to the most
     std::array<Pixel, piece_pixels> piece_;
 };
 

@@ -10,8 +10,6 @@ namespace trellis::iff {
 
 namespace {
 
-constexpr std::uint8_t run_flag = 128;
-
 // Copies and fills of a packet are made in steps of this size, for as long as what they read and
 // write beyond the packet is there. That spares a call for every packet, most being short.
 constexpr std::size_t step = 32;
@@ -191,6 +189,22 @@ Decoded decode_runs(std::span<const std::uint8_t> code, std::span<std::uint8_t> 
     }
     return {static_cast<std::size_t>(from - code.data()),
             static_cast<std::size_t>(to - bytes.data())};
+}
+
+Decoded skip_runs(std::span<const std::uint8_t> code, std::uint64_t count) {
+    Decoded done{};
+    while (done.read < code.size()) {
+        const std::size_t header = code[done.read];
+        const bool is_run = header >= run_flag;
+        const std::size_t covered = (is_run ? header - run_flag : header) + 1;
+        const std::size_t size = is_run ? run_packet_size : 1 + covered;
+        if (size > code.size() - done.read || covered > count - done.written) {
+            break;
+        }
+        done.read += size;
+        done.written += covered;
+    }
+    return done;
 }
 
 std::size_t encode_runs(std::span<const std::uint8_t> bytes, std::span<std::uint8_t> code) {

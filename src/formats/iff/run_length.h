@@ -10,9 +10,12 @@
 
 namespace trellis::iff {
 
-/// What a packet covers at most, and the bytes that it takes at most and at least.
+/// What a packet covers at most, and the size of one that is a run.
 inline constexpr std::size_t most_covered = 128;
 inline constexpr std::size_t run_packet_size = 2;
+
+/// The bit of a header byte that sets runs apart.
+inline constexpr std::uint8_t run_flag = 128;
 
 /// How far a decoding came.
 struct Decoded {
@@ -24,6 +27,10 @@ struct Decoded {
 /// packet that is cut short or has more bytes than there is room for. What `bytes` held behind the
 /// written ones is lost.
 Decoded decode_runs(std::span<const std::uint8_t> code, std::span<std::uint8_t> bytes);
+
+/// Moves past whole packets for as long as the code lasts and they cover no more than `count`
+/// bytes.
+Decoded skip_runs(std::span<const std::uint8_t> code, std::uint64_t count);
 
 /// Codes bytes: three and more equal ones become runs, shorter repetitions stay in literals, and
 /// the last one or two bytes are always a run. Returns the size of the code, or 0 when there is not

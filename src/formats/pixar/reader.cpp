@@ -35,6 +35,10 @@ Rectangle place_tile(const pixar_header& header, const TileGrid& grid, std::int6
     return {left, bottom, left + header.tile_width - 1, bottom + header.tile_height - 1};
 }
 
+bool overlap(const Rectangle& a, const Rectangle& b) {
+    return a.x1 >= b.x0 && a.x0 <= b.x1 && a.y1 >= b.y0 && a.y0 <= b.y1;
+}
+
 Error load_tile(RowDecoder& decoder, const Rectangle& tile, const Rectangle& wanted,
                 const Colour8& colour, const Matte8& matte) {
     Block<Pixel> space;
