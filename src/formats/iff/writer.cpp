@@ -110,7 +110,7 @@ Error code_planes(const Picture& picture, CodedPlanes& coded) {
     // are mostly the reason, and the rest need not be tried.
     const bool present[4] = {!!picture.matte, !!picture.colour, !!picture.colour, !!picture.colour};
     std::size_t tried = 0;
-    for (const std::size_t channel : {1, 2, 3, 0}) {
+    for (const std::size_t channel : {1U, 2U, 3U, 0U}) {
         if (!present[channel]) {
             continue;
         }

@@ -35,9 +35,10 @@ TEST(IffReader, FilesWholeAndBroken) {
     const auto mask = [](const Bytes& tiles, std::uint64_t count = 1) {
         return form("CIMG", header_chunk(2, count) + form("TBMP", tiles));
     };
-    const auto file = [&](const Bytes& before, std::uint64_t flags = 2) {
-        return form("CIMG", before + header_chunk(flags) + form("TBMP", tile(raw)));
+    const auto file = [&](const Bytes& before, std::uint64_t flags, const Bytes& pixels) {
+        return form("CIMG", before + header_chunk(flags) + form("TBMP", tile(pixels)));
     };
+    const auto after = [&](const Bytes& before) { return file(before, 2, raw); };
     const Bytes header = header_chunk(2);
     const Bytes whole_header(header.begin() + 8, header.begin() + 32);
     const Bytes cut_header(header.begin() + 8, header.begin() + 28);
@@ -52,14 +53,15 @@ TEST(IffReader, FilesWholeAndBroken) {
         unsigned int channels = 1;
     } cases[] = {
         // Headers and the chunks around them.
-        {"colour", file({}, 1), 1, 0, 0, 1, 0, 3},
-        {"colour and alpha, and bits that mean nothing", file({}, 0xFFFFFFF7), 1, 0, 0, 1, 1, 4},
-        {"no channels: any tile is raw", file({}, 8), 0, 0, 0, 0, 4, 0},
-        {"a chunk of odd size before", file(chunk("ODD ", Bytes(5, 9))), 0, 8},
-        {"a chunk without a tag before", file(chunk({0, 0, 0, 0}, Bytes(4, 9))), 0, 8},
-        {"a nested form before is passed whole", file(form("META", header)), 0, 8},
-        {"a form too small for its type", file(chunk("FOR4", text("META"), 3)), 1, 0, 1},
-        {"a size that leads out", file(chunk("A   ", {}, 0xFFFFFFFE)), 1, 0, 1, 0},
+        {"colour", file({}, 1, raw), 1, 0, 0, 1, 0, 3},
+        {"colour and alpha, and bits that mean nothing, in one packet",
+         file({}, 0xFFFFFFF7, hex("9F 07")), 0, 8, 0, 1, 1, 4},
+        {"no channels: any tile is raw", file({}, 8, raw), 0, 0, 0, 0, 4, 0},
+        {"a chunk of odd size before", after(chunk("ODD ", Bytes(5, 9))), 0, 8},
+        {"a chunk without a tag before", after(chunk({0, 0, 0, 0}, Bytes(4, 9))), 0, 8},
+        {"a nested form before is passed whole", after(form("META", header)), 0, 8},
+        {"a form too small for its type", after(chunk("FOR4", text("META"), 3)), 1, 0, 1},
+        {"a size that leads out", after(chunk("A   ", {}, 0xFFFFFFFE)), 1, 0, 1, 0},
         {"header in a nested form", form("CIMG", form("META", header)), 1, 0, 1, 0},
         {"header beyond the end", form("CIMG", chunk("TBHD", whole_header, 99)), 1},
         {"header without its reserve", form("CIMG", chunk("TBHD", whole_header)), 1},
@@ -69,7 +71,8 @@ TEST(IffReader, FilesWholeAndBroken) {
         {"bare chunk", chunk("CIMG", {}) + header + form("TBMP", tile(raw)), 0, 8, 0, 0},
         {"another form", form("ILBM", header), 5, 0, 5, 0},
         {"bitmap before the header", form("CIMG", form("TBMP", tile(raw)) + header), 1},
-        // Tiles of a mask.
+        // Tiles, most of a mask.
+        {"a packet beyond the last plane", file({}, 3, hex("A0 07")), 1, 0, 0, 1, 1, 4},
         {"raw with surplus bytes", mask(tile(raw + Bytes(5, 9)) + tile(raw), 2), 0, 8},
         {"raw with a size beyond the file", mask(tile(raw, 4000)), 0, 8},
         {"one byte less is code", mask(tile(hex("82 01 82 02 80 03 80"))), 1},
@@ -116,7 +119,7 @@ TEST(IffReader, FilesWholeAndBroken) {
         Loaded<std::uint8_t> loaded(4, 2);
         EXPECT_LE(support::memory_of([&] { EXPECT_EQ(loaded.load(name), c.load); }), 65536U + 32U);
         EXPECT_EQ(loaded.matte.written(), c.mattes);
-        EXPECT_EQ(loaded.colour.written(), 0);
+        EXPECT_EQ(loaded.colour.written(), c.channels == 4 ? 3 * c.mattes : 0);
     }
     const std::string name = dir.file("a.iff", mask(tile(coded)));
     EXPECT_EQ(support::codes_without_memory([&] { return Loaded<std::uint8_t>(4, 2).load(name); }),
