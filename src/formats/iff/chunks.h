@@ -59,7 +59,7 @@ enum class Forms { closed, entered };
 
 /// When only chunk headers are wanted, the file is read in pieces of this size: smaller ones save
 /// nothing, and most chunks between the wanted ones are larger and need not be read at all.
-inline constexpr std::size_t walking_step = 4096;
+inline constexpr std::size_t walking_step = 1024;
 
 /// Reads the header of the chunk that starts at the file's position, and stops at its first data
 /// byte. Error::read when the file ends before.

@@ -46,8 +46,11 @@ class TileReader {
             } else if (chunk.tag != depth_tag) {
                 return Error::read;
             }
-            if (Error error = skip_chunk(file_, chunk); failed(error)) {
-                return error;
+            // What follows the last tile need not even be there.
+            if (k < count) {
+                if (Error error = skip_chunk(file_, chunk); failed(error)) {
+                    return error;
+                }
             }
         }
         return Error::none;

@@ -11,22 +11,11 @@
 
 namespace {
 
-using support::be;
-using support::Bytes;
-using support::chunk;
-using support::form;
-using support::header_chunk;
-using support::hex;
-using support::Loaded;
-using support::maya;
-using support::operator+;
-using support::text;
-using support::tile_chunk;
-using support::zeros;
+using namespace support;
 
 // Each file is probed, described and loaded as a 4 × 2 cutout.
 TEST(IffReader, FilesWholeAndBroken) {
-    const support::TempDir dir;
+    const TempDir dir;
     const Bytes raw = hex("01 02 03 04 05 06 07 08");
     const Bytes coded = hex("83 01 83 02");
     const auto tile = [](const Bytes& pixels, std::int64_t size = -1) {
@@ -117,12 +106,12 @@ TEST(IffReader, FilesWholeAndBroken) {
         EXPECT_EQ(maya().size_mask_fn(name.c_str(), &width, &height), c.info);
         EXPECT_EQ(width * 100 + height, c.info == 0 ? 402U : 7777U);
         Loaded<std::uint8_t> loaded(4, 2);
-        EXPECT_LE(support::memory_of([&] { EXPECT_EQ(loaded.load(name), c.load); }), 65536U + 32U);
+        EXPECT_LE(memory_of([&] { EXPECT_EQ(loaded.load(name), c.load); }), 65536U + 32U);
         EXPECT_EQ(loaded.matte.written(), c.mattes);
         EXPECT_EQ(loaded.colour.written(), c.channels == 4 ? 3 * c.mattes : 0);
     }
     const std::string name = dir.file("a.iff", mask(tile(coded)));
-    EXPECT_EQ(support::codes_without_memory([&] { return Loaded<std::uint8_t>(4, 2).load(name); }),
+    EXPECT_EQ(codes_without_memory([&] { return Loaded<std::uint8_t>(4, 2).load(name); }),
               (std::vector{3, 3, 0}));  // the file's buffer, the tile
     Bytes start = text("FOR4....CIMG");
     unsigned int outs[12] = {77, 77};
@@ -201,7 +190,7 @@ void check_regions(const std::string& name, std::uint64_t flags) {
 }
 
 TEST(IffReader, RegionsOfATiledPictureLandWhereTheyShould) {
-    const support::TempDir dir;
+    const TempDir dir;
     ASSERT_TRUE(trellis::use_avx2()) << "this machine cannot run the vector kernels";
     for (int i = 0; i < 12; ++i) {
         const auto flags = static_cast<std::uint64_t>(1 + i / 4);
@@ -227,7 +216,7 @@ TEST(IffReader, RegionsOfATiledPictureLandWhereTheyShould) {
 
 // Whole tiles stay, and a tile that is cut is not begun.
 TEST(IffReader, TruncationAtEveryByte) {
-    const support::TempDir dir;
+    const TempDir dir;
     const Bytes file = Tiled::file(3, false);
     const std::string name = dir.file("cut.iff", file);
     int previous = 700;

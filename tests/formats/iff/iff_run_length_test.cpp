@@ -9,9 +9,7 @@
 namespace {
 
 using namespace trellis;
-using support::Bytes;
-using support::hex;
-using support::operator+;
+using namespace support;
 
 TEST(IffRunLength, DecodesWholePacketsWithinBothSizes) {
     const struct {
@@ -58,7 +56,7 @@ TEST(IffRunLength, EncodesTriplesAsRunsAndTheEndAsARun) {
 TEST(IffRunLength, VectorSearchAgreesAndDecodingRestores) {
     for (std::uint32_t size = 1; size <= 700; size += 1 + size / 40) {
         for (std::uint32_t variety = 1; variety <= 256; variety *= 4) {
-            support::Noise noise(size * 256 + variety);
+            Noise noise(size * 256 + variety);
             Bytes bytes;
             while (bytes.size() < size) {
                 bytes.resize(bytes.size() + 1 + noise.next() % (noise.next() % 8 == 0 ? 200 : 3),
