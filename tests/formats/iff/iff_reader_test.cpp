@@ -54,7 +54,7 @@ TEST(IffReader, FilesWholeAndBroken) {
         {"header in a nested form", form("CIMG", form("META", header)), 1, 0, 1, 0},
         {"header beyond the end", form("CIMG", chunk("TBHD", whole_header, 99)), 1},
         {"header without its reserve", form("CIMG", chunk("TBHD", whole_header)), 1},
-        {"header cut short", form("CIMG", chunk("TBHD", cut_header)), 1, 0, 1, 0},
+        {"header cut short", form("CIMG", chunk("TBHD", cut_header) + header), 1, 0, 1, 0},
         {"no header", form("CIMG", form("TBMP", tile(raw))), 1, 0, 1, 0},
         {"form of no size", text("FOR4") + zeros(4) + text("CIMG") + header, 1},
         {"bare chunk", chunk("CIMG", {}) + header + form("TBMP", tile(raw)), 0, 8, 0, 0},

@@ -35,6 +35,7 @@ TEST(IffWriter, EveryByteOfTheFile) {
         hex("63 01 11 21 63 02 12 22 63 03 13 23 63 63 63 63 63 63 63 63 "
             "63 04 14 24 63 05 15 25 63 06 16 26 63 63 63 63 63 63 63 63");
     Bytes matte = hex("31 32 33 63 34 35 36 63");
+    Bytes even = hex("01 01 01 02");
     Bytes flat(2 * 300 * 4, 7);
     Bytes runs = hex("07 07 08 09 09 09 09");
     runs.resize(7 + 300 * 2, 9);
@@ -55,8 +56,7 @@ TEST(IffWriter, EveryByteOfTheFile) {
          hex("31 01 11 21 32 02 12 22 33 03 13 23 34 04 14 24 35 05 15 25 36 06 16 26")},
         {"raw matte", nullptr, 0, &matte, 4, 3, 2, 2, 0, hex("31 32 33 34 35 36")},
         {"too short to code", &colour, 5, nullptr, 0, 1, 1, 1, 1, hex("01 11 21")},
-        {"code not shorter than the plane", nullptr, 0, &matte, 4, 3, 2, 2, 1,
-         hex("31 32 33 34 35 36")},
+        {"code as long as the plane", nullptr, 0, &even, 4, 4, 1, 2, 1, hex("01 01 01 02")},
         {"one plane codes badly: all stay raw", &flat, 3, &matte, 3, 3, 1, 3, 1,
          hex("31 07 07 07 32 07 07 07 33 07 07 07")},
         {"long runs, plane after plane", &flat, 300, nullptr, 0, 300, 1, 1, -5,
@@ -84,45 +84,56 @@ TEST(IffWriter, EveryByteOfTheFile) {
     }
 }
 
-// Pictures wider than a piece and larger than the file buffer, whole and in parts, raw and coded.
+// Wider than a piece of a row and larger than the file's buffer. Runs and noise take turns, so that
+// every plane becomes shorter by coding.
+struct Large {
+    static constexpr int width = 2100;
+    static constexpr int height = 40;
+    Bytes colour = Bytes(width * height * 4);
+    Bytes matte = Bytes(width * height);
+
+    Large() {
+        Noise noise(1);
+        for (std::size_t i = 0; i < colour.size(); ++i) {
+            const auto run = static_cast<std::uint8_t>(i / 4000);
+            colour[i] = i / 2000 % 2 == 0 ? run : noise.byte();
+            matte[i / 4] = i / 2000 % 2 == 0 ? run : noise.byte();
+        }
+    }
+
+    template <class Sample>
+    void expect_in(const std::string& name, bool with_matte, int left, int bottom, int w, int h) {
+        Loaded<Sample> loaded(w, h);
+        ASSERT_EQ(loaded.load(name, -left, -bottom), 0);
+        int wrong = 0;
+        for (int i = 0; i < w * h; ++i) {
+            const auto from = static_cast<std::size_t>((bottom + i / w) * width + left + i % w);
+            for (std::size_t c = with_matte ? 0 : 1; c < 4; ++c) {
+                const int value = c == 0 ? matte[from] : colour[4 * from + c];
+                wrong += loaded.holds(value, i % w, i / w, static_cast<int>(c)) ? 0 : 1;
+            }
+        }
+        EXPECT_EQ(wrong, 0) << left << " " << bottom << " " << w << " " << h;
+        EXPECT_EQ(loaded.matte.written(), with_matte ? w * h : 0);
+    }
+};
+
 TEST(IffWriter, RoundTripsWholeAndInRegions) {
     const TempDir dir;
-    constexpr int width = 2100;
-    constexpr int height = 40;
-    // Runs and noise take turns, so that every plane becomes shorter.
-    Noise noise(1);
-    Bytes colour(width * height * 4);
-    Bytes matte(width * height);
-    for (std::size_t i = 0; i < colour.size(); ++i) {
-        const auto run = static_cast<std::uint8_t>(i / 4000);
-        colour[i] = i / 2000 % 2 == 0 ? run : noise.byte();
-        matte[i / 4] = i / 2000 % 2 == 0 ? run : noise.byte();
-    }
     const std::string name = dir.path("a.iff");
+    Large large;
     for (int i = 0; i < 8; ++i) {
         const bool with_matte = i % 2 == 1;
+        const bool compress = i / 2 % 2 == 1;
         trellis::allow_vector_kernels(i < 4);
-        ASSERT_EQ(maya().save_cut_fn(name.c_str(), colour.data(), width,
-                                     with_matte ? matte.data() : nullptr, width, 0, 0, width - 1,
-                                     height - 1, i / 2 % 2),
+        ASSERT_EQ(maya().save_cut_fn(name.c_str(), large.colour.data(), Large::width,
+                                     with_matte ? large.matte.data() : nullptr, Large::width, 0, 0,
+                                     Large::width - 1, Large::height - 1, compress ? 1 : 0),
                   0);
-        ASSERT_EQ(contents(name).size() < (with_matte ? 4 : 3) * matte.size(), i / 2 % 2 == 1);
-        for (const auto& [left, bottom, w, h] :
-             {std::array{0, 0, width, height}, {1, 1, width - 2, 2}, {1999, 17, 40, 23}}) {
-            Loaded<std::uint8_t> loaded(w, h);
-            ASSERT_EQ(loaded.load(name, -left, -bottom), 0);
-            int wrong = 0;
-            for (int k = with_matte ? 0 : 1; k < w * h * 4; k += with_matte || k % 4 < 3 ? 1 : 2) {
-                const int x = k / 4 % w;
-                const int y = k / 4 / w;
-                const auto from = static_cast<std::size_t>((bottom + y) * width + left + x);
-                const auto c = static_cast<std::size_t>(k % 4);
-                const int value = c == 0 ? matte[from] : colour[4 * from + c];
-                wrong += loaded.holds(value, x, y, k % 4) ? 0 : 1;
-            }
-            EXPECT_EQ(wrong, 0) << w << " " << i;
-            EXPECT_EQ(loaded.matte.written(), with_matte ? w * h : 0);
-        }
+        ASSERT_EQ(contents(name).size() < (with_matte ? 4 : 3) * large.matte.size(), compress);
+        large.expect_in<std::uint8_t>(name, with_matte, 0, 0, Large::width, Large::height);
+        large.expect_in<std::uint16_t>(name, with_matte, 1, 1, Large::width - 2, 2);
+        large.expect_in<std::uint8_t>(name, with_matte, 1999, 17, 40, 23);
     }
     trellis::allow_vector_kernels(true);
 }
