@@ -89,14 +89,14 @@ Error InputFile::read(void* destination, std::size_t size) {
     return got == rest ? Error::none : Error::read;
 }
 
-std::span<const std::uint8_t> InputFile::window(std::size_t wanted) {
+std::span<const std::uint8_t> InputFile::window(std::size_t wanted, std::size_t read_ahead) {
     if (last_ - first_ < wanted) {
         if (last_ > first_) {
             std::memmove(buffer_.data(), &buffer_[first_], last_ - first_);
         }
         last_ -= first_;
         first_ = 0;
-        last_ += std::fread(&buffer_[last_], 1, io_buffer_size - last_, file_);
+        last_ += std::fread(&buffer_[last_], 1, std::max(wanted, read_ahead) - last_, file_);
     }
     return {buffer_.data() + first_, last_ - first_};
 }

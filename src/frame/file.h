@@ -47,8 +47,10 @@ class InputFile {
     }
 
     /// The bytes that come next, read ahead into the buffer: at least `wanted` of them (at most
-    /// io_buffer_size), fewer only where the file ends.
-    std::span<const std::uint8_t> window(std::size_t wanted);
+    /// io_buffer_size), fewer only where the file ends. `read_ahead` says how many to fetch when
+    /// they are not there yet; a caller that is about to move elsewhere asks for few.
+    std::span<const std::uint8_t> window(std::size_t wanted,
+                                         std::size_t read_ahead = io_buffer_size);
 
     /// Moves past `size` bytes of the window.
     void consume(std::size_t size) {

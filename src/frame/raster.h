@@ -2,6 +2,7 @@
 
 // The words that readers, writers and converters share: rectangles and views of the host's buffers.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -19,6 +20,11 @@ struct Rectangle {
     constexpr std::int64_t height() const { return y1 - y0 + 1; }
     constexpr bool empty() const { return x1 < x0 || y1 < y0; }
 };
+
+/// What lies in both, perhaps nothing.
+constexpr Rectangle intersection(const Rectangle& a, const Rectangle& b) {
+    return {std::max(a.x0, b.x0), std::max(a.y0, b.y0), std::min(a.x1, b.x1), std::min(a.y1, b.y1)};
+}
 
 /// A host's buffer: `channels` samples a pixel, rows `pitch` pixels apart, pixel (0, 0) at origin.
 /// A view without an origin stands for a buffer that the host did not give.

@@ -1,0 +1,24 @@
+#pragma once
+
+// Loading a rectangle of a Maya IFF file.
+
+#include "frame/error.h"
+#include "frame/raster.h"
+
+namespace trellis::iff {
+
+/// The host's buffers, in the layout of the buffer type setting. A null one is not wanted.
+struct Buffers {
+    void* colour = nullptr;
+    int colour_pitch = 0;
+    void* matte = nullptr;
+    int matte_pitch = 0;
+};
+
+/// Loads the tiles that meet `rectangle`. The picture's pixel (0, 0) lands at the rectangle's lower
+/// left corner moved by `file_x` and `file_y`. What the file does not carry is not written. After a
+/// failure, tiles that were complete stay stored.
+Error read_maya_pic(const char* name, const Buffers& buffers, const Rectangle& rectangle,
+                    int file_x, int file_y);
+
+}  // namespace trellis::iff

@@ -1,0 +1,81 @@
+#include "formats/iff/tile_code.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace trellis::iff {
+
+Error TileCode::decode(std::span<std::uint8_t> bytes) {
+    return pass(bytes.size(), bytes.data());
+}
+
+Error TileCode::skip(std::uint64_t count) {
+    return pass(count, nullptr);
+}
+
+Error TileCode::pass(std::uint64_t count, std::uint8_t* to) {
+    while (count > 0) {
+        Decoded done = pass_whole_packets(count, to);
+        if (done.written == 0) {
+            // The next packet is longer than `count`, or the last call has left a part of it.
+            if (Error error = open_packet(); failed(error)) {
+                return error;
+            }
+            done = pass_in_packet(count, to);
+            if (done.written == 0) {
+                return Error::read;
+            }
+        }
+        file_.consume(done.read);
+        code_left_ -= done.read;
+        count -= done.written;
+        to = to == nullptr ? nullptr : to + done.written;
+    }
+    return Error::none;
+}
+
+Decoded TileCode::pass_whole_packets(std::uint64_t count, std::uint8_t* to) {
+    if (packet_left_ > 0) {
+        return {0, 0};
+    }
+    const std::span<const std::uint8_t> code = window(io_buffer_size);
+    return to == nullptr ? skip_runs(code, count) : decode_runs(code, {to, count});
+}
+
+Error TileCode::open_packet() {
+    if (packet_left_ > 0) {
+        return Error::none;
+    }
+    const std::span<const std::uint8_t> code = window(run_packet_size);
+    if (code.size() < run_packet_size) {
+        return Error::read;
+    }
+    in_run_ = code[0] >= run_flag;
+    run_value_ = code[1];
+    packet_left_ = (in_run_ ? code[0] - run_flag : code[0]) + std::size_t{1};
+    const std::size_t size = in_run_ ? run_packet_size : 1;
+    file_.consume(size);
+    code_left_ -= size;
+    return Error::none;
+}
+
+Decoded TileCode::pass_in_packet(std::uint64_t count, std::uint8_t* to) {
+    auto size = static_cast<std::size_t>(std::min<std::uint64_t>(count, packet_left_));
+    const std::span<const std::uint8_t> literal = window(in_run_ ? 0 : size);
+    size = in_run_ ? size : std::min(size, literal.size());
+    packet_left_ -= size;
+    if (to != nullptr && in_run_) {
+        std::memset(to, run_value_, size);
+    } else if (to != nullptr) {
+        std::memcpy(to, literal.data(), size);
+    }
+    return {in_run_ ? 0 : size, size};
+}
+
+std::span<const std::uint8_t> TileCode::window(std::size_t wanted) {
+    wanted = static_cast<std::size_t>(std::min<std::uint64_t>(wanted, code_left_));
+    const std::span<const std::uint8_t> bytes = file_.window(wanted);
+    return bytes.first(static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), code_left_)));
+}
+
+}  // namespace trellis::iff

@@ -1,0 +1,272 @@
+#include "formats/iff/writer.h"
+
+#include <sys/utsname.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <iterator>
+#include <span>
+
+#include "trellis/settings.h"
+
+#include "formats/iff/chunks.h"
+#include "formats/iff/header.h"
+#include "formats/iff/pixels.h"
+#include "formats/iff/run_length.h"
+#include "frame/file.h"
+#include "frame/memory.h"
+
+namespace trellis::iff {
+
+namespace {
+
+// Corners of a tile are 16-bit numbers.
+constexpr std::int64_t largest_side = 65536;
+
+// Form sizes are 32-bit numbers. Beside the pixels a file holds much less than this.
+constexpr std::int64_t largest_raw_size = UINT32_MAX - 4096;
+
+struct form_header {
+    iff_chunk_header chunk;
+    be32 type;
+};
+
+// The start of the file, up to the text that names the author.
+struct file_head {
+    form_header picture = {{form_tag, 0}, picture_tag};
+    iff_chunk_header version_chunk = {tag("FVER"), sizeof version};
+    be16 version[2] = {1, 1};
+    iff_chunk_header header_chunk = {header_tag, sizeof(maya_header)};
+    maya_header header{};
+    iff_chunk_header author_chunk = {tag("AUTH"), 0};
+};
+
+static_assert(sizeof(file_head) == 72);
+
+// What follows it, up to the pixels of the only tile.
+struct tile_head {
+    iff_chunk_header date_chunk = {tag("DATE"), sizeof date};
+    char date[24] = {};
+    form_header bitmap = {{form_tag, 0}, bitmap_tag};
+    iff_chunk_header tile_chunk = {tile_tag, 0};
+    tile_header corners{};
+};
+
+static_assert(sizeof(tile_head) == 60);
+
+// The picture to save, in the lower left of the host's buffers.
+struct Picture {
+    Colour8 colour;
+    Matte8 matte;
+    std::int64_t width;
+    std::int64_t height;
+
+    std::int64_t channels() const { return (colour ? 3 : 0) + (matte ? 1 : 0); }
+    std::int64_t area() const { return width * height; }
+    std::int64_t raw_size() const { return channels() * area(); }
+};
+
+void announce_row(const Picture& picture, std::int64_t y) {
+    occaisional_update_progress_trellis_(static_cast<float>(y) /
+                                         static_cast<float>(picture.height));
+}
+
+// Plane 0 is the alpha plane, planes 1 to 3 are blue, green and red: the bytes of a colour pixel.
+void gather_plane(const Picture& picture, std::size_t plane, std::int64_t y, std::uint8_t* row) {
+    const auto width = static_cast<std::size_t>(picture.width);
+    if (plane == 0) {
+        std::memcpy(row, picture.matte.pixel(0, y), width);
+    } else {
+        extract_plane(picture.colour.pixel(0, y), plane, width, row);
+    }
+}
+
+// The run-length code of a picture, plane by plane.
+struct CodedPlanes {
+    Block<std::uint8_t> room;
+    std::span<const std::uint8_t> planes[4];
+
+    std::uint64_t size() const {
+        return planes[0].size() + planes[1].size() + planes[2].size() + planes[3].size();
+    }
+};
+
+// Code is kept only if every plane becomes smaller by it; else all planes are left empty.
+Error code_planes(const Picture& picture, CodedPlanes& coded) {
+    const auto area = static_cast<std::size_t>(picture.area());
+    Block<std::uint8_t> plane;
+    if (Error error = plane.allocate(area); failed(error)) {
+        return error;
+    }
+    if (Error error = coded.room.allocate(static_cast<std::uint64_t>(picture.raw_size()));
+        failed(error)) {
+        return error;
+    }
+    // The alpha plane comes last here, though first in the file: where code is given up, colours
+    // are mostly the reason, and the rest need not be tried.
+    const bool present[4] = {!!picture.matte, !!picture.colour, !!picture.colour, !!picture.colour};
+    std::size_t tried = 0;
+    for (const std::size_t channel : {1U, 2U, 3U, 0U}) {
+        if (!present[channel]) {
+            continue;
+        }
+        for (std::int64_t y = 0; y < picture.height; ++y) {
+            if (tried == 0) {
+                announce_row(picture, y);
+            }
+            gather_plane(picture, channel, y, &plane[static_cast<std::size_t>(y * picture.width)]);
+        }
+        const std::span<std::uint8_t> room = coded.room.span().subspan(tried * area, area - 1);
+        const std::size_t size = encode_runs(plane.span(), room);
+        if (size == 0) {
+            std::fill(std::begin(coded.planes), std::end(coded.planes), std::span<std::uint8_t>());
+            break;
+        }
+        coded.planes[channel] = room.first(size);
+        ++tried;
+    }
+    return Error::none;
+}
+
+Error write_code(OutputFile& file, const CodedPlanes& coded) {
+    for (const std::span<const std::uint8_t> plane : coded.planes) {
+        if (Error error = file.write(plane.data(), plane.size()); failed(error)) {
+            return error;
+        }
+    }
+    return Error::none;
+}
+
+Error write_raw_row(OutputFile& file, const Picture& picture, std::int64_t y) {
+    if (!picture.colour) {
+        return picture.matte
+                   ? file.write(picture.matte.pixel(0, y), static_cast<std::size_t>(picture.width))
+                   : Error::none;
+    }
+    for (std::int64_t x = 0; x < picture.width; x += piece_pixels) {
+        const auto count =
+            static_cast<std::size_t>(std::min<std::int64_t>(picture.width - x, piece_pixels));
+        const auto size = count * static_cast<std::size_t>(picture.channels());
+        std::uint8_t* samples = file.room(size);
+        if (samples == nullptr) {
+            return Error::write;
+        }
+        const std::uint8_t* colour = picture.colour.pixel(x, y);
+        if (picture.matte) {
+            gather_row(colour, picture.matte.pixel(x, y), count, reinterpret_cast<Pixel*>(samples));
+        } else {
+            pack_colour(colour, count, samples);
+        }
+        file.append(size);
+    }
+    return Error::none;
+}
+
+// Rows that have been coded in vain were announced then.
+Error write_raw(OutputFile& file, const Picture& picture, bool announce) {
+    for (std::int64_t y = 0; y < picture.height; ++y) {
+        if (announce) {
+            announce_row(picture, y);
+        }
+        if (Error error = write_raw_row(file, picture, y); failed(error)) {
+            return error;
+        }
+    }
+    return Error::none;
+}
+
+Error write_heads(OutputFile& file, const Picture& picture, int compress, std::time_t now,
+                  std::uint64_t pixels_size) {
+    utsname system{};
+    uname(&system);
+    char banner[sizeof system + 32];
+    std::snprintf(banner, sizeof banner, "Trellis version %s.%sR, %s %s %s", "8", "03",
+                  system.sysname, system.release, system.machine);
+    const std::size_t banner_size = std::strlen(banner);
+
+    tile_head tile;
+    char date[64] = {};
+    ctime_r(&now, date);
+    std::memcpy(tile.date, date, sizeof tile.date);
+    tile.corners.x1 = static_cast<std::uint16_t>(picture.width - 1);
+    tile.corners.y1 = static_cast<std::uint16_t>(picture.height - 1);
+    // Sizes from the inside out; each form counts its type and the chunks with their padding.
+    const std::uint64_t tile_size = sizeof tile.corners + pixels_size;
+    const std::uint64_t bitmap_size =
+        sizeof tile.bitmap.type + sizeof tile.tile_chunk + padded(tile_size);
+    tile.tile_chunk.size = static_cast<std::uint32_t>(tile_size);
+    tile.bitmap.chunk.size = static_cast<std::uint32_t>(bitmap_size);
+
+    file_head head;
+    head.header.width = static_cast<std::int32_t>(picture.width);
+    head.header.height = static_cast<std::int32_t>(picture.height);
+    head.header.flags = (picture.colour ? maya_header::colour_flag : 0) |
+                        (picture.matte ? maya_header::alpha_flag : 0);
+    head.header.tiles = 1;
+    head.header.compression = static_cast<std::uint32_t>(compress);
+    head.author_chunk.size = static_cast<std::uint32_t>(banner_size);
+    head.picture.chunk.size = static_cast<std::uint32_t>(
+        sizeof head - sizeof head.picture.chunk + padded(banner_size) +
+        offsetof(tile_head, bitmap) + sizeof tile.bitmap.chunk + bitmap_size);
+
+    if (Error error = file.write_record(head); failed(error)) {
+        return error;
+    }
+    if (Error error = file.write(banner, banner_size); failed(error)) {
+        return error;
+    }
+    if (Error error = file.write_zeros(padded(banner_size) - banner_size); failed(error)) {
+        return error;
+    }
+    return file.write_record(tile);
+}
+
+Error write_picture(OutputFile& file, const Picture& picture, int compress) {
+    const std::time_t now = std::time(nullptr);
+    CodedPlanes coded;
+    const bool try_code = compress != 0 && picture.channels() > 0;
+    if (try_code) {
+        if (Error error = code_planes(picture, coded); failed(error)) {
+            return error;
+        }
+    }
+    const bool is_coded = coded.size() > 0;
+    const std::uint64_t size =
+        is_coded ? coded.size() : static_cast<std::uint64_t>(picture.raw_size());
+    if (Error error = write_heads(file, picture, compress, now, size); failed(error)) {
+        return error;
+    }
+    if (Error error = is_coded ? write_code(file, coded) : write_raw(file, picture, !try_code);
+        failed(error)) {
+        return error;
+    }
+    if (Error error = file.write_zeros(padded(size) - size); failed(error)) {
+        return error;
+    }
+    return file.flush();
+}
+
+}  // namespace
+
+Error write_maya_pic(const char* name, Colour8 colour, Matte8 matte, const Rectangle& rectangle,
+                     int compress) {
+    const Picture picture{colour, matte, rectangle.width(), rectangle.height()};
+    if (rectangle.empty() || picture.width > largest_side || picture.height > largest_side ||
+        picture.raw_size() > largest_raw_size) {
+        return Error::window;
+    }
+    OutputFile file;
+    if (Error error = file.create(name); failed(error)) {
+        return error;
+    }
+    if (Error error = write_picture(file, picture, compress); failed(error)) {
+        return error;
+    }
+    return file.close();
+}
+
+}  // namespace trellis::iff

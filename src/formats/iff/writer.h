@@ -1,0 +1,17 @@
+#pragma once
+
+// Saving a rectangle as a Maya IFF file of one tile.
+
+#include "frame/error.h"
+#include "frame/raster.h"
+
+namespace trellis::iff {
+
+/// Saves the pixels of the views that have a buffer. Only the size of `rectangle` counts: its lower
+/// left pixel is the buffers' pixel (0, 0). A nonzero `compress` asks for run-length code and is
+/// stored in the header. A rectangle that is empty, or larger than a tile can tell, is
+/// Error::window and makes no file.
+Error write_maya_pic(const char* name, Colour8 colour, Matte8 matte, const Rectangle& rectangle,
+                     int compress);
+
+}  // namespace trellis::iff

@@ -1,0 +1,235 @@
+// Probing, describing and loading Maya IFF files: chunks in every order and size, tiles raw and
+// coded, placement at both depths with vector and plain kernels, and what is refused.
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <filesystem>
+
+#include "formats/iff/iff_files.h"
+#include "frame/cpu.h"
+
+namespace {
+
+using namespace support;
+
+// Each file is probed, described and loaded as a 4 × 2 cutout.
+TEST(IffReader, FilesWholeAndBroken) {
+    const TempDir dir;
+    const Bytes raw = hex("01 02 03 04 05 06 07 08");
+    const Bytes coded = hex("83 01 83 02");
+    const auto tile = [](const Bytes& pixels, std::int64_t size = -1) {
+        return tile_chunk(0, 0, 3, 1, pixels, size);
+    };
+    const auto mask = [](const Bytes& tiles, std::uint64_t count = 1) {
+        return form("CIMG", header_chunk(2, count) + form("TBMP", tiles));
+    };
+    const auto file = [&](const Bytes& before, std::uint64_t flags, const Bytes& pixels) {
+        return form("CIMG", before + header_chunk(flags) + form("TBMP", tile(pixels)));
+    };
+    const auto after = [&](const Bytes& before) { return file(before, 2, raw); };
+    const Bytes header = header_chunk(2);
+    const Bytes whole_header(header.begin() + 8, header.begin() + 32);
+    const Bytes cut_header(header.begin() + 8, header.begin() + 28);
+    const struct {
+        const char* what;
+        Bytes file;
+        int load;
+        int mattes = 0;
+        int info = 0;
+        unsigned int is_maya = 1;
+        unsigned int kind = 2;
+        unsigned int channels = 1;
+    } cases[] = {
+        // Headers and the chunks around them.
+        {"colour", file({}, 1, raw), 1, 0, 0, 1, 0, 3},
+        {"colour and alpha, and bits that mean nothing, in one packet",
+         file({}, 0xFFFFFFF7, hex("9F 07")), 0, 8, 0, 1, 1, 4},
+        {"no channels: any tile is raw", file({}, 8, raw), 0, 0, 0, 0, 4, 0},
+        {"a chunk of odd size before", after(chunk("ODD ", Bytes(5, 9))), 0, 8},
+        {"a chunk without a tag before", after(chunk({0, 0, 0, 0}, Bytes(4, 9))), 0, 8},
+        {"a nested form before is passed whole", after(form("META", header)), 0, 8},
+        {"a form too small for its type", after(chunk("FOR4", text("META"), 3)), 1, 0, 1},
+        {"a size that leads out", after(chunk("A   ", {}, 0xFFFFFFFE)), 1, 0, 1, 0},
+        {"header in a nested form", form("CIMG", form("META", header)), 1, 0, 1, 0},
+        {"header beyond the end", form("CIMG", chunk("TBHD", whole_header, 99)), 1},
+        {"header without its reserve", form("CIMG", chunk("TBHD", whole_header)), 1},
+        {"header cut short", form("CIMG", chunk("TBHD", cut_header) + header), 1, 0, 1, 0},
+        {"no header", form("CIMG", form("TBMP", tile(raw))), 1, 0, 1, 0},
+        {"form of no size", text("FOR4") + zeros(4) + text("CIMG") + header, 1},
+        {"bare chunk", chunk("CIMG", {}) + header + form("TBMP", tile(raw)), 0, 8, 0, 0},
+        {"another form", form("ILBM", header), 5, 0, 5, 0},
+        {"bitmap before the header", form("CIMG", form("TBMP", tile(raw)) + header), 1},
+        // Tiles, most of a mask.
+        {"a packet beyond the last plane", file({}, 3, hex("A0 07")), 1, 0, 0, 1, 1, 4},
+        {"raw with surplus bytes", mask(tile(raw + Bytes(5, 9)) + tile(raw), 2), 0, 8},
+        {"raw with a size beyond the file", mask(tile(raw, 4000)), 0, 8},
+        {"one byte less is code", mask(tile(hex("82 01 82 02 80 03 80"))), 1},
+        {"coded with surplus bytes", mask(tile(coded + Bytes(3, 9)) + tile(coded), 2), 0, 8},
+        {"code that ends in the padding", mask(tile(hex("86 01 80 02"), 8 + 3)), 1},
+        {"a run beyond the tile", mask(tile(hex("83 01 84 02"))), 1},
+        {"a literal beyond the tile", mask(tile(hex("85 01 02 01 02 03"))), 1},
+        {"code that ends early", mask(tile(hex("83 01 82 02"))), 1},
+        {"a literal cut short", mask(tile(hex("82 01 03 02 03 04"))), 1},
+        {"code with a size beyond the file", mask(tile(coded, 8 + 7)), 1},
+        {"last column before the first", mask(tile_chunk(9, 0, 8, 1, raw)), 1},
+        {"last row before the first", mask(tile_chunk(0, 2, 3, 1, raw)), 1},
+        {"a tile shorter than its corners", mask(chunk("RGBA", Bytes(7, 0))), 1},
+        {"corners cut short", mask(text("RGBA") + be(16, 4) + Bytes(7, 0)), 1},
+        {"more than the code can fill", mask(tile_chunk(0, 0, 65535, 65535, Bytes(64, 255))), 1},
+        {"fewer tiles than counted", mask(tile(raw), 2), 1, 8},
+        {"more tiles than counted", mask(tile(raw) + text("RGBA"), 1), 0, 8},
+        {"no tiles counted", mask(text("what"), 0), 0},
+        {"another chunk among them", mask(tile(raw) + chunk("AUTH", {}) + tile(raw), 2), 1, 8},
+        {"empty", {}, 1, 0, 1, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        const std::string name = dir.file("a.iff", c.file);
+        Bytes start = c.file;
+        start.resize(12);
+        unsigned int kind = 77;
+        unsigned int is_maya = 0;
+        EXPECT_EQ(maya().inq_type_fn(start.data(), 11, name.c_str(), 0, &kind, &is_maya), 49);
+        EXPECT_EQ(maya().inq_type_fn(start.data(), 12, name.c_str(), 0, &kind, &is_maya), 0);
+        EXPECT_EQ(is_maya, c.is_maya);
+        EXPECT_EQ(kind, c.is_maya == 1 ? c.kind : 77);
+        std::vector<unsigned int> o(12, 77);
+        EXPECT_EQ(maya().info_fn(name.c_str(), &o[0], &o[1], &o[2], &o[3], &o[4], &o[5], &o[6],
+                                 &o[7], &o[8], &o[9], &o[10], &o[11]),
+                  c.info);
+        using Outs = std::vector<unsigned int>;
+        EXPECT_EQ(o, c.info == 0 ? Outs({9, 0, 0, 0, c.kind, c.channels, 0, 0, 0, 4, 2, 0})
+                                 : Outs({77, 77, 77, 77, 77, 77, 77, 77, 77, 77, 77, 0}));
+        unsigned int width = 77;
+        unsigned int height = 77;
+        EXPECT_EQ(maya().size_mask_fn(name.c_str(), &width, &height), c.info);
+        EXPECT_EQ(width * 100 + height, c.info == 0 ? 402U : 7777U);
+        Loaded<std::uint8_t> loaded(4, 2);
+        EXPECT_LE(memory_of([&] { EXPECT_EQ(loaded.load(name), c.load); }), 65536U + 32U);
+        EXPECT_EQ(loaded.matte.written(), c.mattes);
+        EXPECT_EQ(loaded.colour.written(), c.channels == 4 ? 3 * c.mattes : 0);
+    }
+    const std::string name = dir.file("a.iff", mask(tile(coded)));
+    EXPECT_EQ(codes_without_memory([&] { return Loaded<std::uint8_t>(4, 2).load(name); }),
+              (std::vector{3, 3, 0}));  // the file's buffer, the tile
+    Bytes start = text("FOR4....CIMG");
+    unsigned int outs[12] = {77, 77};
+    EXPECT_EQ(maya().inq_type_fn(start.data(), 12, "missing", 0, &outs[0], &outs[1]), 0);
+    EXPECT_EQ(outs[0] + outs[1], 154U) << "what cannot be opened leaves the outs alone";
+    EXPECT_EQ(maya().size_pic_fn("missing", &outs[0], &outs[1]), 6);
+    EXPECT_EQ(maya().load_pic_fn("missing", nullptr, 0, 0, 0, 1, 1, 0, 0), 6);
+}
+
+// A 140 × 5 picture whose rows are few long runs, in four tiles, the upper ones first, every other
+// one coded, with all that may stand between and around them.
+struct Tiled {
+    static std::uint8_t value(int x, int y, int channel) {
+        const int value = 1 + 60 * channel + 10 * y + (x + 4) / 9;
+        return static_cast<std::uint8_t>(value == 0xA5 ? 0 : value);
+    }
+
+    static Bytes tile(int x0, int y0, int x1, int y1, std::uint64_t flags, bool coded) {
+        const int first = flags == 1 ? 1 : 0;
+        const int last = flags == 2 ? 0 : 3;
+        Bytes pixels;
+        for (int c = first; c <= last && coded; ++c) {
+            for (int y = y0; y <= y1; ++y) {
+                for (int x = x0, end = x0; x <= x1; x = end) {
+                    for (; end <= x1 && value(end, y, c) == value(x, y, c); ++end) {
+                    }
+                    pixels.push_back(static_cast<std::uint8_t>(127 + end - x));
+                    pixels.push_back(value(x, y, c));
+                }
+            }
+        }
+        for (int y = y0; y <= y1 && !coded; ++y) {
+            for (int x = x0; x <= x1; ++x) {
+                for (int c = first; c <= last; ++c) {
+                    pixels.push_back(value(x, y, c));
+                }
+            }
+        }
+        return tile_chunk(x0, y0, x1, y1, pixels);
+    }
+
+    static Bytes file(std::uint64_t flags, bool swapped) {
+        const Bytes tiles = chunk("ZBUF", Bytes(7, 9)) + tile(75, 3, 139, 4, flags, swapped) +
+                            tile(0, 3, 74, 4, flags, !swapped) + form("ZBUF", Bytes(3, 9)) +
+                            tile(75, 0, 139, 2, flags, !swapped) +
+                            tile(0, 0, 74, 2, flags, swapped);
+        return form("CIMG", form("META", chunk("TBMP", {})) + header_chunk(flags, 4) +
+                                chunk("AUTH", Bytes(5, 9)) + form("META", Bytes(4, 9)) +
+                                form("TBMP", tiles));
+    }
+};
+
+template <class Sample>
+void check_regions(const std::string& name, std::uint64_t flags) {
+    for (int file_x = -142; file_x <= 5; file_x += 3) {
+        for (int file_y = -5; file_y <= 2; ++file_y) {
+            Loaded<Sample> loaded(1 - file_x % 71, 2);
+            ASSERT_EQ(loaded.load(name, file_x, file_y), 0);
+            int colours = 0;
+            int mattes = 0;
+            int wrong = 0;
+            for (int y = std::max(0, file_y); y < std::min(2, 5 + file_y); ++y) {
+                for (int x = std::max(0, file_x); x < std::min(loaded.width, 140 + file_x); ++x) {
+                    for (int c = flags == 1 ? 1 : 0; c <= (flags == 2 ? 0 : 3); ++c) {
+                        ++(c == 0 ? mattes : colours);
+                        const int value = Tiled::value(x - file_x, y - file_y, c);
+                        wrong += loaded.holds(value, x, y, c) ? 0 : 1;
+                    }
+                }
+            }
+            EXPECT_EQ(wrong, 0) << file_x << " " << file_y << " " << flags;
+            EXPECT_EQ(loaded.colour.written(), colours) << file_x << " " << file_y;
+            EXPECT_EQ(loaded.matte.written(), mattes) << file_x << " " << file_y;
+        }
+    }
+}
+
+TEST(IffReader, RegionsOfATiledPictureLandWhereTheyShould) {
+    const TempDir dir;
+    ASSERT_TRUE(trellis::use_avx2()) << "this machine cannot run the vector kernels";
+    for (int i = 0; i < 12; ++i) {
+        const auto flags = static_cast<std::uint64_t>(1 + i / 4);
+        const std::string name = dir.file("a.iff", Tiled::file(flags, i % 2 == 1));
+        trellis::allow_vector_kernels(i / 2 % 2 == 0);
+        check_regions<std::uint8_t>(name, flags);
+        check_regions<std::uint16_t>(name, flags);
+    }
+    trellis::allow_vector_kernels(true);
+
+    // Rectangles that meet nothing, at any distance, and buffers that are not wanted.
+    const std::string name = dir.file("a.iff", Tiled::file(3, false));
+    Loaded<std::uint8_t> loaded(4, 2);
+    for (const int offset : {INT_MIN, INT_MAX}) {
+        EXPECT_EQ(loaded.load(name, offset, 0), 0);
+        EXPECT_EQ(loaded.load(name, 0, offset), 0);
+    }
+    EXPECT_EQ(loaded.colour.written() + loaded.matte.written(), 0);
+    EXPECT_EQ(maya().load_pic_fn(name.c_str(), loaded.colour.data(), 9, 0, 0, 1, 1, 0, 0), 0);
+    EXPECT_EQ(maya().load_mask_fn(name.c_str(), loaded.matte.data(), 9, 0, 0, 1, 1, 0, 0), 0);
+    EXPECT_EQ(loaded.colour.written() * 100 + loaded.matte.written(), 1204);
+}
+
+// Whole tiles stay, and a tile that is cut is not begun.
+TEST(IffReader, TruncationAtEveryByte) {
+    const TempDir dir;
+    const Bytes file = Tiled::file(3, false);
+    const std::string name = dir.file("cut.iff", file);
+    int previous = 700;
+    for (std::size_t size = file.size(); size > 0;) {
+        std::filesystem::resize_file(name, --size);
+        Loaded<std::uint8_t> loaded(140, 5);
+        EXPECT_EQ(loaded.load(name), 1) << size;
+        const int mattes = loaded.matte.written();
+        EXPECT_EQ(loaded.colour.written(), 3 * mattes) << size;
+        EXPECT_TRUE(mattes == previous || previous - mattes >= 130) << size;
+        previous = mattes;
+    }
+    EXPECT_EQ(previous, 0);
+}
+
+}  // namespace

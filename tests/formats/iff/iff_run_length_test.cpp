@@ -1,0 +1,79 @@
+// The run-length code: worked bytes, bounds on both sides, and vector search against plain.
+
+#include <gtest/gtest.h>
+
+#include "formats/iff/run_length.h"
+#include "frame/cpu.h"
+#include "support/support.h"
+
+namespace {
+
+using namespace trellis;
+using namespace support;
+
+TEST(IffRunLength, DecodesWholePacketsWithinBothSizes) {
+    const struct {
+        const char* code;
+        std::size_t room;
+        const char* bytes;
+        std::size_t read;
+    } cases[] = {
+        {"02 61 62 63 81 7A", 5, "61 62 63 7A 7A", 6},
+        {"02 61 62 63 81 7A", 4, "61 62 63", 4},  // the run does not fit
+        {"02 61 62 63 81", 9, "61 62 63", 4},     // the run is cut short
+        {"02 61 62", 9, "", 0},
+        {"81 07 01 05 06", 3, "07 07", 2},  // the literal does not fit
+    };
+    for (const auto& c : cases) {
+        Bytes out(c.room + 4, 0xA5);
+        const iff::Decoded done = iff::decode_runs(hex(c.code), std::span(out).first(c.room));
+        EXPECT_EQ(done.read, c.read) << c.code;
+        EXPECT_EQ(Bytes(out.begin(), out.begin() + static_cast<int>(done.written)), hex(c.bytes));
+        EXPECT_EQ(Bytes(out.end() - 4, out.end()), Bytes(4, 0xA5)) << c.code;
+    }
+}
+
+TEST(IffRunLength, EncodesTriplesAsRunsAndTheEndAsARun) {
+    const std::pair<Bytes, const char*> cases[] = {
+        {Bytes(300, 7), "FF 07 FF 07 AB 07"},
+        {hex("01 02 03 04 05"), "02 01 02 03 80 04 80 05"},
+        {hex("07 07 08 09 09 09 09"), "02 07 07 08 83 09"},
+        {hex("01"), "80 01"},
+        {hex("05 01 01 02 02"), "02 05 01 01 81 02"},
+    };
+    for (const auto& [bytes, code] : cases) {
+        const std::size_t size = hex(code).size();
+        Bytes out(size + 4, 0xA5);
+        EXPECT_EQ(iff::encode_runs(bytes, std::span(out).first(size)), size) << code;
+        EXPECT_EQ(out, hex(code) + Bytes(4, 0xA5));
+        Bytes tight(size + 4, 0xA5);
+        EXPECT_EQ(iff::encode_runs(bytes, std::span(tight).first(size - 1)), 0U) << code;
+        EXPECT_EQ(Bytes(tight.end() - 5, tight.end()), Bytes(5, 0xA5)) << code;
+    }
+}
+
+// Long literals, long runs and everything in between, across the vectors' widths.
+TEST(IffRunLength, VectorSearchAgreesAndDecodingRestores) {
+    for (std::uint32_t size = 1; size <= 700; size += 1 + size / 40) {
+        for (std::uint32_t variety = 1; variety <= 256; variety *= 4) {
+            Noise noise(size * 256 + variety);
+            Bytes bytes;
+            while (bytes.size() < size) {
+                bytes.resize(bytes.size() + 1 + noise.next() % (noise.next() % 8 == 0 ? 200 : 3),
+                             static_cast<std::uint8_t>(noise.next() % variety));
+            }
+            Bytes fast(2 * bytes.size());
+            Bytes plain = fast;
+            fast.resize(iff::encode_runs(bytes, fast));
+            allow_vector_kernels(false);
+            plain.resize(iff::encode_runs(bytes, plain));
+            allow_vector_kernels(true);
+            ASSERT_EQ(fast, plain) << size << " " << variety;
+            Bytes back(bytes.size());
+            ASSERT_EQ(iff::decode_runs(plain, back).read, plain.size());
+            ASSERT_EQ(back, bytes) << size << " " << variety;
+        }
+    }
+}
+
+}  // namespace

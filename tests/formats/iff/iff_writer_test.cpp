@@ -1,0 +1,166 @@
+// Saving Maya IFF files: every byte of the layout, raw or coded, round trips, and what is refused.
+
+#include <gtest/gtest.h>
+#include <sys/utsname.h>
+
+#include <ctime>
+
+#include "formats/iff/iff_files.h"
+#include "frame/cpu.h"
+
+namespace {
+
+using namespace support;
+
+/// A whole file of one tile, saved at a certain time.
+Bytes saved_file(int w, int h, std::uint64_t flags, int compress, const Bytes& pixels,
+                 std::time_t time) {
+    utsname system{};
+    uname(&system);
+    const std::string banner = std::string("Trellis version 8.03R, ") + system.sysname + " " +
+                               system.release + " " + system.machine;
+    const Bytes header = be(static_cast<std::uint64_t>(w), 4) +
+                         be(static_cast<std::uint64_t>(h), 4) + be(0, 4) + be(flags, 4) + be(0, 2) +
+                         be(1, 2) + be(static_cast<std::uint32_t>(compress), 4) + be(0, 8);
+    return form("CIMG", chunk("FVER", be(1, 2) + be(1, 2)) + chunk("TBHD", header) +
+                            chunk("AUTH", text(banner)) +
+                            chunk("DATE", text(std::string(std::ctime(&time), 24))) +
+                            form("TBMP", tile_chunk(0, 0, w - 1, h - 1, pixels)));
+}
+
+TEST(IffWriter, EveryByteOfTheFile) {
+    const TempDir dir;
+    // Spare bytes, which are never saved, are 99; pitches are 5 and 4.
+    Bytes colour =
+        hex("63 01 11 21 63 02 12 22 63 03 13 23 63 63 63 63 63 63 63 63 "
+            "63 04 14 24 63 05 15 25 63 06 16 26 63 63 63 63 63 63 63 63");
+    Bytes matte = hex("31 32 33 63 34 35 36 63");
+    Bytes even = hex("01 01 01 02");
+    Bytes flat(2 * 300 * 4, 7);
+    Bytes runs = hex("07 07 08 09 09 09 09");
+    runs.resize(7 + 300 * 2, 9);
+    const struct {
+        const char* what;
+        Bytes* colour;
+        int pitch;
+        Bytes* matte;
+        int alpha_pitch;
+        int width, height;
+        std::uint64_t flags;
+        int compress;
+        Bytes pixels;
+    } cases[] = {
+        {"raw colour", &colour, 5, nullptr, 0, 3, 2, 1, 0,
+         hex("01 11 21 02 12 22 03 13 23 04 14 24 05 15 25 06 16 26")},
+        {"raw colour and matte", &colour, 5, &matte, 4, 3, 2, 3, 0,
+         hex("31 01 11 21 32 02 12 22 33 03 13 23 34 04 14 24 35 05 15 25 36 06 16 26")},
+        {"raw matte", nullptr, 0, &matte, 4, 3, 2, 2, 0, hex("31 32 33 34 35 36")},
+        {"too short to code", &colour, 5, nullptr, 0, 1, 1, 1, 1, hex("01 11 21")},
+        {"code as long as the plane", nullptr, 0, &even, 4, 4, 1, 2, 1, hex("01 01 01 02")},
+        {"one plane codes badly: all stay raw", &flat, 3, &matte, 3, 3, 1, 3, 1,
+         hex("31 07 07 07 32 07 07 07 33 07 07 07")},
+        {"long runs, plane after plane", &flat, 300, nullptr, 0, 300, 1, 1, -5,
+         hex("FF 07 FF 07 AB 07 FF 07 FF 07 AB 07 FF 07 FF 07 AB 07")},
+        {"alpha plane first, rows joined", &flat, 4, &flat, 4, 4, 2, 3, 1,
+         hex("87 07 87 07 87 07 87 07")},
+        {"pairs stay in literals", nullptr, 0, &runs, 7, 7, 1, 2, 1, hex("02 07 07 08 83 09")},
+        {"nothing to save", nullptr, 0, nullptr, 0, 3, 2, 0, 1, {}},
+    };
+    const std::string name = dir.path("a.iff");
+    for (const auto& c : cases) {
+        const std::time_t before = std::time(nullptr);
+        // The rectangle's place does not matter, its size does.
+        EXPECT_EQ(maya().save_cut_fn(name.c_str(), c.colour ? c.colour->data() : nullptr, c.pitch,
+                                     c.matte ? c.matte->data() : nullptr, c.alpha_pitch, 10, 20,
+                                     9 + c.width, 19 + c.height, c.compress),
+                  0);
+        const auto expected = [&](std::time_t time) {
+            return saved_file(c.width, c.height, c.flags, c.compress, c.pixels, time);
+        };
+        const Bytes file = contents(name);
+        if (file != expected(std::time(nullptr))) {
+            EXPECT_EQ(file, expected(before)) << c.what;
+        }
+    }
+}
+
+// Wider than a piece of a row and larger than the file's buffer. Runs and noise take turns, so that
+// every plane becomes shorter by coding.
+struct Large {
+    static constexpr int width = 2100;
+    static constexpr int height = 40;
+    Bytes colour = Bytes(width * height * 4);
+    Bytes matte = Bytes(width * height);
+
+    Large() {
+        Noise noise(1);
+        for (std::size_t i = 0; i < colour.size(); ++i) {
+            const auto run = static_cast<std::uint8_t>(i / 4000);
+            colour[i] = i / 2000 % 2 == 0 ? run : noise.byte();
+            matte[i / 4] = i / 2000 % 2 == 0 ? run : noise.byte();
+        }
+    }
+
+    template <class Sample>
+    void expect_in(const std::string& name, bool with_matte, int left, int bottom, int w, int h) {
+        Loaded<Sample> loaded(w, h);
+        ASSERT_EQ(loaded.load(name, -left, -bottom), 0);
+        int wrong = 0;
+        for (int i = 0; i < w * h; ++i) {
+            const auto from = static_cast<std::size_t>((bottom + i / w) * width + left + i % w);
+            for (std::size_t c = with_matte ? 0 : 1; c < 4; ++c) {
+                const int value = c == 0 ? matte[from] : colour[4 * from + c];
+                wrong += loaded.holds(value, i % w, i / w, static_cast<int>(c)) ? 0 : 1;
+            }
+        }
+        EXPECT_EQ(wrong, 0) << left << " " << bottom << " " << w << " " << h;
+        EXPECT_EQ(loaded.matte.written(), with_matte ? w * h : 0);
+    }
+};
+
+TEST(IffWriter, RoundTripsWholeAndInRegions) {
+    const TempDir dir;
+    const std::string name = dir.path("a.iff");
+    Large large;
+    for (int i = 0; i < 8; ++i) {
+        const bool with_matte = i % 2 == 1;
+        const bool compress = i / 2 % 2 == 1;
+        trellis::allow_vector_kernels(i < 4);
+        ASSERT_EQ(maya().save_cut_fn(name.c_str(), large.colour.data(), Large::width,
+                                     with_matte ? large.matte.data() : nullptr, Large::width, 0, 0,
+                                     Large::width - 1, Large::height - 1, compress ? 1 : 0),
+                  0);
+        ASSERT_EQ(contents(name).size() < (with_matte ? 4 : 3) * large.matte.size(), compress);
+        large.expect_in<std::uint8_t>(name, with_matte, 0, 0, Large::width, Large::height);
+        large.expect_in<std::uint16_t>(name, with_matte, 1, 1, Large::width - 2, 2);
+        large.expect_in<std::uint8_t>(name, with_matte, 1999, 17, 40, 23);
+    }
+    trellis::allow_vector_kernels(true);
+}
+
+TEST(IffWriter, Failures) {
+    const TempDir dir;
+    std::vector<std::uint8_t> row(65537 * 4, 5);
+    const auto save = [&](const std::string& name, int x1, int y1, int compress = 0) {
+        return maya().save_mask_fn(name.c_str(), row.data(), 0, 0, 0, x1, y1, compress);
+    };
+    EXPECT_EQ(save(dir.path("no/such.iff"), 3, 3), 6);
+    EXPECT_EQ(save("/dev/full", 3, 3), 2);
+    EXPECT_EQ(save("/dev/full", 999, 999), 2);
+    EXPECT_EQ(save("/dev/null", 3, 3), 0) << "nothing is gone back to";
+    const std::string name = dir.path("a.iff");
+    for (const auto& [x1, y1] : {std::pair{-1, 3}, {3, -1}, {65536, 0}, {0, 65536}}) {
+        EXPECT_EQ(save(name, x1, y1), 9);
+    }
+    EXPECT_EQ(maya().save_pic_fn(name.c_str(), row.data(), 0, 0, 0, 65535, 65535, 0), 9)
+        << "a form cannot tell such a size";
+    EXPECT_FALSE(exists(name));
+    EXPECT_EQ(codes_without_memory([&] { return save(name, 65535, 9, 1); }),
+              (std::vector{3, 3, 3, 0}));  // the file's buffer, a plane, its code
+    ASSERT_EQ(save(name, 65535, 0, 1), 0);
+    Loaded<std::uint8_t> widest(65536, 1);
+    EXPECT_EQ(widest.load(name), 0);
+    EXPECT_EQ(widest.matte.written(), 65536);
+}
+
+}  // namespace
