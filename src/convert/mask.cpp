@@ -154,14 +154,28 @@ TRELLIS_AVX2 std::size_t colour_to_mask_avx2(const std::uint8_t* colour, std::ui
     return x;
 }
 
-template <class Sample>
-TRELLIS_AVX2 std::size_t mask_to_colour_avx2(const Sample* mask, Sample* colour,
+TRELLIS_AVX2 std::size_t mask_to_colour_avx2(const std::uint8_t* mask, std::uint8_t* colour,
                                              std::size_t count) {
-    using L = Lanes<Sample>;
+    using L = Lanes<std::uint8_t>;
     std::size_t x = 0;
     for (; x + L::pixels <= count; x += L::pixels) {
-        const __m256i greys = L::repeat(L::spread(avx2::load8(mask + x)));
-        L::store_colour(colour + Layout<Sample>::colour_samples * x, greys);
+        L::store_colour(colour + 4 * x, L::repeat(L::spread(avx2::load8(mask + x))));
+    }
+    return x;
+}
+
+TRELLIS_AVX2 std::size_t mask_to_colour_avx2(const std::uint16_t* mask, std::uint16_t* colour,
+                                             std::size_t count) {
+    // Eight mask samples are 24 words: a register and a half.
+    const __m256i first = _mm256_setr_epi8(0, 1, 0, 1, 0, 1, 2, 3, 2, 3, 2, 3, 4, 5, 4, 5,  //
+                                           4, 5, 6, 7, 6, 7, 6, 7, 8, 9, 8, 9, 8, 9, 10, 11);
+    const __m128i rest =
+        _mm_setr_epi8(10, 11, 10, 11, 12, 13, 12, 13, 12, 13, 14, 15, 14, 15, 14, 15);
+    std::size_t x = 0;
+    for (; x + 8 <= count; x += 8) {
+        const __m128i greys = avx2::load16(mask + x);
+        avx2::store(colour + 3 * x, _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(greys), first));
+        avx2::store16(colour + 3 * x + 16, _mm_shuffle_epi8(greys, rest));
     }
     return x;
 }
