@@ -13,16 +13,16 @@ bool load(const std::string& file, const std::string& /*format*/) {
     if (!input) {
         return false;
     }
-    const OIIO::ImageSpec& spec = input->spec();
-    samples.resize(spec.image_pixels() * static_cast<std::size_t>(spec.nchannels));
-    return input->read_image(0, 0, 0, spec.nchannels, OIIO::TypeDesc::UINT16, samples.data());
+    const OIIO::ImageSpec& form = input->spec();
+    samples.resize(form.image_pixels() * static_cast<std::size_t>(form.nchannels));
+    return input->read_image(0, 0, 0, form.nchannels, OIIO::TypeDesc::UINT16, samples.data());
 }
 
 bool save(const std::string& file, const std::vector<std::uint16_t>& samples) {
     const auto output = OIIO::ImageOutput::create(file);
-    OIIO::ImageSpec spec(width, height, 3, OIIO::TypeDesc::UINT16);
-    spec.attribute("oiio:BitsPerSample", 10);
-    return output && output->open(file, spec) &&
+    OIIO::ImageSpec form(width, height, 3, OIIO::TypeDesc::UINT16);
+    form.attribute("oiio:BitsPerSample", 10);
+    return output && output->open(file, form) &&
            output->write_image(OIIO::TypeDesc::UINT16, samples.data()) && output->close();
 }
 

@@ -10,6 +10,10 @@ build_packages=(cmake g++ libcli11-dev libpng-dev ninja-build nlohmann-json3-dev
 # shellcheck disable=SC2034
 test_packages=(binutils clang libclang-rt-14-dev libgtest-dev pkg-config)
 
+# Other programs that the tests exchange files with. Without them those tests are skipped.
+# shellcheck disable=SC2034
+peer_packages=(ffmpeg graphicsmagick openimageio-tools)
+
 say() {
     printf '\n==> %s\n' "$*"
 }

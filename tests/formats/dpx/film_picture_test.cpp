@@ -64,20 +64,6 @@ TEST(FilmPicture, PlacementInBothOrientations) {
                       0);
             EXPECT_EQ(rows_of(buffers, 4, 3), c.rows) << &c - cases;
             EXPECT_EQ(buffers.written(), (c.x1 - c.x0 + 1) * (c.y1 - c.y0 + 1));
-            if (buffers.written() < 6) {
-                continue;
-            }
-            // A save of the whole makes the file's lines again.
-            for (int i = 0; i < 12; ++i) {
-                std::uint16_t& sample = buffers.matte.at(i % 4, i / 4);
-                sample = static_cast<std::uint16_t>(sample << 4);
-            }
-            prepare_orientation(format, c.orientation);
-            ASSERT_EQ(buffers.save(format, 4, dir.path("b"), c.x0, c.y0, c.x1, c.y1), 0);
-            const Bytes file = contents(dir.path("b"));
-            EXPECT_EQ(Bytes(file.end() - 12, file.end()), counted({}));
-            const auto sides = file.begin() + (format.type == TRELLIS_TYPE_DPX ? 772 : 200);
-            EXPECT_EQ(Bytes(sides, sides + 8), be(3, 4) + be(2, 4));
         }
     }
 }
@@ -135,29 +121,24 @@ TEST(FilmPicture, RegionsAreCropsOfTheWhole) {
 TEST(FilmPicture, WhatIsSavedLoadsBack) {
     const TempDir dir;
     const std::string name = dir.path("a");
-    for (const pic_format* format : {&dpx, &cineon}) {
-        for (const auto& [width, height] : {std::pair{1, 1}, {67, 41}, {700, 301}, {40, 9001}}) {
-            for (const int orientation : {0, 5}) {
-                FilmBuffers saved(width, height);
-                FilmBuffers loaded(width, height);
-                saved.fill(width, height);
-                prepare_orientation(*format, orientation);
-                ASSERT_EQ(saved.save(*format, 6, name, 0, 0, width - 1, height - 1), 0);
-                ASSERT_EQ(loaded.load(*format, name, 0, 0, width - 1, height - 1), 0);
-                EXPECT_EQ(loaded, saved) << width << " " << orientation;
-                if (format == &dpx) {
-                    EXPECT_EQ(last_header().size(), 1664U);
-                    EXPECT_EQ(last_header()[768], orientation) << "in the host's order";
-                }
-            }
+    for (const auto& [width, height] : {std::pair{1, 1}, {67, 41}, {700, 301}, {40, 9001}}) {
+        FilmBuffers saved(width, height);
+        saved.fill(width, height);
+        for (const int i : {0, 1, 2, 3}) {
+            const pic_format& format = i < 2 ? dpx : cineon;
+            const int orientation = i % 2 * 5;
+            prepare_orientation(format, orientation);
+            ASSERT_EQ(saved.save(format, 6, name, 0, 0, width - 1, height - 1), 0);
+            // In the host's order: the next save would take it for another number.
+            EXPECT_TRUE(i > 1 || last_header()[768] == orientation);
+            EXPECT_EQ(saved.save(format, 6, dir.path("b"), 0, 0, 0, 0), i == 1 ? 5 : 0);
+            FilmBuffers loaded(width, height);
+            ASSERT_EQ(loaded.load(format, name, 0, 0, width - 1, height - 1), 0);
+            EXPECT_EQ(loaded, saved) << width << " " << i;
+            EXPECT_EQ(last_header().size(), i < 2 ? 1664 : 2056);
+            EXPECT_TRUE(i > 1 || last_header()[768] == orientation);
         }
     }
-    // A save leaves the host's order too, and takes it for another number the next time.
-    FilmBuffers buffers(2, 2);
-    prepare_orientation(dpx, 5);
-    ASSERT_EQ(buffers.save(dpx, 5, name, 0, 0, 1, 1), 0);
-    EXPECT_EQ(last_header()[768], 5);
-    EXPECT_EQ(buffers.save(dpx, 5, name, 0, 0, 1, 1), 5);
 }
 
 // A line that is not wholly in the file is zero, whichever part of it was asked for.
@@ -219,6 +200,7 @@ TEST(FilmPicture, RectanglesOutsideThePicture) {
 TEST(FilmPicture, Memory) {
     const TempDir dir;
     constexpr std::uint64_t huge = 0xFFFFFFFF;
+    constexpr std::size_t file_buffer = 64 * 1024;
     const struct {
         std::uint64_t width, lines, offset;
         int result;
@@ -227,7 +209,6 @@ TEST(FilmPicture, Memory) {
         {100, 100, huge, 0},     {huge, huge, 2048, 3},  // the lowest line starts where no file can
                                                          // reach
     };
-    constexpr std::size_t file_buffer = 64 * 1024;
     FilmBuffers large(1000, 1000);
     const std::string name = dir.path("large");
     for (const int orientation : {0, 5}) {
@@ -235,11 +216,12 @@ TEST(FilmPicture, Memory) {
             const DpxHeader header = {c.width, c.lines, 50, 10, orientation, true, 1, c.offset};
             const std::string claims = dir.file("a.dpx", header.bytes() + Bytes(63, 7));
             FilmBuffers buffers(16, 16);
-            EXPECT_LE(
-                memory_of([&] { EXPECT_EQ(buffers.load(dpx, claims, 0, 0, 15, 15), c.result); }),
-                file_buffer);
-            EXPECT_EQ(buffers.written(), c.result == 0 ? 16 * 16 * 4 : 0);
-            EXPECT_EQ(buffers.colour.at(0, 0), c.result == 0 ? 0 : buffers.colour.filler);
+            int result = -1;
+            EXPECT_LE(memory_of([&] { result = buffers.load(dpx, claims, 0, 0, 15, 15); }),
+                      file_buffer);
+            EXPECT_EQ(result, c.result);
+            EXPECT_EQ(buffers.written(), result == 0 ? 16 * 16 * 4 : 0);
+            EXPECT_EQ(buffers.colour.at(0, 0), result == 0 ? 0 : buffers.colour.filler);
         }
         const std::size_t most = file_buffer + (orientation == 0 ? 512 : 128 * 6) * 1024UL;
         prepare_orientation(dpx, orientation);
@@ -251,11 +233,11 @@ TEST(FilmPicture, Memory) {
         // The file's buffer, the lines, and in the turned orientation the pieces of rows.
         const std::vector<int> codes =
             orientation == 0 ? std::vector{3, 3, 0} : std::vector{3, 3, 3, 0};
-        EXPECT_EQ(codes_without_memory([&] {
-                      prepare_orientation(dpx, orientation);
-                      return large.save(dpx, 5, name, 0, 0, 2, 2);
-                  }),
-                  codes);
+        const auto save = [&] {
+            prepare_orientation(dpx, orientation);
+            return large.save(dpx, 5, name, 0, 0, 2, 2);
+        };
+        EXPECT_EQ(codes_without_memory(save), codes);
         EXPECT_EQ(codes_without_memory([&] { return large.load(dpx, name, 0, 0, 2, 2); }), codes);
     }
 }
@@ -264,29 +246,28 @@ TEST(FilmPicture, FailingSaves) {
     const TempDir dir;
     FilmBuffers buffers(300, 300);
     const std::string name = dir.path("a");
-    for (const auto& [format, header_size] : {std::pair{&dpx, 2048U}, {&cineon, 26624U}}) {
-        const struct {
-            std::string name;
-            int orientation;
-            int x0, y0, x1, y1;
-            int code;
-        } cases[] = {
-            {dir.path("missing/a"), 0, 0, 0, 1, 1, 6},
-            {"/dev/full", 0, 0, 0, 1, 1, 2},
-            {"/dev/full", 0, 0, 0, 299, 299, 2},
-            // What follows leaves a file of a header: an orientation that nothing is saved in,
-            // rectangles without lines, without pixels, and with less than none.
-            {name, 2, 0, 0, 1, 1, 5},
-            {name, 0, 0, 1, 1, 0, 0},
-            {name, 0, 1, 0, 0, 1, 0},
-            {name, 0, 9, 0, 0, 1, 3},
-        };
-        for (const auto& c : cases) {
+    const struct {
+        std::string name;
+        int orientation;
+        int x0, y0, x1, y1;
+        int code;
+    } cases[] = {
+        {dir.path("missing/a"), 0, 0, 0, 1, 1, 6},
+        {"/dev/full", 0, 0, 0, 1, 1, 2},
+        {"/dev/full", 0, 0, 0, 299, 299, 2},
+        // These leave a file of a header: an orientation that nothing is saved in, rectangles
+        // without lines, without pixels, and with less than none.
+        {name, 2, 0, 0, 1, 1, 5},
+        {name, 0, 0, 1, 1, 0, 0},
+        {name, 0, 1, 0, 0, 1, 0},
+        {name, 0, 9, 0, 0, 1, 3},
+    };
+    for (const auto& c : cases) {
+        for (const pic_format* format : {&dpx, &cineon}) {
             prepare_orientation(*format, c.orientation);
             EXPECT_EQ(buffers.save(*format, 5, c.name, c.x0, c.y0, c.x1, c.y1), c.code);
-            if (c.name == name) {
-                EXPECT_EQ(contents(name).size(), header_size) << &c - cases;
-            }
+            EXPECT_TRUE(c.name != name || contents(name).size() == (format == &dpx ? 2048 : 26624))
+                << &c - cases;
         }
     }
 }
