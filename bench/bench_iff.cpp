@@ -291,7 +291,7 @@ const int registered = [] {
         benchmark::RegisterBenchmark((name + "/walk").c_str(), iff_walk, tile)
             ->Unit(benchmark::kMillisecond);
         bench::bars().push_back({name + "/64", name + "/8192", 1.0 / 500});
-        bench::bars().push_back({name + "/64", name + "/walk", tile == 64 ? 1.5 : 2.5});
+        bench::bars().push_back({name + "/64", name + "/walk", tile == 64 ? 1.5 : 3});
     }
     return 0;
 }();
