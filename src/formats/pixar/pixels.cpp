@@ -1,7 +1,6 @@
 #include "formats/pixar/pixels.h"
 
-#include <immintrin.h>
-
+#include "frame/avx2.h"
 #include "frame/cpu.h"
 
 // Each routine comes as a vector kernel that handles the front of the row and returns how many
@@ -11,23 +10,9 @@ namespace trellis::pixar {
 
 namespace {
 
-#define TRELLIS_AVX2 __attribute__((target("avx2")))
-
-TRELLIS_AVX2 __m256i load(const void* source) {
-    return _mm256_loadu_si256(static_cast<const __m256i*>(source));
-}
-
-TRELLIS_AVX2 void store(void* destination, __m256i value) {
-    _mm256_storeu_si256(static_cast<__m256i*>(destination), value);
-}
-
-// The same byte shuffle within every group of 16 bytes.
-TRELLIS_AVX2 __m256i pattern(char b0, char b1, char b2, char b3, char b4, char b5, char b6, char b7,
-                             char b8, char b9, char b10, char b11, char b12, char b13, char b14,
-                             char b15) {
-    return _mm256_broadcastsi128_si256(
-        _mm_setr_epi8(b0, b1, b2, b3, b4, b5, b6, b7, b8, b9, b10, b11, b12, b13, b14, b15));
-}
+using avx2::load;
+using avx2::pattern;
+using avx2::store;
 
 TRELLIS_AVX2 std::size_t store_avx2(const Pixel* row, std::size_t count, const RowTarget& target) {
     constexpr std::size_t step = 32;
