@@ -1,9 +1,8 @@
 #include "formats/dpx/ten_bit.h"
 
-#include <immintrin.h>
-
 #include <cstring>
 
+#include "frame/avx2.h"
 #include "frame/cpu.h"
 
 // Each direction has a plain loop that reads like the description of the layouts, and one vector
@@ -190,11 +189,7 @@ const LayoutEntry& entry_of(Layout layout) {
     return layouts[static_cast<std::size_t>(layout)];
 }
 
-#define TRELLIS_AVX2 __attribute__((target("avx2")))
-
-TRELLIS_AVX2 __m128i load16(const void* source) {
-    return _mm_loadu_si128(static_cast<const __m128i*>(source));
-}
+using avx2::load16;
 
 TRELLIS_AVX2 __m256i load32(const void* source) {
     return _mm256_loadu_si256(static_cast<const __m256i*>(source));
