@@ -136,8 +136,9 @@ void save_picture(const Picture& picture, const std::string& path, const SaveOpt
     const pic_format& format = format_for_name(path);
     SafeFile file(path, options.force);
     const ProgressBar bar("saving", path);
-    if (const int code = save(format, file.temporary_name(), picture, options.compress);
-        code != 0) {
+    const int code = file.written_by(
+        [&](const char* name) { return save(format, name, picture, options.compress); });
+    if (code != 0) {
         throw FileError(path, code);
     }
     file.keep();

@@ -25,12 +25,14 @@ constexpr int unwriteable = 23;  // "File is not writeable"
 
 constexpr std::array interrupts = {SIGHUP, SIGINT, SIGTERM};
 
-// The temporary file that an interrupt must remove; empty when there is none.
+// The file and the directory that an interrupt must remove; empty when there are none.
 std::array<char, PATH_MAX> unfinished{};
+std::array<char, PATH_MAX> unfinished_directory{};
 
 void remove_and_die(int signal) {
     if (unfinished[0] != '\0') {
         unlink(unfinished.data());
+        rmdir(unfinished_directory.data());
     }
     raise(signal);  // by now with its usual effect, once this handler returns
 }
@@ -85,34 +87,53 @@ SafeFile::SafeFile(const std::string& target, bool force)
         replaces_ = true;
         old_mode_ = status.st_mode & 07777;
     }
-    create_temporary();
+    create_directory();
 }
 
-void SafeFile::create_temporary() {
-    const std::filesystem::path directory = std::filesystem::path(place_).parent_path();
+void SafeFile::create_directory() {
+    const std::filesystem::path place = std::filesystem::absolute(place_);
     const std::string prefix = ".trellis-" + std::to_string(getpid()) + "-";
     const InterruptsHeldBack held;
     for (int number = 0;; ++number) {
-        temporary_ = directory / (prefix + std::to_string(number));
-        const int file = open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (file >= 0) {
-            close(file);
+        directory_ = place.parent_path() / (prefix + std::to_string(number));
+        temporary_ = directory_ + "/" + std::filesystem::path(target_).filename().string();
+        if (temporary_.size() >= unfinished.size()) {
+            throw FileError(target_, TRELLIS_OPEN_ERROR, std::strerror(ENAMETOOLONG));
+        }
+        if (mkdir(directory_.c_str(), 0777) == 0) {
             break;
         }
         if (errno != EEXIST) {
-            throw FileError(target_, TRELLIS_OPEN_ERROR, std::strerror(errno));
+            const int reason = errno;
+            temporary_.clear();
+            throw FileError(target_, TRELLIS_OPEN_ERROR, std::strerror(reason));
         }
     }
     std::copy_n(temporary_.c_str(), temporary_.size() + 1, unfinished.begin());
+    std::copy_n(directory_.c_str(), directory_.size() + 1, unfinished_directory.begin());
     catch_interrupts();
 }
 
 SafeFile::~SafeFile() {
-    if (!temporary_.empty()) {
-        const InterruptsHeldBack held;
-        unlink(temporary_.c_str());
-        unfinished[0] = '\0';
+    const InterruptsHeldBack held;
+    unlink(temporary_.c_str());
+    rmdir(directory_.c_str());
+    unfinished[0] = '\0';
+}
+
+int SafeFile::written_by(const std::function<int(const char* name)>& write) {
+    const std::string name = std::filesystem::path(target_).filename().string();
+    const int before = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (before < 0 || chdir(directory_.c_str()) != 0) {
+        throw FileError(target_, TRELLIS_OPEN_ERROR, std::strerror(errno));
     }
+    const int code = write(name.c_str());
+    const bool back = fchdir(before) == 0;
+    close(before);
+    if (!back) {
+        throw FileError(target_, TRELLIS_OPEN_ERROR, std::strerror(errno));
+    }
+    return code;
 }
 
 void SafeFile::keep() {
@@ -130,8 +151,6 @@ void SafeFile::keep() {
     if (result != 0) {
         throw FileError(target_, unwriteable, std::strerror(errno));
     }
-    temporary_.clear();
-    unfinished[0] = '\0';
 }
 
 }  // namespace tool

@@ -4,13 +4,14 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
 
 namespace tool {
 
-/// A file that is written under a temporary name beside its target and takes the target's name when
-/// it is complete. Abandoned, by scope or by an interrupt from the keyboard, it leaves nothing. One
-/// at a time.
+/// A file that is written in a directory of its own beside its target and takes the target's place
+/// when it is complete. Abandoned, by scope or by an interrupt from the keyboard, it leaves
+/// nothing. One at a time.
 class SafeFile {
   public:
     /// Throws FileError when the target exists and `force` does not allow to replace it, or when
@@ -20,17 +21,20 @@ class SafeFile {
     SafeFile& operator=(const SafeFile&) = delete;
     ~SafeFile();
 
-    /// The name to write to. The file exists, empty, with the permissions of a new file.
-    const char* temporary_name() const { return temporary_.c_str(); }
+    /// Calls `write` with the target's name alone, the file's directory being the current one: what
+    /// formats keep of the name in their headers is right, and side files come beside it. Returns
+    /// what `write` does.
+    int written_by(const std::function<int(const char* name)>& write);
 
-    /// Gives the complete file its name. Throws FileError.
+    /// Gives the complete file its place. Throws FileError.
     void keep();
 
   private:
-    void create_temporary();
+    void create_directory();
 
-    std::string target_;  // as the user wrote it
-    std::string place_;   // where that leads: a link is followed
+    std::string target_;     // as the user wrote it
+    std::string place_;      // where that leads: a link is followed
+    std::string directory_;  // absolute, like the next
     std::string temporary_;
     bool force_;
     bool replaces_ = false;
