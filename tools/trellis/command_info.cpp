@@ -1,13 +1,25 @@
 #include <nlohmann/json.hpp>
 
 #include <cstdio>
+#include <filesystem>
 
 #include "commands.h"
 #include "file_error.h"
+#include "side_files.h"
 
 namespace tool {
 
 namespace {
+
+std::vector<std::string> side_files(const std::string& file) {
+    std::vector<std::string> found;
+    for (const std::string& name : {cinfo_name(file), minipic_name(file)}) {
+        if (std::filesystem::exists(name)) {
+            found.push_back(name);
+        }
+    }
+    return found;
+}
 
 void print(const std::string& file, const FileInfo& info) {
     std::printf("%s\n", file.c_str());
@@ -17,6 +29,9 @@ void print(const std::string& file, const FileInfo& info) {
     std::printf("  channels     %d\n", info.channels);
     std::printf("  depth        %d bits\n", info.depth);
     std::printf("  compression  %s\n", info.compressed ? "yes" : "no");
+    for (const std::string& side_file : side_files(file)) {
+        std::printf("  side file    %s\n", side_file.c_str());
+    }
 }
 
 nlohmann::ordered_json to_json(const std::string& file, const FileInfo& info) {
@@ -27,7 +42,8 @@ nlohmann::ordered_json to_json(const std::string& file, const FileInfo& info) {
             {"height", info.height},
             {"channels", info.channels},
             {"depth", info.depth},
-            {"compressed", info.compressed}};
+            {"compressed", info.compressed},
+            {"side_files", side_files(file)}};
 }
 
 }  // namespace

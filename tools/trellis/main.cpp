@@ -25,6 +25,8 @@ struct Arguments {
     std::vector<std::string> files;
     std::vector<int> region;
     std::pair<int, int> size = {640, 480};
+    tool::PreviewSizes preview_sizes;
+    std::vector<std::string> assignments;
     std::string kind;
     std::string compress = "on";
     bool force = false;
@@ -69,6 +71,70 @@ bool parse_size(const CLI::results_t& words, std::pair<int, int>& size) {
 std::string check_region(const Arguments& arguments) {
     const std::vector<int>& r = arguments.region;
     return r.empty() || (r[0] <= r[2] && r[1] <= r[3]) ? "" : "--rect: x0,y0 must not exceed x1,y1";
+}
+
+void add_json(CLI::App& command, Arguments& arguments) {
+    command.add_flag("--json", arguments.json, "Print JSON");
+}
+
+// Commands around one file: what is in its header, and what is beside or inside it.
+void declare_file_commands(CLI::App& app, Arguments& arguments) {
+    CLI::App& header = *app.add_subcommand("header", "Show every field of a file's header");
+    header.add_option("FILE", arguments.in)->required();
+    add_json(header, arguments);
+    header.callback([&] { tool::show_header(arguments.in, arguments.json); });
+
+    CLI::App& catalogue =
+        *app.add_subcommand("catalogue", "Save the small picture inside a Cineon file");
+    catalogue.add_option("FILE", arguments.in)->required();
+    catalogue.add_option("OUT", arguments.out)->required();
+    add_force(catalogue, arguments);
+    catalogue.callback(
+        [&] { tool::extract_catalogue(arguments.in, arguments.out, arguments.save_options()); });
+
+    CLI::App& preview = *app.add_subcommand(
+        "preview", "Make the two previews beside a picture (FILE.mpc), or save the first of them");
+    preview.add_option("FILE", arguments.in)->required();
+    CLI::Option* png = preview.add_option("--png", arguments.out, "Save the first preview here");
+    const auto add_size = [&](const std::string& name, const std::string& size,
+                              std::optional<std::pair<int, int>>& target) {
+        preview
+            .add_option(
+                name,
+                [&target](const CLI::results_t& words) {
+                    target.emplace();
+                    return parse_size(words, *target);
+                },
+                "Width and height of the preview (default: " + size + ")")
+            ->type_name("WxH")
+            ->excludes(png);
+    };
+    add_size("--size1", "100x75", arguments.preview_sizes.first);
+    add_size("--size2", "200x150", arguments.preview_sizes.second);
+    add_force(preview, arguments);
+    preview.callback([&] {
+        if (arguments.out.empty()) {
+            tool::make_preview(arguments.in, arguments.preview_sizes, arguments.force);
+        } else {
+            tool::extract_preview(arguments.in, arguments.out, arguments.save_options());
+        }
+    });
+
+    CLI::App& cinfo = *app.add_subcommand(
+        "cinfo", "Show or change the cutout information beside a picture (FILE.cinfo)");
+    cinfo.add_option("FILE", arguments.in)->required();
+    cinfo.add_option("--set", arguments.assignments, "Values to store, such as int_3=7")
+        ->type_name("name=value");
+    add_json(cinfo, arguments);
+    cinfo.callback([&] {
+        if (arguments.assignments.empty()) {
+            tool::show_cinfo(arguments.in, arguments.json);
+        } else if (const std::string wrong =
+                       tool::change_cinfo(arguments.in, arguments.assignments);
+                   !wrong.empty()) {
+            throw CLI::ValidationError("--set", "no such value: " + wrong);
+        }
+    });
 }
 
 /// Declares all commands. A command that was given sets `all_well` to false when it fails without
@@ -135,6 +201,7 @@ ExitStatus run(int argc, char** argv) {
     Arguments arguments;
     bool all_well = true;
     declare_commands(app, arguments, all_well);
+    declare_file_commands(app, arguments);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -1,0 +1,88 @@
+#include <algorithm>
+#include <climits>
+#include <filesystem>
+#include <vector>
+
+#include "trellis/errors.h"
+#include "trellis/settings.h"
+#include "trellis/sidedata.h"
+
+#include "commands.h"
+#include "file_error.h"
+#include "safe_file.h"
+#include "side_files.h"
+
+namespace tool {
+
+namespace {
+
+trellis_minipic_source source_of(trellis_kind kind) {
+    switch (kind) {
+        case TRELLIS_KIND_CUTOUT:
+            return TRELLIS_MINIPIC_CUTOUT;
+        case TRELLIS_KIND_MASK:
+            return TRELLIS_MINIPIC_MASK;
+        default:
+            return TRELLIS_MINIPIC_IMAGE;
+    }
+}
+
+// What the minipic file says of its first preview: its kind, and its pixels with the matte in the
+// spare byte of the colour.
+Picture picture_of(const std::vector<std::uint8_t>& pixels, int width, int height, int type) {
+    const trellis_kind kind = type == 2 ? TRELLIS_KIND_MASK : TRELLIS_KIND_CUTOUT;
+    Picture picture(kind, width, height);
+    for (std::size_t i = 0; i < picture.pixels(); ++i) {
+        const std::uint8_t* pixel = &pixels[i * Picture::colour_size];
+        picture.matte()[i] = pixel[0];
+        if (kind == TRELLIS_KIND_CUTOUT) {
+            std::copy_n(pixel, Picture::colour_size, picture.colour() + i * Picture::colour_size);
+        }
+    }
+    return picture;
+}
+
+}  // namespace
+
+void make_preview(const std::string& path, const PreviewSizes& sizes, bool force) {
+    const Picture picture = load_picture(path, {});
+    if (sizes.first) {
+        set_size_1_minipic_trellis(sizes.first->first, sizes.first->second);
+    }
+    if (sizes.second) {
+        set_size_2_minipic_trellis(sizes.second->first, sizes.second->second);
+    }
+    SafeFile file(minipic_name(path), force);
+    const int code = file.written_by([&](const char* name) {
+        const std::string picture_name = name_of_picture(name);
+        return write_minipic_trellis(picture_name.c_str(), picture.colour(), picture.matte(),
+                                     nullptr, picture.width(), 0, 0, picture.width() - 1,
+                                     picture.height() - 1, 0, source_of(picture.kind()));
+    });
+    if (code != 0) {
+        throw FileError(minipic_name(path), code);
+    }
+    file.keep();
+}
+
+void extract_preview(const std::string& path, const std::string& out, const SaveOptions& save) {
+    // No preview is larger than its file; without one the library says what is wrong.
+    std::error_code no_file;
+    const std::uintmax_t size = std::filesystem::file_size(minipic_name(path), no_file);
+    const std::size_t capacity = no_file || size > INT_MAX ? 0 : size / Picture::colour_size;
+    std::vector<std::uint8_t> pixels(capacity * Picture::colour_size);
+    int width = 0;
+    int height = 0;
+    int type = 0;
+    const int code = read_minipic_trellis(path.c_str(), pixels.data(), static_cast<int>(capacity),
+                                          &width, &height, &type);
+    if (code != 0) {
+        throw FileError(minipic_name(path), code);
+    }
+    if (width < 1 || height < 1) {
+        throw FileError(minipic_name(path), TRELLIS_UNSUPPORTED_ERROR);
+    }
+    save_picture(picture_of(pixels, width, height, type), out, save);
+}
+
+}  // namespace tool
