@@ -98,12 +98,12 @@ TEST_F(Tool, LoadsEverySortOfPng) {
          3,
          8,
          hex("010203FF 040506FF 070809FF 0A0B0CFF")},
-        {"deep colour: the nearest of 256 levels",
+        {"deep colour: the upper 8 bits",
          {2, 1, PNG_COLOR_TYPE_RGB, 16, hex("0000 FFFF 8080 12C0 1240 FF7F")},
          "image",
          3,
          16,
-         hex("00FF80FF 1312FFFF")},
+         hex("00FF80FF 1212FFFF")},
         {"straight alpha, colour under transparency kept",
          {2, 2, PNG_COLOR_TYPE_RGBA, 8, hex("01020300 04050680 070809FF 0A0B0C01")},
          "cutout",
@@ -263,8 +263,12 @@ TEST_F(Tool, TellsWhatFailedAndLeavesNothingBehind) {
               "empty.pic: Unknown or unsupported format in trellis (code 5)"},
              {"convert good.png x.pic --rect 0,0,2,0", 1,
               "good.png: Window coordinate error in trellis: the picture is 2 x 1 pixels (code 9)"},
-             {"convert good.png x.pic --kind mask", 1,
-              "x.pic: Trellis function not supported in current format (code 14)"},
+             {"catalogue good.pic x.png", 1,
+              "good.pic: Trellis function not supported in current format (code 14)"},
+             {"header good.png", 1,
+              "good.png: Trellis function not supported in current format (code 14)"},
+             {"preview good.pic --png x.png", 1, "good.pic.mpc: Failed to stat file (code 24)"},
+             {"cinfo good.pic", 1, "good.pic.cinfo: Failed to open file in trellis (code 6)"},
              {"convert good.png x.txt", 1,
               "x.txt: Unknown or unsupported format in trellis: no format has this extension "
               "(code 5)"},
@@ -366,15 +370,131 @@ TEST_F(Tool, DescribesFilesAndFormats) {
     const json list = json::parse(result.out);
     ASSERT_EQ(list.size(), 2U);
     EXPECT_EQ(list[0], json::parse(R"({"file": "a.pic", "format": "PIXAR", "kind": "cutout",
-        "width": 20, "height": 10, "channels": 4, "depth": 8, "compressed": true})"));
+        "width": 20, "height": 10, "channels": 4, "depth": 8, "compressed": true,
+        "side_files": []})"));
     EXPECT_EQ(list[1]["kind"], "image");
 
     const json formats = json::parse(run("formats --json").out);
-    ASSERT_EQ(formats.size(), 5U);
+    ASSERT_EQ(formats.size(), 6U);
     EXPECT_EQ(formats[0], json::parse(R"({"code": "PIXAR", "name": "Pixar", "extensions": ["pic"],
         "depth": 8, "load": ["image", "cutout"], "save": ["image", "cutout"],
         "catalogue": false})"));
     EXPECT_EQ(formats[1]["extensions"], json({"dpx"}));
+}
+
+// The chart looks the same in every format, and a 10-bit code survives a trip through 16-bit PNG.
+TEST_F(Tool, CarriesPicturesBetweenDepths) {
+    succeed("chart chart.png --size 61x43");
+    for (const std::string kind : {"image", "cutout", "mask"}) {
+        for (const std::string format : {"pic", "dpx", "cin", "iff"}) {
+            if (kind == "mask" && format == "pic") {
+                continue;  // saved as grey, whose brightness may be one less
+            }
+            for (const std::string depth : {"8", "16"}) {
+                const std::string file = kind + depth + "." + format;
+                succeed("convert chart.png " + file + " --kind " + kind + " --depth " + depth);
+                succeed("convert " + file + " back.png --force --depth " + depth);
+                for (const std::string& other : {file, std::string("back.png")}) {
+                    EXPECT_EQ(run("compare chart.png " + other + " --kind " + kind).status, 0)
+                        << file << " as " << other;
+                }
+            }
+        }
+    }
+    for (const std::string kind : {"image", "cutout", "mask"}) {
+        // All 1024 codes, and not those of 8-bit samples alone.
+        Bytes file = contents(dir.path(kind + "16.dpx"));
+        for (std::size_t i = 2048; i < file.size(); ++i) {
+            file[i] = static_cast<std::uint8_t>(i * 37 + i / 256);
+        }
+        // Files are big-endian; the unused low bits of a pixel's last byte are zero.
+        const std::size_t pixel_size = kind == "image" ? 4 : 2;
+        const auto code_bits = static_cast<std::uint8_t>(kind == "image" ? 0xFC : 0xC0);
+        for (std::size_t i = 2047 + pixel_size; kind != "cutout" && i < file.size();
+             i += pixel_size) {
+            file[i] = static_cast<std::uint8_t>(file[i] & code_bits);
+        }
+        dir.file("codes.dpx", file);
+        succeed("convert codes.dpx deep.png --force");
+        succeed("convert deep.png again.dpx --force --kind " + kind);
+        const Bytes again = contents(dir.path("again.dpx"));
+        EXPECT_TRUE(std::equal(file.begin() + 2048, file.end(), again.begin() + 2048, again.end()))
+            << kind;
+    }
+}
+
+TEST_F(Tool, ShowsHeadersWithTheirUndefinedFields) {
+    succeed("chart a.dpx --size 8x4");
+    succeed("chart a.cin --size 8x4");
+    succeed("chart a.iff --size 8x4");
+    succeed("chart a.pic --size 8x4");
+    const auto header = [&](const std::string& file) {
+        return json::parse(run("header --json " + file).out);
+    };
+    json dpx = header("a.dpx");
+    EXPECT_EQ(dpx["byte order"], "big-endian");
+    EXPECT_EQ(dpx["sections"]["file information"]["file name"], "a.dpx") << "not a temporary name";
+    EXPECT_EQ(dpx["sections"]["image information"]["pixels per line"], 8);
+    EXPECT_EQ(dpx["sections"]["image element 1"]["descriptor"], 51);
+    EXPECT_EQ(dpx["sections"]["image element 2"]["descriptor"], nullptr);
+    EXPECT_EQ(dpx["sections"]["television"]["integration time"], nullptr);
+    Bytes little = contents(dir.path("a.dpx"));
+    put(little, 0, hex("58504453"));
+    put(little, 772, hex("07000000"));
+    dir.file("little.dpx", little);
+    EXPECT_EQ(header("little.dpx")["sections"]["image information"]["pixels per line"], 7);
+
+    json cineon = header("a.cin")["sections"];
+    EXPECT_EQ(cineon["channel 1"]["maximum data value"], 1023.0);
+    EXPECT_EQ(cineon["file information"]["creation time"], "20:38:50Z");
+    EXPECT_EQ(header("a.pic")["sections"]["header"]["block size"], 8192);
+    const json outer = header("a.iff")["chunks"][0];
+    EXPECT_EQ(outer["type"], "CIMG");
+    EXPECT_EQ(outer["chunks"][1]["fields"]["height"], 4);
+    EXPECT_EQ(outer["chunks"][4]["chunks"][0]["tag"], "RGBA");
+    // Cut anywhere, a tree ends where the file does.
+    const Bytes whole = contents(dir.path("a.iff"));
+    for (const std::size_t size :
+         {whole.size() - 1, std::size_t{200}, std::size_t{60}, std::size_t{30}}) {
+        dir.file("cut.iff",
+                 Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
+        EXPECT_EQ(run("header cut.iff").status, 0) << size;
+    }
+    EXPECT_NE(run("header a.dpx").out.find("encryption key                   undefined"),
+              std::string::npos);
+}
+
+TEST_F(Tool, MakesAndShowsSideFiles) {
+    succeed("chart a.pic --size 400x300");
+    succeed("preview a.pic --size2 20x15");
+    EXPECT_EQ(contents(dir.path("a.pic.mpc")).size(), 36U + 30000 + 16 + 1200);
+    EXPECT_EQ(run("preview a.pic").status, 1) << "there is one";
+    succeed("preview a.pic --size1 200x100 --force");
+    succeed("preview a.pic --png small.png");
+    EXPECT_EQ(info("small.png")["width"], 200);
+    EXPECT_EQ(run("preview a.pic --png b.png --size1 9x9").status, 2);
+
+    succeed("cinfo a.pic --set int_5=-7 real_3=0.25");
+    EXPECT_EQ(contents(dir.path("a.pic.cinfo")).size(), 106U);
+    const json cinfo = json::parse(run("cinfo a.pic --json").out);
+    EXPECT_EQ(cinfo, json::parse(R"({"info_width": 400, "info_height": 300, "int_3": 0, "int_4": 0,
+        "real_1": 199.5, "real_2": 149.5, "real_3": 0.25, "real_4": 0.5, "int_5": -7, "int_6": 1,
+        "int_7": 3, "outline_size": 40})"));
+    succeed("cinfo a.pic --set int_7=9");
+    EXPECT_EQ(json::parse(run("cinfo a.pic --json").out)["int_5"], -7) << "kept";
+    for (const char* wrong : {"int_9=1", "int_3", "int_3=x", "int_3=99999999999", "=1"}) {
+        EXPECT_EQ(run(std::string("cinfo a.pic --set ") + wrong).status, 2) << wrong;
+    }
+    EXPECT_EQ(info("a.pic")["side_files"], json({"a.pic.cinfo", "a.pic.mpc"}));
+
+    succeed("chart a.cin --size 96x64");
+    succeed("catalogue a.cin small.png --force");
+    EXPECT_EQ(info("small.png")["height"], 64);
+    Bytes bare = contents(dir.path("a.cin"));
+    put(bare, 16, be(0, 4));
+    dir.file("bare.cin", bare);
+    EXPECT_EQ(run("catalogue bare.cin x.png").err,
+              "trellis: bare.cin: No catalogue picture in file in trellis (code 19)\n");
 }
 
 TEST_F(Tool, ComparesPictures) {

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "commands.h"
+#include "formats.h"
 
 namespace tool {
 
@@ -19,30 +20,41 @@ struct Difference {
     }
 };
 
+template <class Sample>
 Difference difference(const Picture& a, const Picture& b) {
+    const auto sample = [](const std::uint8_t* buffer, std::uint64_t i) {
+        return int{reinterpret_cast<const Sample*>(buffer)[i]};
+    };
+    const auto size = static_cast<std::uint64_t>(a.colour_samples());
+    const auto first = static_cast<std::uint64_t>(a.first_colour());
     Difference result;
     for (std::uint64_t i = 0; i < a.pixels(); ++i) {
         int greatest = 0;
-        if (a.colour() != nullptr) {
-            const std::uint8_t* colour_a = a.colour() + i * Picture::colour_size;
-            const std::uint8_t* colour_b = b.colour() + i * Picture::colour_size;
-            for (const auto channel : {Picture::blue, Picture::green, Picture::red}) {
-                greatest = std::max(greatest, std::abs(colour_a[channel] - colour_b[channel]));
-            }
+        for (std::uint64_t c = first; a.colour() != nullptr && c < size; ++c) {
+            const std::uint64_t at = i * size + c;
+            greatest =
+                std::max(greatest, std::abs(sample(a.colour(), at) - sample(b.colour(), at)));
         }
         if (a.matte() != nullptr) {
-            greatest = std::max(greatest, std::abs(a.matte()[i] - b.matte()[i]));
+            greatest = std::max(greatest, std::abs(sample(a.matte(), i) - sample(b.matte(), i)));
         }
         result.add(greatest);
     }
     return result;
 }
 
+// Pictures of two depths are compared at the smaller one.
+int common_depth(const std::string& a, const std::string& b) {
+    return std::min(native_depth(format_of_file(a)), native_depth(format_of_file(b)));
+}
+
 }  // namespace
 
 bool compare(const std::string& file_a, const std::string& file_b, const LoadOptions& load) {
-    const Picture a = load_picture(file_a, load);
-    const Picture b = load_picture(file_b, load);
+    LoadOptions options = load;
+    options.depth = common_depth(file_a, file_b);
+    const Picture a = load_picture(file_a, options);
+    const Picture b = load_picture(file_b, options);
     if (a.width() != b.width() || a.height() != b.height()) {
         std::printf("sizes differ: %d x %d and %d x %d\n", a.width(), a.height(), b.width(),
                     b.height());
@@ -52,7 +64,8 @@ bool compare(const std::string& file_a, const std::string& file_b, const LoadOpt
         std::printf("kinds differ: %s and %s\n", kind_name(a.kind()), kind_name(b.kind()));
         return false;
     }
-    const Difference found = difference(a, b);
+    const Difference found =
+        a.depth() == 16 ? difference<std::uint16_t>(a, b) : difference<std::uint8_t>(a, b);
     if (found.pixels == 0) {
         return true;
     }

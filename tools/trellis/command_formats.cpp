@@ -30,14 +30,6 @@ const char* words(const Ability& ability) {
     return ability.save ? "save" : "-";
 }
 
-/// The sample bits of the buffers that a format's slots take; 0 when it does not say.
-int native_depth(const pic_format& format) {
-    if (format.depth_supported_fn == nullptr) {
-        return 0;
-    }
-    return format.depth_supported_fn(1) == 1 ? 16 : 8;
-}
-
 std::string joined(const std::vector<std::string>& words) {
     std::string text;
     for (const std::string& word : words) {
@@ -51,9 +43,8 @@ void print_table() {
         {"code", "name", "extension", "depth", "image", "cutout", "mask", "catalogue"}};
     for (const pic_format& format : formats()) {
         const auto [image, cutout, mask] = abilities(format);
-        const int depth = native_depth(format);
         rows.push_back({format.code_string, format.long_name, joined(extensions(format)),
-                        depth == 0 ? "-" : std::to_string(depth), words(image), words(cutout),
+                        std::to_string(native_depth(format)), words(image), words(cutout),
                         words(mask), format.load_cat_fn != nullptr ? "load" : "-"});
     }
     for (const auto& row : rows) {

@@ -45,7 +45,7 @@ Picture picture_of(const std::vector<std::uint8_t>& pixels, int width, int heigh
 }  // namespace
 
 void make_preview(const std::string& path, const PreviewSizes& sizes, bool force) {
-    const Picture picture = load_picture(path, {});
+    const Picture picture = load_picture(path, {.kind = {}, .region = {}, .depth = 8});
     if (sizes.first) {
         set_size_1_minipic_trellis(sizes.first->first, sizes.first->second);
     }

@@ -10,6 +10,7 @@
 #include "trellis/errors.h"
 
 #include "file_error.h"
+#include "film_slots.h"
 #include "png_file.h"
 
 namespace tool {
@@ -19,8 +20,8 @@ namespace {
 // As many bytes as the most demanding probe asks for.
 constexpr std::size_t probe_size = 594;
 
-constexpr std::array init_functions = {init_pixar_pic_, init_dpx_pic_, init_smpte_pic_,
-                                       init_maya_pic_, init_png_pic};
+constexpr std::array init_functions = {init_pixar_pic_, init_scaled_dpx_pic, init_scaled_cineon_pic,
+                                       init_maya_pic_,  init_png_pic,        init_deep_png_pic};
 
 std::array<pic_format, init_functions.size()> filled_descriptors() {
     std::array<pic_format, init_functions.size()> descriptors{};
@@ -55,18 +56,19 @@ const pic_format* probed_format(const std::string& path, std::vector<unsigned ch
     return nullptr;
 }
 
-const pic_format* named_format(const std::string& path) {
+const pic_format* named_format(const std::string& path, int depth) {
+    const pic_format* found = nullptr;
     std::string extension = std::filesystem::path(path).extension().string();
     std::transform(extension.begin(), extension.end(), extension.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     for (const pic_format& format : formats()) {
         for (const std::string& known : extensions(format)) {
-            if (extension == "." + known) {
-                return &format;
+            if (extension == "." + known && (found == nullptr || native_depth(format) == depth)) {
+                found = &format;
             }
         }
     }
-    return nullptr;
+    return found;
 }
 
 }  // namespace
@@ -80,7 +82,7 @@ const pic_format& format_of_file(const std::string& path) {
     // Not every good file passes its probe: that of Pixar doubts pictures wider than 9999 pixels.
     const pic_format* format = probed_format(path, first_bytes(path));
     if (format == nullptr) {
-        format = named_format(path);
+        format = named_format(path, 8);
     }
     if (format == nullptr) {
         throw FileError(path, TRELLIS_UNSUPPORTED_ERROR);
@@ -88,8 +90,8 @@ const pic_format& format_of_file(const std::string& path) {
     return *format;
 }
 
-const pic_format& format_for_name(const std::string& path) {
-    const pic_format* format = named_format(path);
+const pic_format& format_for_name(const std::string& path, int depth) {
+    const pic_format* format = named_format(path, depth);
     if (format == nullptr) {
         throw FileError(path, TRELLIS_UNSUPPORTED_ERROR, "no format has this extension");
     }
@@ -107,9 +109,13 @@ std::vector<std::string> extensions(const pic_format& format) {
     return result;
 }
 
+int native_depth(const pic_format& format) {
+    return format.depth_supported_fn(1) == 1 ? 16 : 8;
+}
+
 int deep_bits(const pic_format& format) {
     switch (format.type) {
-        case png_type:
+        case deep_png_type:
             return 16;
         case TRELLIS_TYPE_PIXAR:
             return 12;

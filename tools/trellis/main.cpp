@@ -28,6 +28,7 @@ struct Arguments {
     tool::PreviewSizes preview_sizes;
     std::vector<std::string> assignments;
     std::string kind;
+    std::string depth;
     std::string compress = "on";
     bool force = false;
     bool json = false;
@@ -39,6 +40,9 @@ struct Arguments {
         tool::LoadOptions options;
         if (!kind.empty()) {
             options.kind = kinds.at(kind);
+        }
+        if (!depth.empty()) {
+            options.depth = depth == "16" ? 16 : 8;
         }
         if (!region.empty()) {
             options.region = {region[0], region[1], region[2], region[3]};
@@ -150,6 +154,10 @@ void declare_commands(CLI::App& app, Arguments& arguments, bool& all_well) {
     convert.add_option("IN", arguments.in)->required();
     convert.add_option("OUT", arguments.out)->required();
     add_kind(convert, arguments);
+    convert
+        .add_option("--depth", arguments.depth,
+                    "Sample bits on the way, 8 or 16 (default: those of IN)")
+        ->check(CLI::IsMember({"8", "16"}));
     convert.add_option("--compress", arguments.compress, "on or off (default: on)")
         ->check(CLI::IsMember({"on", "off"}));
     convert

@@ -5,18 +5,14 @@
 #include <algorithm>
 #include <new>
 
+#include "trellis/convert.h"
+
 namespace tool {
 
 namespace {
 
 std::uint64_t machine_memory() {
     return std::uint64_t(sysconf(_SC_PHYS_PAGES)) * std::uint64_t(sysconf(_SC_PAGESIZE));
-}
-
-// The library's rule for the brightness of a colour.
-std::uint8_t brightness(const std::uint8_t* colour) {
-    return std::uint8_t(0.11 * colour[Picture::blue] + 0.59 * colour[Picture::green] +
-                        0.3 * colour[Picture::red]);
 }
 
 }  // namespace
@@ -30,13 +26,33 @@ Samples::Samples(std::uint64_t pixels, std::size_t bytes_per_pixel) {
     }
 }
 
-Picture::Picture(trellis_kind kind, int width, int height)
-    : kind_(kind), width_(width), height_(height) {
+Picture::Picture(trellis_kind kind, int width, int height, int depth)
+    : kind_(kind), width_(width), height_(height), depth_(depth) {
     if (kind != TRELLIS_KIND_MASK) {
-        colour_ = Samples(pixels(), colour_size);
+        colour_ = new_colour();
     }
     if (kind != TRELLIS_KIND_IMAGE) {
-        matte_ = Samples(pixels(), 1);
+        matte_ = new_matte();
+    }
+}
+
+Samples Picture::new_colour() const {
+    return {pixels(), depth_ == 16 ? 3 * sizeof(std::uint16_t) : colour_size};
+}
+
+Samples Picture::new_matte() const {
+    return {pixels(), depth_ == 16 ? sizeof(std::uint16_t) : 1};
+}
+
+// Converts row by row: the library counts pixels in an int.
+template <class Convert>
+void Picture::convert_rows(Convert convert) {
+    const std::size_t sample_size = depth_ == 16 ? 2 : 1;
+    const std::size_t colour_row =
+        sample_size * std::size_t(colour_samples()) * std::size_t(width_);
+    const std::size_t matte_row = sample_size * std::size_t(width_);
+    for (std::size_t y = 0; y < std::size_t(height_); ++y) {
+        convert(depth_ == 16 ? 1 : 0, colour() + y * colour_row, matte() + y * matte_row);
     }
 }
 
@@ -44,22 +60,24 @@ void Picture::turn_into(trellis_kind kind) {
     if (kind == kind_) {
         return;
     }
-    if (kind == TRELLIS_KIND_CUTOUT && kind_ == TRELLIS_KIND_IMAGE) {
-        matte_ = Samples(pixels(), 1);
-        std::fill_n(matte(), pixels(), std::uint8_t{255});
-    } else if (kind_ == TRELLIS_KIND_MASK) {
-        colour_ = Samples(pixels(), colour_size);
+    if (kind_ == TRELLIS_KIND_MASK) {
+        colour_ = new_colour();  // black, as beside the matte of a cutout
     }
-    if (kind == TRELLIS_KIND_IMAGE && kind_ == TRELLIS_KIND_MASK) {
-        for (std::uint64_t i = 0; i < pixels(); ++i) {
-            std::fill_n(colour() + i * colour_size + blue, 3, matte()[i]);
-        }
+    if (kind_ == TRELLIS_KIND_MASK && kind == TRELLIS_KIND_IMAGE) {
+        convert_rows([this](int depth, std::uint8_t* colour_row, std::uint8_t* matte_row) {
+            mask_to_rgb_convert_trellis(depth, colour_row, matte_row, width_);
+        });
     }
-    if (kind == TRELLIS_KIND_MASK && kind_ == TRELLIS_KIND_IMAGE) {
-        matte_ = Samples(pixels(), 1);
-        for (std::uint64_t i = 0; i < pixels(); ++i) {
-            matte()[i] = brightness(colour() + i * colour_size);
-        }
+    if (kind_ == TRELLIS_KIND_IMAGE) {
+        matte_ = new_matte();
+    }
+    if (kind_ == TRELLIS_KIND_IMAGE && kind == TRELLIS_KIND_MASK) {
+        convert_rows([this](int depth, std::uint8_t* colour_row, std::uint8_t* matte_row) {
+            rgb_to_mask_convert_trellis(depth, colour_row, matte_row, width_);
+        });
+    }
+    if (kind_ == TRELLIS_KIND_IMAGE && kind == TRELLIS_KIND_CUTOUT) {
+        make_opaque();
     }
     if (kind == TRELLIS_KIND_IMAGE) {
         matte_ = Samples();
@@ -68,6 +86,14 @@ void Picture::turn_into(trellis_kind kind) {
         colour_ = Samples();
     }
     kind_ = kind;
+}
+
+void Picture::make_opaque() {
+    if (depth_ == 16) {
+        std::fill_n(reinterpret_cast<std::uint16_t*>(matte()), pixels(), std::uint16_t{16383});
+    } else {
+        std::fill_n(matte(), pixels(), std::uint8_t{255});
+    }
 }
 
 const char* kind_name(trellis_kind kind) {

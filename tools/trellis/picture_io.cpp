@@ -2,7 +2,9 @@
 
 #include <new>
 
+#include "trellis/convert.h"
 #include "trellis/errors.h"
+#include "trellis/settings.h"
 
 #include "file_error.h"
 #include "formats.h"
@@ -28,47 +30,83 @@ trellis_kind loaded_kind(const FileInfo& info) {
     return grey || info.kind == TRELLIS_KIND_OTHER ? TRELLIS_KIND_IMAGE : info.kind;
 }
 
-int load(const pic_format& format, const char* name, const Picture& picture, const Placement& at) {
-    const int pitch = picture.width();
-    if (picture.kind() == TRELLIS_KIND_IMAGE && format.load_pic_fn != nullptr) {
-        return format.load_pic_fn(name, picture.colour(), pitch, 0, 0, at.last_x, at.last_y,
-                                  at.file_x, at.file_y);
-    }
-    if (picture.kind() == TRELLIS_KIND_CUTOUT && format.load_cut_fn != nullptr) {
-        return format.load_cut_fn(name, picture.colour(), pitch, picture.matte(), pitch, 0, 0,
-                                  at.last_x, at.last_y, at.file_x, at.file_y);
-    }
-    if (picture.kind() == TRELLIS_KIND_MASK && format.load_mask_fn != nullptr) {
-        return format.load_mask_fn(name, picture.matte(), pitch, 0, 0, at.last_x, at.last_y,
-                                   at.file_x, at.file_y);
-    }
-    return TRELLIS_NOT_IN_FORMAT_ERROR;
+// The first argument of the convert wrappers.
+enum Mode { same_depth = 0, from_8_to_16 = 1, from_16_to_8 = 2 };
+
+Mode mode_between(int from, int to) {
+    return from == to ? same_depth : from == 8 ? from_8_to_16 : from_16_to_8;
 }
 
+// The source kinds of the mask wrappers.
+enum SourceKind { picture_slot = 1, mask_slot = 3 };
+
+template <class Slot>
+trellis_slot_fn any(Slot slot) {
+    return reinterpret_cast<trellis_slot_fn>(slot);
+}
+
+// While a picture is loaded or saved, the library's buffer type is the picture's.
+void set_buffer_type(const Picture& picture) {
+    set_buffer_type_trellis(picture.depth() == 16 ? 1 : 0);
+}
+
+int load(const pic_format& format, const char* name, const Picture& picture, const Placement& at) {
+    const int pitch = picture.width();
+    const int mode = mode_between(native_depth(format), picture.depth());
+    set_buffer_type(picture);
+    if (picture.kind() == TRELLIS_KIND_IMAGE) {
+        return load_pic_fn_convert_trellis(mode, format.load_pic_fn, name, picture.colour(), pitch,
+                                           0, 0, at.last_x, at.last_y, at.file_x, at.file_y);
+    }
+    if (picture.kind() == TRELLIS_KIND_CUTOUT) {
+        return load_rgba_fn_convert_trellis(mode, format.load_cut_fn, name, picture.colour(), pitch,
+                                            picture.matte(), pitch, 0, 0, at.last_x, at.last_y,
+                                            at.file_x, at.file_y);
+    }
+    return load_mask_fn_convert_trellis(mode, mask_slot, any(format.load_mask_fn), name,
+                                        picture.matte(), pitch, 0, 0, at.last_x, at.last_y,
+                                        at.file_x, at.file_y);
+}
+
+// A mask that the format has no slot for becomes a grey picture.
 int save(const pic_format& format, const char* name, const Picture& picture, bool compress) {
     const int pitch = picture.width();
     const int last_x = picture.width() - 1;
     const int last_y = picture.height() - 1;
-    if (picture.kind() == TRELLIS_KIND_IMAGE && format.save_pic_fn != nullptr) {
-        return format.save_pic_fn(name, picture.colour(), pitch, 0, 0, last_x, last_y,
-                                  compress ? 1 : 0);
+    const int mode = mode_between(picture.depth(), native_depth(format));
+    set_buffer_type(picture);
+    if (picture.kind() == TRELLIS_KIND_IMAGE) {
+        return save_pic_fn_convert_trellis(mode, format.save_pic_fn, name, picture.colour(), pitch,
+                                           0, 0, last_x, last_y, compress ? 1 : 0);
     }
-    if (picture.kind() == TRELLIS_KIND_CUTOUT && format.save_cut_fn != nullptr) {
-        return format.save_cut_fn(name, picture.colour(), pitch, picture.matte(), pitch, 0, 0,
-                                  last_x, last_y, compress ? 1 : 0);
+    if (picture.kind() == TRELLIS_KIND_CUTOUT) {
+        return save_rgba_fn_convert_trellis(mode, format.save_cut_fn, name, picture.colour(), pitch,
+                                            picture.matte(), pitch, 0, 0, last_x, last_y,
+                                            compress ? 1 : 0);
     }
-    if (picture.kind() == TRELLIS_KIND_MASK && format.save_mask_fn != nullptr) {
-        return format.save_mask_fn(name, picture.matte(), pitch, 0, 0, last_x, last_y,
-                                   compress ? 1 : 0);
-    }
-    return TRELLIS_NOT_IN_FORMAT_ERROR;
+    const bool has_masks = format.save_mask_fn != nullptr;
+    return save_mask_fn_convert_trellis(
+        mode, has_masks ? mask_slot : picture_slot,
+        has_masks ? any(format.save_mask_fn) : any(format.save_pic_fn), name, picture.matte(),
+        pitch, 0, 0, last_x, last_y, compress ? 1 : 0);
 }
 
 // The matte of a mask that was loaded as a grey image: any of its three equal colours, as it is.
+template <class Sample>
+void take_grey(const Picture& grey, const Picture& mask) {
+    const auto* colour = reinterpret_cast<const Sample*>(grey.colour()) + grey.first_colour();
+    const auto size = static_cast<std::size_t>(grey.colour_samples());
+    for (std::uint64_t i = 0; i < grey.pixels(); ++i) {
+        reinterpret_cast<Sample*>(mask.matte())[i] = colour[i * size];
+    }
+}
+
 void take_grey_as_mask(Picture& picture) {
-    Picture mask(TRELLIS_KIND_MASK, picture.width(), picture.height());
-    for (std::uint64_t i = 0; i < picture.pixels(); ++i) {
-        mask.matte()[i] = picture.colour()[i * Picture::colour_size + Picture::blue];
+    Picture mask(TRELLIS_KIND_MASK, picture.width(), picture.height(), picture.depth());
+    if (picture.depth() == 16) {
+        take_grey<std::uint16_t>(picture, mask);
+    } else {
+        take_grey<std::uint8_t>(picture, mask);
     }
     picture = std::move(mask);
 }
@@ -116,14 +154,17 @@ Picture load_picture(const std::string& path, const LoadOptions& options) try {
     }
     const Placement placement = {region.x1 - region.x0, region.y1 - region.y0, -region.x0,
                                  -region.y0};
-    Picture picture(loaded_kind(info), placement.last_x + 1, placement.last_y + 1);
+    Picture picture(loaded_kind(info), placement.last_x + 1, placement.last_y + 1,
+                    options.depth.value_or(native_depth(*info.format)));
     {
         const ProgressBar bar("loading", path);
         if (const int code = load(*info.format, path.c_str(), picture, placement); code != 0) {
             throw FileError(path, code);
         }
     }
-    if (info.kind == TRELLIS_KIND_MASK && picture.kind() == TRELLIS_KIND_IMAGE) {
+    // A file of one channel is a mask as it stands: no need to weigh three equal colours.
+    const bool as_mask = info.kind == TRELLIS_KIND_MASK || options.kind == TRELLIS_KIND_MASK;
+    if (as_mask && info.channels == 1 && picture.kind() == TRELLIS_KIND_IMAGE) {
         take_grey_as_mask(picture);
     }
     picture.turn_into(options.kind.value_or(picture.kind()));
@@ -133,7 +174,7 @@ Picture load_picture(const std::string& path, const LoadOptions& options) try {
 }
 
 void save_picture(const Picture& picture, const std::string& path, const SaveOptions& options) {
-    const pic_format& format = format_for_name(path);
+    const pic_format& format = format_for_name(path, picture.depth());
     SafeFile file(path, options.force);
     const ProgressBar bar("saving", path);
     const int code = file.written_by(

@@ -33,6 +33,7 @@ struct Region {
 struct LoadOptions {
     std::optional<trellis_kind> kind;  // the file's own, if none is asked for
     std::optional<Region> region;      // the whole picture, if none is asked for
+    std::optional<int> depth;  // 8 or 16; that of the format's buffers, if none is asked for
 };
 
 struct SaveOptions {

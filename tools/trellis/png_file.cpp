@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <new>
 #include <vector>
@@ -38,6 +37,30 @@ bool guarded(png_structp png, const Calls& calls) {
 void report_progress(int rows, int height) {
     occaisional_update_progress_trellis_(static_cast<float>(rows) / static_cast<float>(height));
 }
+
+/// What sets the two depths apart: the samples in a PNG row, and those in the library's buffers.
+template <class Sample>
+struct Depth;
+
+template <>
+struct Depth<std::uint8_t> {
+    static constexpr int bits = 8;
+    static constexpr int colour_samples = 4;
+    static constexpr std::uint8_t loaded(std::uint8_t sample) { return sample; }
+    static constexpr std::uint8_t saved(std::uint8_t sample) { return sample; }
+};
+
+template <>
+struct Depth<std::uint16_t> {
+    static constexpr int bits = 16;
+    static constexpr int colour_samples = 3;
+    static constexpr std::uint16_t loaded(std::uint16_t sample) {
+        return static_cast<std::uint16_t>(sample >> 2);
+    }
+    static constexpr std::uint16_t saved(std::uint16_t sample) {
+        return static_cast<std::uint16_t>(sample << 2 | sample >> 12);
+    }
+};
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
@@ -87,17 +110,22 @@ class PngReader {
         return read ? TRELLIS_NO_ERROR : TRELLIS_READ_ERROR;
     }
 
-    /// From here on, rows come in the layout of an 8-bit cutout: matte, blue, green, red. Returns
-    /// how many times all rows must be read, one for a picture that is not interlaced; 0 on errors.
-    int ask_for_cutout_rows() {
+    /// From here on, rows come in the layout of a cutout: matte, blue, green, red. Returns how many
+    /// times all rows must be read, one for a picture that is not interlaced; 0 on errors.
+    int ask_for_cutout_rows(int bits) {
         int passes = 0;
-        const bool asked = guarded(png_, [this, &passes] {
-            png_set_expand(png_);    // to 8 bits, colours for palettes, alpha for tRNS
-            png_set_scale_16(png_);  // to the nearest 8-bit value
+        const bool asked = guarded(png_, [this, bits, &passes] {
+            png_set_expand(png_);  // to 8 bits, colours for palettes, alpha for tRNS
+            if (bits == 8) {
+                png_set_scale_16(png_);  // to the nearest 8-bit value
+            } else {
+                png_set_expand_16(png_);
+                png_set_swap(png_);  // PNG is big-endian
+            }
             png_set_gray_to_rgb(png_);
             png_set_bgr(png_);
             png_set_swap_alpha(png_);
-            png_set_add_alpha(png_, 0xFF, PNG_FILLER_BEFORE);
+            png_set_add_alpha(png_, 0xFFFF, PNG_FILLER_BEFORE);
             passes = png_set_interlace_handling(png_);
             png_read_update_info(png_, info_);
         });
@@ -113,10 +141,11 @@ class PngReader {
 };
 
 /// The caller's side of a load: buffers whose matte may be null, and the part of the picture.
+template <class Sample>
 struct Destination {
-    unsigned char* colour;
+    Sample* colour;
     int pitch;
-    unsigned char* matte;
+    Sample* matte;
     int matte_pitch;
     int x0, y0, x1, y1;
     int left, bottom;  // column and row of the picture, counted from the lower left
@@ -127,23 +156,27 @@ struct Destination {
     }
 
     /// Stores the part that is wanted of a row, which is `height` - 1 for the top line.
-    void store(int row, const unsigned char* pixels) const {
+    void store(int row, const Sample* pixels) const {
         const long y = long{row} - bottom + y0;
         if (y < y0 || y > y1) {
             return;
         }
+        constexpr int size = Depth<Sample>::colour_samples;
         pixels += std::size_t(left) * 4;
-        unsigned char* to = colour + (y * pitch + x0) * 4;
-        for (int x = x0; x <= x1; ++x, pixels += 4, to += 4) {
-            std::memcpy(to + 1, pixels + 1, 3);
+        Sample* to = colour + (y * pitch + x0) * size + size - 3;
+        for (int x = x0; x <= x1; ++x, pixels += 4, to += size) {
+            for (int c = 0; c < 3; ++c) {
+                to[c] = Depth<Sample>::loaded(pixels[1 + c]);
+            }
             if (matte != nullptr) {
-                matte[y * matte_pitch + x] = pixels[0];
+                matte[y * matte_pitch + x] = Depth<Sample>::loaded(pixels[0]);
             }
         }
     }
 };
 
-int load(const char* name, const Destination& destination) {
+template <class Sample>
+int load(const char* name, const Destination<Sample>& destination) {
     PngReader reader(name);
     if (const int code = reader.read_header(); code != 0) {
         return code;
@@ -153,26 +186,25 @@ int load(const char* name, const Destination& destination) {
     if (!destination.fits(width, height)) {
         return TRELLIS_WINDOW_ERROR;
     }
-    const int passes = reader.ask_for_cutout_rows();
+    const int passes = reader.ask_for_cutout_rows(Depth<Sample>::bits);
     if (passes == 0) {
         return TRELLIS_READ_ERROR;
     }
     // The passes of an interlaced picture fill all of its rows little by little.
     const int rows_held = passes == 1 ? 1 : height;
-    const std::size_t row_size = std::size_t(width) * 4;
-    const std::unique_ptr<void, void (*)(void*)> rows(std::calloc(std::size_t(rows_held), row_size),
-                                                      std::free);
+    const std::size_t row_samples = std::size_t(width) * 4;
+    const std::unique_ptr<void, void (*)(void*)> rows(
+        std::calloc(std::size_t(rows_held), row_samples * sizeof(Sample)), std::free);
     if (rows == nullptr) {
         return TRELLIS_ALLOCATION_ERROR;
     }
-    const auto held_row = [&rows, rows_held, row_size](int line) {
-        return static_cast<unsigned char*>(rows.get()) + std::size_t(line % rows_held) * row_size;
-    };
     for (int pass = 1; pass <= passes; ++pass) {
         for (int line = 0; line < height; ++line) {
             report_progress(line + 1, height);
-            unsigned char* row = held_row(line);
-            if (!guarded(reader.png(), [&] { png_read_row(reader.png(), row, nullptr); })) {
+            Sample* row =
+                static_cast<Sample*>(rows.get()) + std::size_t(line % rows_held) * row_samples;
+            auto* bytes = reinterpret_cast<png_bytep>(row);
+            if (!guarded(reader.png(), [&] { png_read_row(reader.png(), bytes, nullptr); })) {
                 return TRELLIS_READ_ERROR;
             }
             if (pass == passes) {
@@ -191,7 +223,7 @@ class PngWriter {
     PngWriter& operator=(const PngWriter&) = delete;
     ~PngWriter() { png_destroy_write_struct(&png_, &info_); }
 
-    int write_header(int width, int height, int colour_type) {
+    int write_header(int width, int height, int bits, int colour_type) {
         if (file_ == nullptr) {
             return TRELLIS_OPEN_ERROR;
         }
@@ -202,14 +234,13 @@ class PngWriter {
         }
         const bool written = guarded(png_, [&] {
             png_init_io(png_, file_.get());
-            png_set_IHDR(png_, info_, png_uint_32(width), png_uint_32(height), 8, colour_type,
+            png_set_IHDR(png_, info_, png_uint_32(width), png_uint_32(height), bits, colour_type,
                          PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
             png_write_info(png_, info_);
             png_set_bgr(png_);
-            if (colour_type == PNG_COLOR_TYPE_RGB) {
-                png_set_filler(png_, 0, PNG_FILLER_BEFORE);  // the spare byte
-            } else {
-                png_set_swap_alpha(png_);
+            png_set_swap_alpha(png_);
+            if (bits == 16) {
+                png_set_swap(png_);  // PNG is big-endian
             }
         });
         return written ? TRELLIS_NO_ERROR : TRELLIS_WRITE_ERROR;
@@ -233,69 +264,95 @@ class PngWriter {
     png_infop info_ = nullptr;
 };
 
-/// Saves the rows that `row_at` gives for y1 down to y0, in the layout of the buffers.
-template <class RowAt>
-int save(const char* name, int colour_type, int x0, int y0, int x1, int y1, const RowAt& row_at) {
-    if (x0 > x1 || y0 > y1) {
+/// The caller's side of a save: buffers of which either may be null, and the part to save.
+template <class Sample>
+struct Source {
+    const Sample* colour;
+    int pitch;
+    const Sample* matte;
+    int matte_pitch;
+    int x0, y0, x1, y1;
+
+    int samples() const { return (colour != nullptr ? 3 : 0) + (matte != nullptr ? 1 : 0); }
+
+    int colour_type() const {
+        return samples() == 1   ? PNG_COLOR_TYPE_GRAY
+               : samples() == 3 ? PNG_COLOR_TYPE_RGB
+                                : PNG_COLOR_TYPE_RGB_ALPHA;
+    }
+
+    /// Pixels of matte, blue, green and red, as far as there are such.
+    void row(int y, Sample* to) const {
+        constexpr int size = Depth<Sample>::colour_samples;
+        for (std::ptrdiff_t x = x0; x <= x1; ++x) {
+            if (matte != nullptr) {
+                *to++ = Depth<Sample>::saved(matte[std::ptrdiff_t{y} * matte_pitch + x]);
+            }
+            for (int c = size - 3; colour != nullptr && c < size; ++c) {
+                *to++ = Depth<Sample>::saved(colour[(std::ptrdiff_t{y} * pitch + x) * size + c]);
+            }
+        }
+    }
+};
+
+template <class Sample>
+int save(const char* name, const Source<Sample>& source) try {
+    if (source.x0 > source.x1 || source.y0 > source.y1) {
         return TRELLIS_WINDOW_ERROR;
     }
-    const int height = y1 - y0 + 1;
+    const int width = source.x1 - source.x0 + 1;
+    const int height = source.y1 - source.y0 + 1;
+    std::vector<Sample> row(std::size_t(width) * std::size_t(source.samples()));
     PngWriter writer(name);
-    if (const int code = writer.write_header(x1 - x0 + 1, height, colour_type); code != 0) {
+    if (const int code =
+            writer.write_header(width, height, Depth<Sample>::bits, source.colour_type());
+        code != 0) {
         return code;
     }
-    for (int y = y1; y >= y0; --y) {
-        report_progress(y1 - y + 1, height);
-        if (const int code = writer.write_row(row_at(y)); code != 0) {
+    for (int y = source.y1; y >= source.y0; --y) {
+        report_progress(source.y1 - y + 1, height);
+        source.row(y, row.data());
+        if (const int code = writer.write_row(reinterpret_cast<png_const_bytep>(row.data()));
+            code != 0) {
             return code;
         }
     }
     return writer.finish();
-}
-
-const unsigned char* pixel(const void* buffer, int size, int pitch, int x, int y) {
-    return static_cast<const unsigned char*>(buffer) + (std::ptrdiff_t{y} * pitch + x) * size;
-}
-
-// The slots.
-
-int load_pic(const char* name, void* rgb, int pitch, int x0, int y0, int x1, int y1, int file_x,
-             int file_y) {
-    return load(name, {static_cast<unsigned char*>(rgb), pitch, nullptr, 0, x0, y0, x1, y1,
-                       std::abs(file_x), std::abs(file_y)});
-}
-
-int load_cut(const char* name, void* rgb, int pitch, void* alpha, int alpha_pitch, int x0, int y0,
-             int x1, int y1, int file_x, int file_y) {
-    return load(name, {static_cast<unsigned char*>(rgb), pitch, static_cast<unsigned char*>(alpha),
-                       alpha_pitch, x0, y0, x1, y1, std::abs(file_x), std::abs(file_y)});
-}
-
-int save_pic(const char* name, void* rgb, int pitch, int x0, int y0, int x1, int y1,
-             int /*compress: PNG always is*/) {
-    return save(name, PNG_COLOR_TYPE_RGB, x0, y0, x1, y1,
-                [&](int y) { return pixel(rgb, 4, pitch, x0, y); });
-}
-
-int save_cut(const char* name, void* rgb, int pitch, void* alpha, int alpha_pitch, int x0, int y0,
-             int x1, int y1, int /*compress*/) try {
-    const std::size_t width = x0 > x1 ? 0 : std::size_t(x1 - x0) + 1;
-    std::vector<unsigned char> row(width * 4);
-    return save(name, PNG_COLOR_TYPE_RGB_ALPHA, x0, y0, x1, y1, [&](int y) {
-        std::memcpy(row.data(), pixel(rgb, 4, pitch, x0, y), row.size());
-        for (std::size_t i = 0; i < width; ++i) {
-            row[4 * i] = *pixel(alpha, 1, alpha_pitch, x0 + int(i), y);
-        }
-        return row.data();
-    });
 } catch (const std::bad_alloc&) {
     return TRELLIS_ALLOCATION_ERROR;
 }
 
+// The slots. PNG files are always compressed, whatever a save asks for.
+
+template <class Sample>
+int load_cut(const char* name, void* rgb, int pitch, void* alpha, int alpha_pitch, int x0, int y0,
+             int x1, int y1, int file_x, int file_y) {
+    return load<Sample>(name, {static_cast<Sample*>(rgb), pitch, static_cast<Sample*>(alpha),
+                               alpha_pitch, x0, y0, x1, y1, std::abs(file_x), std::abs(file_y)});
+}
+
+template <class Sample>
+int load_pic(const char* name, void* rgb, int pitch, int x0, int y0, int x1, int y1, int file_x,
+             int file_y) {
+    return load_cut<Sample>(name, rgb, pitch, nullptr, 0, x0, y0, x1, y1, file_x, file_y);
+}
+
+template <class Sample>
+int save_cut(const char* name, void* rgb, int pitch, void* alpha, int alpha_pitch, int x0, int y0,
+             int x1, int y1, int /*compress*/) {
+    return save<Sample>(name, {static_cast<const Sample*>(rgb), pitch,
+                               static_cast<const Sample*>(alpha), alpha_pitch, x0, y0, x1, y1});
+}
+
+template <class Sample>
+int save_pic(const char* name, void* rgb, int pitch, int x0, int y0, int x1, int y1, int compress) {
+    return save_cut<Sample>(name, rgb, pitch, nullptr, 0, x0, y0, x1, y1, compress);
+}
+
+template <class Sample>
 int save_mask(const char* name, void* mask, int pitch, int x0, int y0, int x1, int y1,
-              int /*compress*/) {
-    return save(name, PNG_COLOR_TYPE_GRAY, x0, y0, x1, y1,
-                [&](int y) { return pixel(mask, 1, pitch, x0, y); });
+              int compress) {
+    return save_cut<Sample>(name, nullptr, 0, mask, pitch, x0, y0, x1, y1, compress);
 }
 
 int size(const char* name, unsigned int* width, unsigned int* height) {
@@ -308,18 +365,22 @@ int size(const char* name, unsigned int* width, unsigned int* height) {
     return TRELLIS_NO_ERROR;
 }
 
+template <class Sample>
 int depth_supported(int buffer_type) {
-    return buffer_type == 0 ? 1 : 0;
+    return buffer_type == (Depth<Sample>::bits == 16 ? 1 : 0) ? 1 : 0;
 }
 
+template <class Sample>
 int probe(void* header, int length, const char* /*name*/, std::int64_t /*reserved*/,
           unsigned int* kind, unsigned int* is_this_format) {
+    constexpr int bits_offset = 24;
     constexpr int colour_type_offset = 25;
     const auto* bytes = static_cast<const unsigned char*>(header);
     if (length <= colour_type_offset) {
         return TRELLIS_SHORT_HEADER_ERROR;
     }
-    if (png_sig_cmp(bytes, 0, signature_size) == 0) {
+    const bool is_deep = bytes[bits_offset] == 16;
+    if (png_sig_cmp(bytes, 0, signature_size) == 0 && is_deep == (Depth<Sample>::bits == 16)) {
         *is_this_format = 1;
         *kind = (bytes[colour_type_offset] & PNG_COLOR_MASK_ALPHA) != 0 ? TRELLIS_KIND_CUTOUT
                                                                         : TRELLIS_KIND_IMAGE;
@@ -345,24 +406,36 @@ int info(const char* name, unsigned int* compression, unsigned int* flag_a, unsi
     return TRELLIS_NO_ERROR;
 }
 
-}  // namespace
-
-void init_png_pic(pic_format* format) {
-    format->type = png_type;
+template <class Sample>
+void fill(pic_format* format) {
     format->ext = "png";
     format->ext2 = "";
     format->ext3 = "";
+    format->load_pic_fn = load_pic<Sample>;
+    format->save_pic_fn = save_pic<Sample>;
+    format->load_cut_fn = load_cut<Sample>;
+    format->save_cut_fn = save_cut<Sample>;
+    format->size_pic_fn = size;
+    format->save_mask_fn = save_mask<Sample>;
+    format->depth_supported_fn = depth_supported<Sample>;
+    format->inq_type_fn = probe<Sample>;
+    format->info_fn = info;
+}
+
+}  // namespace
+
+void init_png_pic(pic_format* format) {
+    fill<std::uint8_t>(format);
+    format->type = png_type;
     format->long_name = "PNG";
     format->code_string = "PNG";
-    format->load_pic_fn = load_pic;
-    format->save_pic_fn = save_pic;
-    format->load_cut_fn = load_cut;
-    format->save_cut_fn = save_cut;
-    format->size_pic_fn = size;
-    format->save_mask_fn = save_mask;
-    format->depth_supported_fn = depth_supported;
-    format->inq_type_fn = probe;
-    format->info_fn = info;
+}
+
+void init_deep_png_pic(pic_format* format) {
+    fill<std::uint16_t>(format);
+    format->type = deep_png_type;
+    format->long_name = "PNG(16bit)";
+    format->code_string = "PNG16";
 }
 
 }  // namespace tool

@@ -7,12 +7,17 @@
 
 namespace tool {
 
-/// The descriptor's type code; the library's formats have others.
+/// The descriptors' type codes; the library's formats have others.
 inline constexpr unsigned int png_type = 1000;
+inline constexpr unsigned int deep_png_type = 1001;
 
-/// Images are RGB files, cutouts RGBA and masks grey. Every valid PNG file loads: 16-bit samples
-/// are narrowed to 8, grey and palette pictures are images, and transparency of any sort makes a
-/// cutout. PNG's alpha is straight, as is the library's matte.
+/// Images are RGB files, cutouts RGBA and masks grey. Every valid PNG file loads: grey and palette
+/// pictures are images, and transparency of any sort makes a cutout. PNG's alpha is straight, as is
+/// the library's matte.
+///
+/// The first takes files of up to 8 bits a sample into 8-bit buffers, the second those of 16 bits
+/// into 16-bit ones, where a sample keeps its upper 14 bits.
 void init_png_pic(pic_format* format);
+void init_deep_png_pic(pic_format* format);
 
 }  // namespace tool
