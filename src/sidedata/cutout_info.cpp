@@ -67,11 +67,13 @@ Error load_word(InputFile& file, void* variable) {
 }
 
 Error pass_name(InputFile& file, int length) {
-    if (length < 0 || static_cast<std::uint64_t>(length) > file.remaining()) {
+    // A negative length is more than any file has.
+    const auto size = static_cast<std::uint64_t>(length);
+    if (size > file.remaining()) {
         return Error::read;
     }
     Block<char> name;
-    if (Error error = name.allocate(static_cast<std::uint64_t>(length)); failed(error)) {
+    if (Error error = name.allocate(size); failed(error)) {
         return error;
     }
     return file.read(name.data(), name.size());

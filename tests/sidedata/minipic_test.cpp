@@ -121,7 +121,7 @@ TEST_F(Minipic, SourcesAndDepths) {
         {2, 0, "c", "0 0 0 0 0 0 0 0"},         {3, 0, "c", "0 0 0 0 0 0 0 0"},
     };
     const std::string printed = support::printed([&] {
-        set_sizes({2, 1, 1, 1});
+        set_sizes({2, 1, 2, 2});
         for (const auto& c : cases) {
             const void* buffers[3] = {};
             for (const char* which = c.given; *which != 0; ++which) {
@@ -132,9 +132,9 @@ TEST_F(Minipic, SourcesAndDepths) {
                                             0, 0, 1, 0, c.depth, c.source),
                       0);
             const Bytes first = hex(c.first);
-            const Bytes second = c.depth == 0 ? Bytes(first.begin(), first.begin() + 4) : zeros(4);
+            const Bytes second = (c.depth == 0 ? first : zeros(8)) + zeros(8);
             EXPECT_EQ(support::contents(side),
-                      words({0, 1, 20, 2, c.source}) + record(2, 1, first) + record(1, 1, second))
+                      words({0, 1, 20, 2, c.source}) + record(2, 1, first) + record(2, 2, second))
                 << c.depth << ' ' << c.source << ' ' << c.given;
         }
     });
@@ -150,7 +150,9 @@ TEST_F(Minipic, SizesAndFailures) {
     } cases[] = {
         {{100, 75, 200, 150}, 0, 0, 150052},
         {{2, 1, -1, 150}, 1920, 1080, 52 + 8 + 266 * 600},
+        {{2, 1, -1, 7}, 27, 3, 52 + 8 + 62 * 28},  // in single precision below 63
         {{2, 1, -1, 4}, 1, 100, 36 + 8 + 16},
+        {{2, 1, -2, 4}, 4, 4, -1},
         {{2, 1, -1, 4}, 10, 0, -1},
         {{0, 1, 2, 1}, 4, 4, 36},
         {{-1, -1, 2, 1}, 4, 4, -1},
@@ -168,12 +170,15 @@ TEST_F(Minipic, SizesAndFailures) {
         const int size = static_cast<int>(support::contents(side).size());
         EXPECT_EQ(support::exists(side) ? size : -1, c.file_size) << &c - cases;
     }
+    // No rows: nothing is drawn, not even where the second preview has a row at least.
     set_sizes({2, 1, 1, 1});
-    EXPECT_EQ(support::codes_without_memory([&] {
-                  return write_minipic_trellis(picture.c_str(), nullptr, nullptr, nullptr, 4, 0, 0,
-                                               3, 3, 0, 0);
+    EXPECT_EQ(support::codes_without_memory([&, mask = Bytes(16, 0x55)] {
+                  return write_minipic_trellis(picture.c_str(), nullptr, mask.data(), nullptr, 4, 0,
+                                               2, 3, 1, 0, 2);
               }),
               (List{2, 2, 2, 0}));
+    EXPECT_EQ(support::contents(side),
+              words({0, 1, 20, 2, 2}) + record(2, 1, zeros(8)) + record(1, 1, zeros(4)));
     EXPECT_EQ(write_minipic_trellis(nullptr, nullptr, nullptr, nullptr, 1, 0, 0, 0, 0, 0, 0), 2);
 }
 
@@ -216,11 +221,12 @@ TEST_F(Minipic, ReadIntoWhatTheHostHas) {
 TEST_F(Minipic, OnlySoundFilesAreRead) {
     const Bytes whole = words({0, 1, 20, 2, 0}) + record(3, 2, Bytes(24, 0x77));
     Bytes got;
-    for (int length = 0; length < static_cast<int>(whole.size()); ++length) {
+    for (int length = static_cast<int>(whole.size()); length >= 0; --length) {
+        const bool is_whole = length == static_cast<int>(whole.size());
         dir.file("a.iff.mpc", {whole.begin(), whole.begin() + length});
-        EXPECT_EQ(read(picture, 6, got), (List{1, -7, -7, -7})) << length;
-        EXPECT_EQ(got, Bytes(28, 0xA5));
-        EXPECT_EQ(trellis::sidedata::last_minipic().first.pixels.size(), 0U);
+        EXPECT_EQ(read(picture, 6, got), (is_whole ? List{0, 3, 2, 1} : List{1, -7, -7, -7}));
+        EXPECT_EQ(got == Bytes(28, 0xA5), !is_whole) << length;
+        EXPECT_EQ(trellis::sidedata::last_minipic().first.pixels.size(), is_whole ? 6U : 0U);
     }
     // The words in file order: three of them are not looked at, and no source is wrong.
     const int codes[9] = {0, 0, 1, 0, 0, 1, 1, 1, 1};
@@ -231,6 +237,10 @@ TEST_F(Minipic, OnlySoundFilesAreRead) {
             dir.file("a.iff.mpc", file);
             EXPECT_EQ(read(picture, 6, got)[0], codes[word]) << word << ": " << value;
         }
+    }
+    for (const List& sizes : {List{16, -3, -2, 24}, {16, 3, 2, 25}, {16, 16384, 16384, 1 << 30}}) {
+        dir.file("a.iff.mpc", words({0, 1, 20, 2, 0}) + words(sizes) + Bytes(28, 0x77));
+        EXPECT_LT(support::memory_of([&] { EXPECT_EQ(read(picture, 6, got)[0], 1); }), 100000U);
     }
 }
 
