@@ -44,8 +44,7 @@ int main(int argc, char** argv) {
     expect(pixar.save_pic_fn(name, colour.data(), side, 0, 0, side - 1, side - 1, 1) == 0, "save");
     expect(progress_calls == side, "a save does not reach the host's progress hook");
     expect(last_fraction == 1.0F, "a save does not end at 1");
-    expect(pixar.load_pic_fn(name, colour.data(), side, 0, 0, side - 1, side - 1, 0, 0) == 0,
-           "load");
+    expect(pixar.load_pic_fn(name, colour.data(), side, 0, 0, side - 1, side - 1, 0, 0) == 0, "load");
     expect(progress_calls == 2 * side, "a load does not reach the host's progress hook");
 
     // A DPX save asks before each line. The line that the user stopped at repeats the one before
@@ -59,15 +58,13 @@ int main(int argc, char** argv) {
         lines_until_escape = lines;
         expect(dpx.save_pic_fn(name, samples.data(), side, 0, 0, side - 1, side - 1, 0) == 11,
                "a save does not end with the host's answer");
-        expect(
-            progress_calls == lines + 1 && last_fraction * (side - 1) == static_cast<float>(lines),
-            "a save does not tell about each line");
+        expect(progress_calls == lines + 1 && last_fraction * (side - 1) == static_cast<float>(lines),
+               "a save does not tell about each line");
         std::ifstream file(name);
         const std::string bytes(std::istreambuf_iterator<char>(file), {});
         constexpr std::size_t line = side * 4;
         expect(bytes.size() == 2048 + static_cast<std::size_t>(lines + 1) * line &&
-                   (lines == 0 || bytes.substr(bytes.size() - line) ==
-                                      bytes.substr(bytes.size() - 2 * line, line)),
+                   (lines == 0 || bytes.substr(bytes.size() - line) == bytes.substr(bytes.size() - 2 * line, line)),
                "a stopped save does not end with a line repeated");
     }
     std::remove(name);

@@ -67,10 +67,8 @@ void check_depth(int width, int from_channels, int to_channels, Convert convert)
         for (int x = 0; x < width; ++x) {
             for (int c = 0; c < channels; ++c) {
                 const int value = from.at(sx + x, sy + y, from_channels - channels + c);
-                const int converted =
-                    sizeof(From) == 1 ? value * 64 + value / 4 : (value >> 6) & 0xFF;
-                expected.at(dx + x, dy + y, to_channels - channels + c) =
-                    static_cast<To>(converted);
+                const int converted = sizeof(From) == 1 ? value * 64 + value / 4 : (value >> 6) & 0xFF;
+                expected.at(dx + x, dy + y, to_channels - channels + c) = static_cast<To>(converted);
             }
         }
     }
@@ -92,20 +90,20 @@ TEST(Depth, RectanglesOfEveryLayout) {
                             Colour8(to.data(), to.pitch()).from(dx, dy), extent);
         });
         check_depth<u8, u16>(width, 1, 1, [&](auto& from, auto& to) {
-            convert::widen(Matte8(from.data(), from.pitch()).from(sx, sy),
-                           Matte16(to.data(), to.pitch()).from(dx, dy), extent);
+            convert::widen(Matte8(from.data(), from.pitch()).from(sx, sy), Matte16(to.data(), to.pitch()).from(dx, dy),
+                           extent);
         });
         check_depth<u16, u8>(width, 1, 1, [&](auto& from, auto& to) {
-            convert::narrow(Matte16(from.data(), from.pitch()).from(sx, sy),
-                            Matte8(to.data(), to.pitch()).from(dx, dy), extent);
+            convert::narrow(Matte16(from.data(), from.pitch()).from(sx, sy), Matte8(to.data(), to.pitch()).from(dx, dy),
+                            extent);
         });
         check_depth<u8, u16>(width, 4, 4, [&](auto& from, auto& to) {
-            copy_and_convert_cut_buffer_trellis(width, rows, 0, from.data(), from.pitch(), sx, sy,
-                                                1, to.data(), to.pitch(), dx, dy);
+            copy_and_convert_cut_buffer_trellis(width, rows, 0, from.data(), from.pitch(), sx, sy, 1, to.data(),
+                                                to.pitch(), dx, dy);
         });
         check_depth<u16, u8>(width, 4, 4, [&](auto& from, auto& to) {
-            copy_and_convert_cut_buffer_trellis(width, rows, 1, from.data(), from.pitch(), sx, sy,
-                                                0, to.data(), to.pitch(), dx, dy);
+            copy_and_convert_cut_buffer_trellis(width, rows, 1, from.data(), from.pitch(), sx, sy, 0, to.data(),
+                                                to.pitch(), dx, dy);
         });
     });
     EXPECT_EQ(convert::widened(255), 16383);
@@ -139,14 +137,13 @@ void check_layouts(int depth, int count) {
             }
         }
         Guarded<Sample> cutout(widest, 1, 4, 0);
-        rgb_and_a_to_cut_convert_trellis(depth, colour.data(), with_matte ? matte.data() : nullptr,
-                                         cutout.data(), count);
+        rgb_and_a_to_cut_convert_trellis(depth, colour.data(), with_matte ? matte.data() : nullptr, cutout.data(),
+                                         count);
         EXPECT_EQ(cutout, expected);
         Guarded<Sample> shared(widest, 1, 4, 0);
-        std::memcpy(shared.data(), colour.data(),
-                    sizeof(Sample) * static_cast<std::size_t>(count * colour_size));
-        rgb_and_a_to_cut_convert_trellis(depth, shared.data(), with_matte ? matte.data() : nullptr,
-                                         shared.data(), count);
+        std::memcpy(shared.data(), colour.data(), sizeof(Sample) * static_cast<std::size_t>(count * colour_size));
+        rgb_and_a_to_cut_convert_trellis(depth, shared.data(), with_matte ? matte.data() : nullptr, shared.data(),
+                                         count);
         EXPECT_EQ(shared, expected);
     }
 
@@ -161,14 +158,12 @@ void check_layouts(int depth, int count) {
     }
     Guarded<Sample> colour_out(widest, 1, colour_size, 0);
     Guarded<Sample> matte_out(widest, 1, 1, 0);
-    cut_to_rgb_and_a_convert_trellis(depth, colour_out.data(), matte_out.data(), cutout.data(),
-                                     count);
+    cut_to_rgb_and_a_convert_trellis(depth, colour_out.data(), matte_out.data(), cutout.data(), count);
     EXPECT_EQ(colour_out, expected_colour);
     EXPECT_EQ(matte_out, expected_matte);
     Guarded<Sample> shared = cutout;
     Guarded<Sample> matte_again(widest, 1, 1, 0);
-    cut_to_rgb_and_a_convert_trellis(depth, shared.data(), matte_again.data(), shared.data(),
-                                     count);
+    cut_to_rgb_and_a_convert_trellis(depth, shared.data(), matte_again.data(), shared.data(), count);
     EXPECT_EQ(matte_again, expected_matte);
     for (int i = 0; i < count * colour_size; ++i) {
         const bool spare = depth != 1 && i % 4 == 0;  // in place, this byte is the matte's
@@ -199,10 +194,8 @@ void check_mattes(int width, Insert insert, Extract extract) {
             expected_matte.at(x, y) = cutout.at(x, y, 0);
         }
     }
-    insert(inserted.data(), inserted.pitch(), matte.data(), matte.pitch(), sx, sy, sx + width - 1,
-           sy + rows - 1);
-    extract(cutout.data(), cutout.pitch(), extracted.data(), extracted.pitch(), sx, sy,
-            sx + width - 1, sy + rows - 1);
+    insert(inserted.data(), inserted.pitch(), matte.data(), matte.pitch(), sx, sy, sx + width - 1, sy + rows - 1);
+    extract(cutout.data(), cutout.pitch(), extracted.data(), extracted.pitch(), sx, sy, sx + width - 1, sy + rows - 1);
     EXPECT_EQ(inserted, expected_cutout);
     EXPECT_EQ(extracted, expected_matte);
     insert(inserted.data(), inserted.pitch(), matte.data(), matte.pitch(), 0, 2, 3, 1);
@@ -228,8 +221,7 @@ void check_masks(int depth, int count) {
     Guarded<Sample> mask(widest, 1, 1, 0);
     auto expected = mask;
     for (int x = 0; x < count; ++x) {
-        expected.at(x, 0) =
-            grey(colour.at(x, 0, size - 3), colour.at(x, 0, size - 2), colour.at(x, 0, size - 1));
+        expected.at(x, 0) = grey(colour.at(x, 0, size - 3), colour.at(x, 0, size - 2), colour.at(x, 0, size - 1));
     }
     rgb_to_mask_convert_trellis(depth, colour.data(), mask.data(), count);
     EXPECT_EQ(mask, expected);
@@ -276,9 +268,8 @@ TEST(Masks, TheFastGreyIsTheExactOne) {
             }
             rgb_to_mask_convert_trellis(0, colour.data(), mask.data(), 256);
             for (int red = 0; red < 256; ++red) {
-                wrong += mask[static_cast<std::size_t>(red)] != grey<u8>(static_cast<u8>(blue),
-                                                                         static_cast<u8>(green),
-                                                                         static_cast<u8>(red))
+                wrong += mask[static_cast<std::size_t>(red)] !=
+                                 grey<u8>(static_cast<u8>(blue), static_cast<u8>(green), static_cast<u8>(red))
                              ? 1
                              : 0;
             }
@@ -330,8 +321,7 @@ TEST(Premultiply, EveryMatteAndColour) {
                 for (int c = 1; c < 4; ++c) {
                     const int colour = from.at(x, a, c);
                     expected_plain.at(x, a, c) = static_cast<u8>(n == 0 ? 0 : colour * 255 / n);
-                    expected_inverted.at(x, a, c) =
-                        static_cast<u8>(a == 255 ? colour : (colour * a) >> 8);
+                    expected_inverted.at(x, a, c) = static_cast<u8>(a == 255 ? colour : (colour * a) >> 8);
                 }
             }
         }
@@ -368,18 +358,12 @@ TEST(RunEstimate, RowsAndBuffers) {
         }
     }
     for (const auto& [y0, pays] : {std::pair{5, 1}, {10, 0}}) {
-        EXPECT_EQ(
-            check_buff_for_compression(0, picture.data(), picture.pitch(), 3, y0, 102, y0 + 99),
-            pays);
-        EXPECT_EQ(
-            check_mask_buff_for_compression(0, mask.data(), mask.pitch(), 3, y0, 102, y0 + 99),
-            pays);
+        EXPECT_EQ(check_buff_for_compression(0, picture.data(), picture.pitch(), 3, y0, 102, y0 + 99), pays);
+        EXPECT_EQ(check_mask_buff_for_compression(0, mask.data(), mask.pitch(), 3, y0, 102, y0 + 99), pays);
     }
-    EXPECT_EQ(check_rgba_buff_for_compression(0, picture.data(), picture.pitch(), 3, 5, 102, 104),
-              1);
+    EXPECT_EQ(check_rgba_buff_for_compression(0, picture.data(), picture.pitch(), 3, 5, 102, 104), 1);
     Bytes column(88, 7);
-    EXPECT_EQ(check_buff_for_compression(0, column.data(), 1, 0, 0, 0, 21), 0)
-        << "30 bytes are not more than 60";
+    EXPECT_EQ(check_buff_for_compression(0, column.data(), 1, 0, 0, 0, 21), 0) << "30 bytes are not more than 60";
 }
 
 TEST(SmallServices, AspectRatioAndOutline) {

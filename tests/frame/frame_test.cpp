@@ -46,9 +46,8 @@ TEST(Settings, DefaultsAndRules) {
     EXPECT_EQ(inq_mask_lantern_trellis_(), 1);
     EXPECT_EQ(inq_test_esc_during_load_trellis_(), 1);
     EXPECT_EQ(inq_save_minipics_trellis(), 1);
-    EXPECT_EQ(inq_auto_detect_minis_trellis_() + inq_noextchk_trellis() +
-                  inq_match_noinfo_trellis() + inq_minipic_type_trellis() +
-                  inq_last_error_trellis() + inq_error_win_trellis_(),
+    EXPECT_EQ(inq_auto_detect_minis_trellis_() + inq_noextchk_trellis() + inq_match_noinfo_trellis() +
+                  inq_minipic_type_trellis() + inq_last_error_trellis() + inq_error_win_trellis_(),
               0);
     inq_size_1_minipic_trellis(&width, &height);
     EXPECT_EQ(width * 1000 + height, 100075);
@@ -181,9 +180,8 @@ TEST(FileHelpers, Extensions) {
         const char* name;
         const char* extension;
         int match;
-    } cases[] = {{"image.pic", "pic", 1}, {"epic", "pic", 1},      {"pic", "xpic", 0},
-                 {"image.PIC", "pic", 0}, {"image.pic", "", 1},    {"", "", 1},
-                 {"pic", "pic", 1},       {"image.pic ", "pic", 0}};
+    } cases[] = {{"image.pic", "pic", 1}, {"epic", "pic", 1}, {"pic", "xpic", 0}, {"image.PIC", "pic", 0},
+                 {"image.pic", "", 1},    {"", "", 1},        {"pic", "pic", 1},  {"image.pic ", "pic", 0}};
     for (const auto& c : cases) {
         EXPECT_EQ(check_ext_trellis(c.name, c.extension), c.match) << c.name << " " << c.extension;
     }
@@ -200,9 +198,7 @@ TEST(FileHelpers, Extensions) {
 TEST(FileHelpers, DeleteIfWriteable) {
     const support::TempDir dir;
     const std::string path = dir.file("left.pic", {1, 2, 3});
-    const auto message = [&] {
-        return support::printed([&] { delete_if_writeable_trellis(path.c_str()); });
-    };
+    const auto message = [&] { return support::printed([&] { delete_if_writeable_trellis(path.c_str()); }); };
     // Only the owner's and the group's bits count, whoever runs this.
     chmod(path.c_str(), 0002);
     EXPECT_EQ(message(), "Save failed file " + path + " not writable by user\n");

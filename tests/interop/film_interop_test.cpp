@@ -45,8 +45,7 @@ class FilmInterop : public testing::Test {
     Codes codes() {
         Codes codes;
         for (int i = 0; i < width * height * 3; ++i) {
-            codes.push_back(
-                buffers.colour.at(i / 3 % width, height - 1 - i / 3 / width, 2 - i % 3));
+            codes.push_back(buffers.colour.at(i / 3 % width, height - 1 - i / 3 / width, 2 - i % 3));
         }
         return codes;
     }
@@ -65,8 +64,8 @@ class FilmInterop : public testing::Test {
 
     // Cineon files are logarithmic to GraphicsMagick, and converted, unless told otherwise.
     Codes graphicsmagick(const std::string& name) const {
-        EXPECT_TRUE(run("gm convert -define cineon:colorspace=rgb " + in(name) +
-                        " -depth 16 -endian MSB RGB:" + in("seen")));
+        EXPECT_TRUE(
+            run("gm convert -define cineon:colorspace=rgb " + in(name) + " -depth 16 -endian MSB RGB:" + in("seen")));
         return raw_codes(in("seen"), false);
     }
 
@@ -86,12 +85,11 @@ TEST_F(FilmInterop, FFmpegReadsAndWritesDpx) {
         GTEST_SKIP() << "ffmpeg is not installed";
     }
     const Codes saved = save(dpx, "a.dpx");
-    ASSERT_TRUE(run("ffmpeg -v error -y -i " + in("a.dpx") + " -f rawvideo -pix_fmt gbrp10be " +
-                    in("planes")));
+    ASSERT_TRUE(run("ffmpeg -v error -y -i " + in("a.dpx") + " -f rawvideo -pix_fmt gbrp10be " + in("planes")));
     EXPECT_EQ(raw_codes(in("planes"), true), saved);
     for (const std::string order : {"be", "le"}) {
-        ASSERT_TRUE(run("ffmpeg -v error -y -f rawvideo -pix_fmt gbrp10be -s 61x37 -i " +
-                        in("planes") + " -pix_fmt gbrp10" + order + " " + in("b.dpx")));
+        ASSERT_TRUE(run("ffmpeg -v error -y -f rawvideo -pix_fmt gbrp10be -s 61x37 -i " + in("planes") +
+                        " -pix_fmt gbrp10" + order + " " + in("b.dpx")));
         EXPECT_EQ(contents(in("b.dpx"))[0], order == "be" ? 'S' : 'X');
         EXPECT_EQ(load(dpx, "b.dpx"), saved) << order;
     }
@@ -118,8 +116,7 @@ TEST_F(FilmInterop, GraphicsMagickReadsBothAndWritesCineon) {
     EXPECT_EQ(save(cineon, "a.cin"), saved);
     EXPECT_EQ(graphicsmagick("a.cin"), saved);
     // It converts what it writes, so a third program says which codes these are.
-    ASSERT_TRUE(run("gm convert -endian MSB -size 61x37 -depth 16 RGB:" + in("seen") +
-                    " -depth 10 " + in("b.cin")));
+    ASSERT_TRUE(run("gm convert -endian MSB -size 61x37 -depth 16 RGB:" + in("seen") + " -depth 10 " + in("b.cin")));
     const Codes written = load(cineon, "b.cin");
     EXPECT_EQ(written, openimageio("b.cin"));
     EXPECT_NE(written, Codes(pixels * 3, 0));

@@ -44,20 +44,19 @@ int run(Call call, const std::string& name, Host& host) {
     unsigned int* w = host.words.data();
     auto* r = reinterpret_cast<float*>(w + 4);
     const trellis_size_cut_fn size_fn = size_cutout_info_trellis;
-    return call == size ? size_fn(name.c_str(), w, w + 1, w + 2, w + 3, r, r + 1, r + 2, r + 3,
-                                  w + 9, w + 10, nullptr, w + 11)
-                        : load_cutout_info_trellis(name.c_str(), w, w + 1, w + 2, w + 3, r, r + 1,
-                                                   r + 2, r + 3, w + 8, w + 9, w + 10,
-                                                   host.outline.data(), nullptr, w + 11);
+    return call == size
+               ? size_fn(name.c_str(), w, w + 1, w + 2, w + 3, r, r + 1, r + 2, r + 3, w + 9, w + 10, nullptr, w + 11)
+               : load_cutout_info_trellis(name.c_str(), w, w + 1, w + 2, w + 3, r, r + 1, r + 2, r + 3, w + 8, w + 9,
+                                          w + 10, host.outline.data(), nullptr, w + 11);
 }
 
 TEST(CutoutInfo, SavedByteForByte) {
     const support::TempDir dir;
     const std::string name = dir.path("a.pic");
     const auto save = [](const char* to, std::size_t outline_size, const void* bytes) {
-        return save_cutout_info_trellis(
-            to, 100, 50, -3, 0x04010203, 1.0F, -2.5F, std::bit_cast<float>(0x7FC00001), -0.0F,
-            0x05010203, 0x06010203, static_cast<int>(outline_size), bytes, nullptr, INT_MIN + 7);
+        return save_cutout_info_trellis(to, 100, 50, -3, 0x04010203, 1.0F, -2.5F, std::bit_cast<float>(0x7FC00001),
+                                        -0.0F, 0x05010203, 0x06010203, static_cast<int>(outline_size), bytes, nullptr,
+                                        INT_MIN + 7);
     };
     for (const Bytes& bytes : {outline, Bytes(100000, 0x33), Bytes()}) {
         EXPECT_EQ(save(name.c_str(), bytes.size(), bytes.data()), 0);
@@ -73,8 +72,7 @@ TEST(CutoutInfo, SavedByteForByte) {
     EXPECT_EQ(support::codes_without_memory([&] { return save(name.c_str(), 0, nullptr); }),
               (std::vector<int>{3, 3, 0}));
     Host host;
-    EXPECT_EQ(support::codes_without_memory([&] { return run(load, name, host); }),
-              (std::vector<int>{3, 3, 3, 0}));
+    EXPECT_EQ(support::codes_without_memory([&] { return run(load, name, host); }), (std::vector<int>{3, 3, 3, 0}));
     for (const int type : {-1, 0, 1, 2}) {
         EXPECT_EQ(format_cutout_info_trellis(type), type == 1);
     }
@@ -104,8 +102,8 @@ TEST(CutoutInfo, LoadedAsFarAsTheFileGoes) {
             if (static_cast<int>(expected.words[10]) < 1) {
                 expected.words[10] = 40;
                 set_default_cutout_outline(call == load ? expected.outline.data() : unused, 0, 0,
-                                           static_cast<int>(expected.words[0]),
-                                           static_cast<int>(expected.words[1]), centre, centre);
+                                           static_cast<int>(expected.words[0]), static_cast<int>(expected.words[1]),
+                                           centre, centre);
             } else if (length >= 15 + 44 + 5 && call == load) {
                 support::put(expected.outline, 0, outline);
             }
@@ -144,8 +142,7 @@ TEST(CutoutInfo, LengthsAndVersions) {
             Host host;
             int code = -1;
             const auto load_it = [&] { code = run(load, dir.path("ab"), host); };
-            EXPECT_EQ(support::printed([&] { EXPECT_LT(support::memory_of(load_it), 100000U); }),
-                      c.printed);
+            EXPECT_EQ(support::printed([&] { EXPECT_LT(support::memory_of(load_it), 100000U); }), c.printed);
             EXPECT_EQ(code, c.code) << c.at << ": " << value;
             EXPECT_EQ(host.words[10], c.outline_size) << c.at << ": " << value;
             EXPECT_EQ(host.words[11], c.last) << c.at << ": " << value;

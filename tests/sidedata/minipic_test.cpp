@@ -89,24 +89,21 @@ TEST_F(Minipic, PicturesOfAllShapes) {
         const int width = static_cast<int>(c.columns.size());
         const int height = static_cast<int>(c.rows.size());
         set_sizes({width, height, width, height});
-        EXPECT_EQ(write_minipic_trellis(picture.c_str(), nullptr, mask.data(), nullptr, pitch, 2, 1,
-                                        c.width + 1, c.height, 0, 2),
+        EXPECT_EQ(write_minipic_trellis(picture.c_str(), nullptr, mask.data(), nullptr, pitch, 2, 1, c.width + 1,
+                                        c.height, 0, 2),
                   0);
         const Bytes shown = record(c.columns, c.rows);
-        EXPECT_EQ(support::contents(side),
-                  words({0, 1, 20, 2, 2}) +
-                      (c.in_second_only ? record(List(c.columns.size(), -1), c.rows) : shown) +
-                      shown)
+        EXPECT_EQ(
+            support::contents(side),
+            words({0, 1, 20, 2, 2}) + (c.in_second_only ? record(List(c.columns.size(), -1), c.rows) : shown) + shown)
             << c.width << " x " << c.height;
     }
 }
 
 TEST_F(Minipic, SourcesAndDepths) {
-    const Bytes bytes[3] = {hex("EE 0A 14 1F  EE FF FF FE"), hex("01 FE"),
-                            hex("10 20 30 40  50 60 70 80")};
-    const std::vector<std::uint16_t> samples[3] = {{640, 1280, 1984, 16383, 16383, 16380},
-                                                   {16383, 8224},
-                                                   {64, 127, 128, 16576, 16383, 0, 63, 8191}};
+    const Bytes bytes[3] = {hex("EE 0A 14 1F  EE FF FF FE"), hex("01 FE"), hex("10 20 30 40  50 60 70 80")};
+    const std::vector<std::uint16_t> samples[3] = {
+        {640, 1280, 1984, 16383, 16383, 16380}, {16383, 8224}, {64, 127, 128, 16576, 16383, 0, 63, 8191}};
     const struct {
         int depth, source;
         const char *given, *first;  // given: colour, matte, both in one
@@ -128,8 +125,8 @@ TEST_F(Minipic, SourcesAndDepths) {
                 const auto i = std::string("cmb").find(*which);
                 buffers[i] = c.depth == 1 ? static_cast<const void*>(&samples[i][0]) : &bytes[i][0];
             }
-            EXPECT_EQ(write_minipic_trellis(picture.c_str(), buffers[0], buffers[1], buffers[2], 2,
-                                            0, 0, 1, 0, c.depth, c.source),
+            EXPECT_EQ(write_minipic_trellis(picture.c_str(), buffers[0], buffers[1], buffers[2], 2, 0, 0, 1, 0, c.depth,
+                                            c.source),
                       0);
             const Bytes first = hex(c.first);
             const Bytes second = (c.depth == 0 ? first : zeros(8)) + zeros(8);
@@ -164,8 +161,8 @@ TEST_F(Minipic, SizesAndFailures) {
     for (const auto& c : cases) {
         std::filesystem::remove(side);
         set_sizes(c.sizes);
-        EXPECT_EQ(write_minipic_trellis(dir.path(c.name).c_str(), nullptr, nullptr, nullptr, 4, 0,
-                                        0, c.width - 1, c.height - 1, 0, 0),
+        EXPECT_EQ(write_minipic_trellis(dir.path(c.name).c_str(), nullptr, nullptr, nullptr, 4, 0, 0, c.width - 1,
+                                        c.height - 1, 0, 0),
                   c.file_size > 100 ? 0 : 2);
         const int size = static_cast<int>(support::contents(side).size());
         EXPECT_EQ(support::exists(side) ? size : -1, c.file_size) << &c - cases;
@@ -173,12 +170,10 @@ TEST_F(Minipic, SizesAndFailures) {
     // No rows: nothing is drawn, not even where the second preview has a row at least.
     set_sizes({2, 1, 1, 1});
     EXPECT_EQ(support::codes_without_memory([&, mask = Bytes(16, 0x55)] {
-                  return write_minipic_trellis(picture.c_str(), nullptr, mask.data(), nullptr, 4, 0,
-                                               2, 3, 1, 0, 2);
+                  return write_minipic_trellis(picture.c_str(), nullptr, mask.data(), nullptr, 4, 0, 2, 3, 1, 0, 2);
               }),
               (List{2, 2, 2, 0}));
-    EXPECT_EQ(support::contents(side),
-              words({0, 1, 20, 2, 2}) + record(2, 1, zeros(8)) + record(1, 1, zeros(4)));
+    EXPECT_EQ(support::contents(side), words({0, 1, 20, 2, 2}) + record(2, 1, zeros(8)) + record(1, 1, zeros(4)));
     EXPECT_EQ(write_minipic_trellis(nullptr, nullptr, nullptr, nullptr, 1, 0, 0, 0, 0, 0, 0), 2);
 }
 
@@ -187,8 +182,7 @@ TEST_F(Minipic, SizesAndFailures) {
 List read(const std::string& name, int capacity, Bytes& destination) {
     destination.assign(static_cast<std::size_t>(std::max(capacity, 0)) * 4 + 4, 0xA5);
     List result = {0, -7, -7, -7};
-    result[0] = read_minipic_trellis(name.c_str(), destination.data(), capacity, &result[1],
-                                     &result[2], &result[3]);
+    result[0] = read_minipic_trellis(name.c_str(), destination.data(), capacity, &result[1], &result[2], &result[3]);
     return result;
 }
 
@@ -200,8 +194,7 @@ TEST_F(Minipic, ReadIntoWhatTheHostHas) {
         // A longer header and record are passed over.
         dir.file("a.iff.mpc", words({9, 9, 24, 9, source, -1, 20, 1, 2, 8, -1}) + pixels);
         for (const int capacity : {2, 5, 1, 0, -1, INT_MIN}) {
-            EXPECT_EQ(read(picture, capacity, got),
-                      (List{capacity < 2 ? 26 : 0, 1, 2, types[source]}));
+            EXPECT_EQ(read(picture, capacity, got), (List{capacity < 2 ? 26 : 0, 1, 2, types[source]}));
             Bytes expected = zeros(got.size());
             support::put(expected, 0, capacity < 2 ? Bytes() : pixels);
             support::put(expected, got.size() - 4, hex("A5 A5 A5 A5"));
@@ -214,8 +207,7 @@ TEST_F(Minipic, ReadIntoWhatTheHostHas) {
     EXPECT_EQ(read(dir.path("other"), 0, got), (List{24, -7, -7, -7}));
     std::filesystem::create_directory(dir.path("folder.mpc"));
     EXPECT_EQ(read(dir.path("folder"), 0, got), (List{1, -7, -7, -7}));
-    EXPECT_EQ(support::codes_without_memory([&] { return read(picture, 1, got)[0]; }),
-              (List{3, 3, 3, 0}));
+    EXPECT_EQ(support::codes_without_memory([&] { return read(picture, 1, got)[0]; }), (List{3, 3, 3, 0}));
 }
 
 TEST_F(Minipic, OnlySoundFilesAreRead) {

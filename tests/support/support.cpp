@@ -75,8 +75,7 @@ TempDir::~TempDir() {
 
 std::string TempDir::file(const std::string& name, const Bytes& bytes) const {
     std::ofstream out(path(name), std::ios::binary);
-    out.write(reinterpret_cast<const char*>(bytes.data()),
-              static_cast<std::streamsize>(bytes.size()));
+    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     return path(name);
 }
 

@@ -62,9 +62,7 @@ class Guarded {
     Sample* data() { return samples_.data() + guard; }
     int pitch() const { return pitch_; }
 
-    Sample& at(int x, int y, int channel = 0) {
-        return data()[(x + y * pitch_) * channels_ + channel];
-    }
+    Sample& at(int x, int y, int channel = 0) { return data()[(x + y * pitch_) * channels_ + channel]; }
 
     /// How many samples, guards included, are no longer the filler.
     int written() const {

@@ -23,9 +23,9 @@ void write_png(const std::string& path, const Png& png) {
     png_infop info = png_create_info_struct(file);
     std::FILE* stream = std::fopen(path.c_str(), "wb");
     png_init_io(file, stream);
-    png_set_IHDR(file, info, png_uint_32(png.width), png_uint_32(png.height), png.bit_depth,
-                 png.colour_type, png.interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
-                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_set_IHDR(file, info, png_uint_32(png.width), png_uint_32(png.height), png.bit_depth, png.colour_type,
+                 png.interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
+                 PNG_FILTER_TYPE_DEFAULT);
     if (!png.palette.empty()) {
         png_set_PLTE(file, info, png.palette.data(), int(png.palette.size()));
     }

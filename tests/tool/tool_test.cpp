@@ -37,10 +37,9 @@ class Tool : public testing::Test {
     /// Runs the tool in the test's directory; `before` is shell text, such as a limit to set.
     Result run(const std::string& arguments, const std::string& before = "") {
         // Under the sanitizers, memory that cannot be had is a null pointer, as it is without them.
-        const std::string command =
-            "cd " + dir.path("") + " && " + before +
-            " ASAN_OPTIONS=$ASAN_OPTIONS:allocator_may_return_null=1 " TRELLIS_TOOL " " +
-            arguments + " >" + results.path("out") + " 2>" + results.path("err");
+        const std::string command = "cd " + dir.path("") + " && " + before +
+                                    " ASAN_OPTIONS=$ASAN_OPTIONS:allocator_may_return_null=1 " TRELLIS_TOOL " " +
+                                    arguments + " >" + results.path("out") + " 2>" + results.path("err");
         const int status = std::system(command.c_str());
         return {WEXITSTATUS(status), text(results.path("out")), text(results.path("err"))};
     }
@@ -249,8 +248,7 @@ TEST_F(Tool, TellsWhatFailedAndLeavesNothingBehind) {
     };
     for (const Case& c : {
              Case{"info none.pic", 1, "none.pic: Failed to open file in trellis (code 6)"},
-             {"convert text.txt x.pic", 1,
-              "text.txt: Unknown or unsupported format in trellis (code 5)"},
+             {"convert text.txt x.pic", 1, "text.txt: Unknown or unsupported format in trellis (code 5)"},
              {"convert text.png x.pic", 1, "text.png: Read error in trellis (code 1)"},
              {"convert text.pic x.png", 1, "text.pic: Read error in trellis (code 1)"},
              {"convert cut.png x.pic", 1, "cut.png: Read error in trellis (code 1)"},
@@ -259,14 +257,11 @@ TEST_F(Tool, TellsWhatFailedAndLeavesNothingBehind) {
               "huge.png: Allocation error in trellis: the picture is too large for this machine "
               "(code 3)"},
              {"convert wide.pic x.png", 1, "wide.pic: Read error in trellis (code 1)"},
-             {"convert empty.pic x.png", 1,
-              "empty.pic: Unknown or unsupported format in trellis (code 5)"},
+             {"convert empty.pic x.png", 1, "empty.pic: Unknown or unsupported format in trellis (code 5)"},
              {"convert good.png x.pic --rect 0,0,2,0", 1,
               "good.png: Window coordinate error in trellis: the picture is 2 x 1 pixels (code 9)"},
-             {"catalogue good.pic x.png", 1,
-              "good.pic: Trellis function not supported in current format (code 14)"},
-             {"header good.png", 1,
-              "good.png: Trellis function not supported in current format (code 14)"},
+             {"catalogue good.pic x.png", 1, "good.pic: Trellis function not supported in current format (code 14)"},
+             {"header good.png", 1, "good.png: Trellis function not supported in current format (code 14)"},
              {"preview good.pic --png x.png", 1, "good.pic.mpc: Failed to stat file (code 24)"},
              {"cinfo good.pic", 1, "good.pic.cinfo: Failed to open file in trellis (code 6)"},
              {"convert good.png x.txt", 1,
@@ -277,8 +272,7 @@ TEST_F(Tool, TellsWhatFailedAndLeavesNothingBehind) {
              {"convert good.png good.pic", 1,
               "good.pic: File is not writeable: it exists; --force replaces it (code 23)"},
              {"convert good.png pipe.pic --force", 1, "pipe.pic: File is not writeable (code 23)"},
-             {"chart x.pic --size 32768x1", 1,
-              "x.pic: Window coordinate error in trellis (code 9)"},
+             {"chart x.pic --size 32768x1", 1, "x.pic: Window coordinate error in trellis (code 9)"},
              {"chart x.png --size 9999999x9999999", 1,
               "x.png: Allocation error in trellis: the chart is too large for this machine "
               "(code 3)"},
@@ -410,16 +404,14 @@ TEST_F(Tool, CarriesPicturesBetweenDepths) {
         // Files are big-endian; the unused low bits of a pixel's last byte are zero.
         const std::size_t pixel_size = kind == "image" ? 4 : 2;
         const auto code_bits = static_cast<std::uint8_t>(kind == "image" ? 0xFC : 0xC0);
-        for (std::size_t i = 2047 + pixel_size; kind != "cutout" && i < file.size();
-             i += pixel_size) {
+        for (std::size_t i = 2047 + pixel_size; kind != "cutout" && i < file.size(); i += pixel_size) {
             file[i] = static_cast<std::uint8_t>(file[i] & code_bits);
         }
         dir.file("codes.dpx", file);
         succeed("convert codes.dpx deep.png --force");
         succeed("convert deep.png again.dpx --force --kind " + kind);
         const Bytes again = contents(dir.path("again.dpx"));
-        EXPECT_TRUE(std::equal(file.begin() + 2048, file.end(), again.begin() + 2048, again.end()))
-            << kind;
+        EXPECT_TRUE(std::equal(file.begin() + 2048, file.end(), again.begin() + 2048, again.end())) << kind;
     }
 }
 
@@ -428,9 +420,7 @@ TEST_F(Tool, ShowsHeadersWithTheirUndefinedFields) {
     succeed("chart a.cin --size 8x4");
     succeed("chart a.iff --size 8x4");
     succeed("chart a.pic --size 8x4");
-    const auto header = [&](const std::string& file) {
-        return json::parse(run("header --json " + file).out);
-    };
+    const auto header = [&](const std::string& file) { return json::parse(run("header --json " + file).out); };
     json dpx = header("a.dpx");
     EXPECT_EQ(dpx["byte order"], "big-endian");
     EXPECT_EQ(dpx["sections"]["file information"]["file name"], "a.dpx") << "not a temporary name";
@@ -454,14 +444,11 @@ TEST_F(Tool, ShowsHeadersWithTheirUndefinedFields) {
     EXPECT_EQ(outer["chunks"][4]["chunks"][0]["tag"], "RGBA");
     // Cut anywhere, a tree ends where the file does.
     const Bytes whole = contents(dir.path("a.iff"));
-    for (const std::size_t size :
-         {whole.size() - 1, std::size_t{200}, std::size_t{60}, std::size_t{30}}) {
-        dir.file("cut.iff",
-                 Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
+    for (const std::size_t size : {whole.size() - 1, std::size_t{200}, std::size_t{60}, std::size_t{30}}) {
+        dir.file("cut.iff", Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
         EXPECT_EQ(run("header cut.iff").status, 0) << size;
     }
-    EXPECT_NE(run("header a.dpx").out.find("encryption key                   undefined"),
-              std::string::npos);
+    EXPECT_NE(run("header a.dpx").out.find("encryption key                   undefined"), std::string::npos);
 }
 
 TEST_F(Tool, MakesAndShowsSideFiles) {

@@ -32,9 +32,7 @@ struct DpxHeader {
     std::uint64_t offset = 2048;
 
     Bytes bytes() const {
-        const auto number = [this](std::uint64_t value, int size) {
-            return big ? be(value, size) : le(value, size);
-        };
+        const auto number = [this](std::uint64_t value, int size) { return big ? be(value, size) : le(value, size); };
         Bytes header = zeros(2048);
         put(header, 0, hex(big ? "53 44 50 58" : "58 50 44 53") + number(offset, 4));
         put(header, 768, number(static_cast<std::uint64_t>(orientation), 2));
@@ -90,30 +88,27 @@ inline void prepare_header(const pic_format& format, Bytes bytes) {
 }
 
 inline void prepare_orientation(const pic_format& format, int orientation) {
-    prepare_header(format, format.type == TRELLIS_TYPE_DPX
-                               ? DpxHeader{.orientation = orientation}.bytes()
-                               : CineonHeader{.orientation = orientation}.bytes());
+    prepare_header(format, format.type == TRELLIS_TYPE_DPX ? DpxHeader{.orientation = orientation}.bytes()
+                                                           : CineonHeader{.orientation = orientation}.bytes());
 }
 
 /// Guarded buffers of width × height pixels, and loads and saves of rectangles in them.
 struct FilmBuffers {
     FilmBuffers(int width, int height) : colour(width, height, 3), matte(width, height, 1, 5) {}
 
-    int load(const pic_format& format, const std::string& name, int x0, int y0, int x1, int y1,
-             int file_x = 0, int file_y = 0) {
-        return format.load_cut_fn(name.c_str(), colour.data(), colour.pitch(), matte.data(),
-                                  matte.pitch(), x0, y0, x1, y1, file_x, file_y);
+    int load(const pic_format& format, const std::string& name, int x0, int y0, int x1, int y1, int file_x = 0,
+             int file_y = 0) {
+        return format.load_cut_fn(name.c_str(), colour.data(), colour.pitch(), matte.data(), matte.pitch(), x0, y0, x1,
+                                  y1, file_x, file_y);
     }
 
     /// Mode 4 saves a mask, 5 a picture, 6 a cutout.
-    int save(const pic_format& format, int mode, const std::string& file, int x0, int y0, int x1,
-             int y1) {
+    int save(const pic_format& format, int mode, const std::string& file, int x0, int y0, int x1, int y1) {
         const char* name = file.c_str();
-        return mode == 4 ? format.save_mask_fn(name, matte.data(), matte.pitch(), x0, y0, x1, y1, 1)
-               : mode == 5
-                   ? format.save_pic_fn(name, colour.data(), colour.pitch(), x0, y0, x1, y1, 0)
-                   : format.save_cut_fn(name, colour.data(), colour.pitch(), matte.data(),
-                                        matte.pitch(), x0, y0, x1, y1, 0);
+        return mode == 4   ? format.save_mask_fn(name, matte.data(), matte.pitch(), x0, y0, x1, y1, 1)
+               : mode == 5 ? format.save_pic_fn(name, colour.data(), colour.pitch(), x0, y0, x1, y1, 0)
+                           : format.save_cut_fn(name, colour.data(), colour.pitch(), matte.data(), matte.pitch(), x0,
+                                                y0, x1, y1, 0);
     }
 
     /// Noise of `bits` bits everywhere.

@@ -63,12 +63,11 @@ std::vector<Field> saved_fields(bool is_dpx, int mode, const Bytes& path) {
                 {800, be(mode == 4 ? 4 : static_cast<std::uint64_t>(mode) + 45, 1)}};
     }
     const std::size_t channels = mode == 4 ? 1 : static_cast<std::size_t>(mode) - 2;
-    std::vector<Field> fields = {
-        {0, hex("80 2A 5F D7") + be(26624, 4) + be(1024, 4) + be(1024, 4) + be(24576, 4)},
-        {20, be(26624 + size, 4) + text("V4.5") + zeros(4) + path},
-        {132, text(utc("%Y:%m:%d")) + zeros(2) + text("20:38:50Z") + zeros(3)},
-        {193, be(channels, 1)},
-        {200, sides, channels, 28}};
+    std::vector<Field> fields = {{0, hex("80 2A 5F D7") + be(26624, 4) + be(1024, 4) + be(1024, 4) + be(24576, 4)},
+                                 {20, be(26624 + size, 4) + text("V4.5") + zeros(4) + path},
+                                 {132, text(utc("%Y:%m:%d")) + zeros(2) + text("20:38:50Z") + zeros(3)},
+                                 {193, be(channels, 1)},
+                                 {200, sides, channels, 28}};
     for (std::size_t i = 0; i < channels; ++i) {
         fields.push_back({197 + 28 * i, be(channels > 1 && i < 3 ? i + 1 : 0, 1)});
     }
@@ -122,8 +121,7 @@ TEST(FilmHeader, DefaultsAndReuse) {
         }
         ASSERT_EQ(buffers.save(format, mode, name, 1, 2, 30, 20), 0);
         const Bytes header = piece(contents(name), 0, 2048);
-        Bytes expected =
-            start == 1 ? prepared : with_fields(zeros(2048), default_fields(is_dpx, path));
+        Bytes expected = start == 1 ? prepared : with_fields(zeros(2048), default_fields(is_dpx, path));
         expected = with_fields(expected, saved_fields(is_dpx, mode, path));
         if (is_dpx) {
             // Minutes and seconds, which are the same in both places of a new header.
@@ -149,8 +147,8 @@ struct Info {
     Info(const pic_format& format, const std::string& name) {
         out.fill(untouched);
         auto& o = out;
-        result = format.info_fn(name.c_str(), &o[0], &o[1], &o[2], &o[3], &o[4], &o[5], &o[6],
-                                &o[7], &o[8], &o[9], &o[10], &o[11]);
+        result = format.info_fn(name.c_str(), &o[0], &o[1], &o[2], &o[3], &o[4], &o[5], &o[6], &o[7], &o[8], &o[9],
+                                &o[10], &o[11]);
     }
 };
 
@@ -159,12 +157,11 @@ struct Info {
 TEST(FilmHeader, Queries) {
     const TempDir dir;
     constexpr unsigned int none = untouched;
-    const auto dpx_file = [](int descriptor, int bit_size = 10, int orientation = 0,
-                             bool big = true, int elements = 1, std::uint64_t offset = 2048) {
+    const auto dpx_file = [](int descriptor, int bit_size = 10, int orientation = 0, bool big = true, int elements = 1,
+                             std::uint64_t offset = 2048) {
         return DpxHeader{3, 2, descriptor, bit_size, orientation, big, elements, offset}.bytes();
     };
-    const auto cineon_file = [](int channels, int orientation = 0, int bits = 10,
-                                const Bytes& format = {0, 5, 0, 0}) {
+    const auto cineon_file = [](int channels, int orientation = 0, int bits = 10, const Bytes& format = {0, 5, 0, 0}) {
         return CineonHeader{3, 2, channels, orientation, bits, format}.bytes();
     };
     const auto section = [](std::uint64_t length) {
@@ -264,8 +261,7 @@ TEST(FilmHeader, CutAtEveryByteOrMissing) {
         for (std::size_t size = is_dpx ? 1664 : 2048; size-- > 0;) {
             std::filesystem::resize_file(name, size);
             expect_all(name, 1);
-            ASSERT_EQ(inq_dpx_type_fn_(header.data(), 594, name.c_str(), 0, &out, &found),
-                      is_dpx ? 1 : 0);
+            ASSERT_EQ(inq_dpx_type_fn_(header.data(), 594, name.c_str(), 0, &out, &found), is_dpx ? 1 : 0);
             ASSERT_EQ(found, is_dpx ? 0 : untouched);
         }
         expect_all(dir.path("missing"), 6);
@@ -334,8 +330,7 @@ TEST(Catalogue, FormsAndCapacities) {
         }
         Guarded<std::uint8_t> buffer(96, 64, 4, 0);
         unsigned int o[3] = {untouched, untouched, untouched};
-        EXPECT_EQ(cineon.load_cat_fn(dir.file("a", file).c_str(), buffer.data(), c.capacity, &o[0],
-                                     &o[1], &o[2]),
+        EXPECT_EQ(cineon.load_cat_fn(dir.file("a", file).c_str(), buffer.data(), c.capacity, &o[0], &o[1], &o[2]),
                   c.result);
         EXPECT_EQ(o[2], c.present);
         EXPECT_EQ(o[0] * 100 + o[1], c.present == 1 ? 9664 : untouched * 101);

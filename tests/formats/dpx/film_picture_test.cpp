@@ -52,15 +52,14 @@ TEST(FilmPicture, PlacementInBothOrientations) {
     };
     for (const auto& c : cases) {
         // Cineon images follow the user data.
-        const Bytes header =
-            CineonHeader{3, 2, 1, c.orientation, 10, {0, 5, 0, 0}, 1024, 5}.bytes();
+        const Bytes header = CineonHeader{3, 2, 1, c.orientation, 10, {0, 5, 0, 0}, 1024, 5}.bytes();
         const std::pair<const pic_format&, std::string> files[] = {
             {dpx, dir.file("a.dpx", counted(DpxHeader{3, 2, 4, 10, c.orientation}.bytes()))},
             {cineon, dir.file("a.cin", counted(header + Bytes(5, 7)))}};
         for (const auto& [format, name] : files) {
             FilmBuffers buffers(4, 3);
-            ASSERT_EQ(format.load_mask_fn(name.c_str(), buffers.matte.data(), buffers.matte.pitch(),
-                                          c.x0, c.y0, c.x1, c.y1, c.file_x, c.file_y),
+            ASSERT_EQ(format.load_mask_fn(name.c_str(), buffers.matte.data(), buffers.matte.pitch(), c.x0, c.y0, c.x1,
+                                          c.y1, c.file_x, c.file_y),
                       0);
             EXPECT_EQ(rows_of(buffers, 4, 3), c.rows) << &c - cases;
             EXPECT_EQ(buffers.written(), (c.x1 - c.x0 + 1) * (c.y1 - c.y0 + 1));
@@ -72,9 +71,7 @@ TEST(FilmPicture, PlacementInBothOrientations) {
 TEST(FilmPicture, RegionsAreCropsOfTheWhole) {
     const TempDir dir;
     Noise noise(3);
-    const auto below = [&](int limit) {
-        return static_cast<int>(noise.next() % static_cast<unsigned int>(limit));
-    };
+    const auto below = [&](int limit) { return static_cast<int>(noise.next() % static_cast<unsigned int>(limit)); };
     for (int variant = 0; variant < 48; ++variant) {
         const bool large = variant >= 24;  // several batches of lines, several strips of columns
         const int width = large ? 700 : 37;
@@ -110,8 +107,7 @@ TEST(FilmPicture, RegionsAreCropsOfTheWhole) {
                     expected.colour.at(x + 2, y + 1, c) = whole.colour.at(left + x, bottom + y, c);
                 }
             }
-            ASSERT_EQ(region.load(dpx, name, 2, 1, w + 1, h, i % 2 == 0 ? -left : left,
-                                  i % 3 == 0 ? bottom : -bottom),
+            ASSERT_EQ(region.load(dpx, name, 2, 1, w + 1, h, i % 2 == 0 ? -left : left, i % 3 == 0 ? bottom : -bottom),
                       0);
             ASSERT_EQ(region, expected) << variant;
         }
@@ -187,8 +183,7 @@ TEST(FilmPicture, RectanglesOutsideThePicture) {
             const int code = orientation == 0 ? c.upright : c.turned;
             const Bytes header = DpxHeader{3, 2, 4, 10, orientation}.bytes();
             FilmBuffers buffers(3, 3);
-            EXPECT_EQ(buffers.load(dpx, dir.file("a.dpx", counted(header)), c.x0, c.y0, c.x1, c.y1,
-                                   c.file_x, c.file_y),
+            EXPECT_EQ(buffers.load(dpx, dir.file("a.dpx", counted(header)), c.x0, c.y0, c.x1, c.y1, c.file_x, c.file_y),
                       code);
             EXPECT_EQ(buffers.written() > 0, code == 0 && c.x1 >= c.x0) << &c - cases;
         }
@@ -217,8 +212,7 @@ TEST(FilmPicture, Memory) {
             const std::string claims = dir.file("a.dpx", header.bytes() + Bytes(63, 7));
             FilmBuffers buffers(16, 16);
             int result = -1;
-            EXPECT_LE(memory_of([&] { result = buffers.load(dpx, claims, 0, 0, 15, 15); }),
-                      file_buffer);
+            EXPECT_LE(memory_of([&] { result = buffers.load(dpx, claims, 0, 0, 15, 15); }), file_buffer);
             EXPECT_EQ(result, c.result);
             EXPECT_EQ(buffers.written(), result == 0 ? 16 * 16 * 4 : 0);
             EXPECT_EQ(buffers.colour.at(0, 0), result == 0 ? 0 : buffers.colour.filler);
@@ -227,12 +221,10 @@ TEST(FilmPicture, Memory) {
         prepare_orientation(dpx, orientation);
         EXPECT_LE(memory_of([&] { large.save(dpx, 6, name, 0, 0, 999, 999); }), most);
         EXPECT_LE(memory_of([&] { large.load(dpx, name, 0, 0, 999, 999); }), most);
-        EXPECT_LE(memory_of([&] { large.load(dpx, name, 0, 0, 15, 15, 300, 300); }),
-                  file_buffer + 2 * 16 * 16 * 5);
+        EXPECT_LE(memory_of([&] { large.load(dpx, name, 0, 0, 15, 15, 300, 300); }), file_buffer + 2 * 16 * 16 * 5);
 
         // The file's buffer, the lines, and in the turned orientation the pieces of rows.
-        const std::vector<int> codes =
-            orientation == 0 ? std::vector{3, 3, 0} : std::vector{3, 3, 3, 0};
+        const std::vector<int> codes = orientation == 0 ? std::vector{3, 3, 0} : std::vector{3, 3, 3, 0};
         const auto save = [&] {
             prepare_orientation(dpx, orientation);
             return large.save(dpx, 5, name, 0, 0, 2, 2);
@@ -266,8 +258,7 @@ TEST(FilmPicture, FailingSaves) {
         for (const pic_format* format : {&dpx, &cineon}) {
             prepare_orientation(*format, c.orientation);
             EXPECT_EQ(buffers.save(*format, 5, c.name, c.x0, c.y0, c.x1, c.y1), c.code);
-            EXPECT_TRUE(c.name != name || contents(name).size() == (format == &dpx ? 2048 : 26624))
-                << &c - cases;
+            EXPECT_TRUE(c.name != name || contents(name).size() == (format == &dpx ? 2048 : 26624)) << &c - cases;
         }
     }
 }
@@ -279,9 +270,8 @@ TEST(FilmPicture, FilesThatCannotSeek) {
     const std::pair<const pic_format&, Bytes> files[] = {{dpx, DpxHeader{.offset = 1664}.bytes()},
                                                          {cineon, CineonHeader{}.bytes()}};
     for (const auto& [format, bytes] : files) {
-        std::thread writer([&name, &data = bytes] {
-            std::ofstream(name).write(reinterpret_cast<const char*>(data.data()), 2048);
-        });
+        std::thread writer(
+            [&name, &data = bytes] { std::ofstream(name).write(reinterpret_cast<const char*>(data.data()), 2048); });
         FilmBuffers buffers(3, 2);
         EXPECT_EQ(buffers.load(format, name, 0, 0, 2, 1), 16);
         EXPECT_EQ(buffers.written(), 0);

@@ -47,8 +47,7 @@ TEST(FilmPixels, SavedBytes) {
             ASSERT_EQ(pixel_of(c.samples).save(*format, c.mode, name, 1, 1, 1, 1), 0);
             const Bytes file = contents(name);
             const std::size_t header = format == &dpx ? 2048 : 26624;
-            EXPECT_EQ(Bytes(file.begin() + static_cast<std::ptrdiff_t>(header), file.end()),
-                      hex(c.bytes));
+            EXPECT_EQ(Bytes(file.begin() + static_cast<std::ptrdiff_t>(header), file.end()), hex(c.bytes));
         }
     }
     // Buffers that are not there are saved as zero.
@@ -89,13 +88,10 @@ TEST(FilmPixels, LoadedSamples) {
             const bool colour = (wanted & 1) != 0;
             const bool matte = (wanted & 2) != 0;
             FilmBuffers buffers(2, 2);
-            EXPECT_EQ(
-                dpx.load_cut_fn(name.c_str(), colour ? buffers.colour.data() : nullptr,
-                                buffers.colour.pitch(), matte ? buffers.matte.data() : nullptr,
-                                buffers.matte.pitch(), 1, 1, 1, 1, 0, 0),
-                0);
-            EXPECT_EQ(buffers, pixel_of(c.samples, colour, matte))
-                << c.descriptor << " " << c.bytes;
+            EXPECT_EQ(dpx.load_cut_fn(name.c_str(), colour ? buffers.colour.data() : nullptr, buffers.colour.pitch(),
+                                      matte ? buffers.matte.data() : nullptr, buffers.matte.pitch(), 1, 1, 1, 1, 0, 0),
+                      0);
+            EXPECT_EQ(buffers, pixel_of(c.samples, colour, matte)) << c.descriptor << " " << c.bytes;
         }
     }
 }
@@ -122,14 +118,11 @@ TEST(FilmPixels, VectorKernelsDoWhatThePlainLoopsDo) {
         std::generate(colour.begin(), colour.end(), sample);
         std::generate(matte.begin(), matte.end(), sample);
         for (int given = 0; given < 4; ++given) {
-            const auto if_colour = [&](auto* buffer) {
-                return (given & 1) != 0 ? buffer : nullptr;
-            };
+            const auto if_colour = [&](auto* buffer) { return (given & 1) != 0 ? buffer : nullptr; };
             const auto if_matte = [&](auto* buffer) { return (given & 2) != 0 ? buffer : nullptr; };
             for (const Mode mode : {Mode::mask, Mode::picture, Mode::cutout}) {
                 EXPECT_TRUE(same_both_ways([&](FilmBuffers&, std::uint8_t* bytes) {
-                    pack_pixels(mode, if_colour(colour.data()), if_matte(matte.data()), count,
-                                bytes);
+                    pack_pixels(mode, if_colour(colour.data()), if_matte(matte.data()), count, bytes);
                 })) << static_cast<int>(mode)
                     << ", " << count;
             }
@@ -137,8 +130,8 @@ TEST(FilmPixels, VectorKernelsDoWhatThePlainLoopsDo) {
                 Bytes packed(count * pixel_size(static_cast<Layout>(layout)));
                 std::generate(packed.begin(), packed.end(), [&] { return noise.byte(); });
                 EXPECT_TRUE(same_both_ways([&](FilmBuffers& out, std::uint8_t*) {
-                    unpack_pixels(static_cast<Layout>(layout), packed.data(), count,
-                                  if_colour(out.colour.data()), if_matte(out.matte.data()));
+                    unpack_pixels(static_cast<Layout>(layout), packed.data(), count, if_colour(out.colour.data()),
+                                  if_matte(out.matte.data()));
                 })) << layout
                     << ", " << count;
             }

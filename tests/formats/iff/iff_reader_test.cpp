@@ -18,9 +18,7 @@ TEST(IffReader, FilesWholeAndBroken) {
     const TempDir dir;
     const Bytes raw = hex("01 02 03 04 05 06 07 08");
     const Bytes coded = hex("83 01 83 02");
-    const auto tile = [](const Bytes& pixels, std::int64_t size = -1) {
-        return tile_chunk(0, 0, 3, 1, pixels, size);
-    };
+    const auto tile = [](const Bytes& pixels, std::int64_t size = -1) { return tile_chunk(0, 0, 3, 1, pixels, size); };
     const auto mask = [](const Bytes& tiles, std::uint64_t count = 1) {
         return form("CIMG", header_chunk(2, count) + form("TBMP", tiles));
     };
@@ -43,8 +41,8 @@ TEST(IffReader, FilesWholeAndBroken) {
     } cases[] = {
         // Headers and the chunks around them.
         {"colour", file({}, 1, raw), 1, 0, 0, 1, 0, 3},
-        {"colour and alpha, and bits that mean nothing, in one packet",
-         file({}, 0xFFFFFFF7, hex("9F 07")), 0, 8, 0, 1, 1, 4},
+        {"colour and alpha, and bits that mean nothing, in one packet", file({}, 0xFFFFFFF7, hex("9F 07")), 0, 8, 0, 1,
+         1, 4},
         {"no channels: any tile is raw", file({}, 8, raw), 0, 0, 0, 0, 4, 0},
         {"a chunk of odd size before", after(chunk("ODD ", Bytes(5, 9))), 0, 8},
         {"a chunk without a tag before", after(chunk({0, 0, 0, 0}, Bytes(4, 9))), 0, 8},
@@ -95,8 +93,8 @@ TEST(IffReader, FilesWholeAndBroken) {
         EXPECT_EQ(is_maya, c.is_maya);
         EXPECT_EQ(kind, c.is_maya == 1 ? c.kind : 77);
         std::vector<unsigned int> o(12, 77);
-        EXPECT_EQ(maya().info_fn(name.c_str(), &o[0], &o[1], &o[2], &o[3], &o[4], &o[5], &o[6],
-                                 &o[7], &o[8], &o[9], &o[10], &o[11]),
+        EXPECT_EQ(maya().info_fn(name.c_str(), &o[0], &o[1], &o[2], &o[3], &o[4], &o[5], &o[6], &o[7], &o[8], &o[9],
+                                 &o[10], &o[11]),
                   c.info);
         using Outs = std::vector<unsigned int>;
         EXPECT_EQ(o, c.info == 0 ? Outs({9, 0, 0, 0, c.kind, c.channels, 0, 0, 0, 4, 2, 0})
@@ -156,11 +154,9 @@ struct Tiled {
     static Bytes file(std::uint64_t flags, bool swapped) {
         const Bytes tiles = chunk("ZBUF", Bytes(7, 9)) + tile(75, 3, 139, 4, flags, swapped) +
                             tile(0, 3, 74, 4, flags, !swapped) + form("ZBUF", Bytes(3, 9)) +
-                            tile(75, 0, 139, 2, flags, !swapped) +
-                            tile(0, 0, 74, 2, flags, swapped);
-        return form("CIMG", form("META", chunk("TBMP", {})) + header_chunk(flags, 4) +
-                                chunk("AUTH", Bytes(5, 9)) + form("META", Bytes(4, 9)) +
-                                form("TBMP", tiles));
+                            tile(75, 0, 139, 2, flags, !swapped) + tile(0, 0, 74, 2, flags, swapped);
+        return form("CIMG", form("META", chunk("TBMP", {})) + header_chunk(flags, 4) + chunk("AUTH", Bytes(5, 9)) +
+                                form("META", Bytes(4, 9)) + form("TBMP", tiles));
     }
 };
 

@@ -13,17 +13,14 @@ namespace {
 using namespace support;
 
 /// A whole file of one tile, saved at a certain time.
-Bytes saved_file(int w, int h, std::uint64_t flags, int compress, const Bytes& pixels,
-                 std::time_t time) {
+Bytes saved_file(int w, int h, std::uint64_t flags, int compress, const Bytes& pixels, std::time_t time) {
     utsname system{};
     uname(&system);
-    const std::string banner = std::string("Trellis version 8.03R, ") + system.sysname + " " +
-                               system.release + " " + system.machine;
-    const Bytes header = be(static_cast<std::uint64_t>(w), 4) +
-                         be(static_cast<std::uint64_t>(h), 4) + be(0, 4) + be(flags, 4) + be(0, 2) +
-                         be(1, 2) + be(static_cast<std::uint32_t>(compress), 4) + be(0, 8);
-    return form("CIMG", chunk("FVER", be(1, 2) + be(1, 2)) + chunk("TBHD", header) +
-                            chunk("AUTH", text(banner)) +
+    const std::string banner =
+        std::string("Trellis version 8.03R, ") + system.sysname + " " + system.release + " " + system.machine;
+    const Bytes header = be(static_cast<std::uint64_t>(w), 4) + be(static_cast<std::uint64_t>(h), 4) + be(0, 4) +
+                         be(flags, 4) + be(0, 2) + be(1, 2) + be(static_cast<std::uint32_t>(compress), 4) + be(0, 8);
+    return form("CIMG", chunk("FVER", be(1, 2) + be(1, 2)) + chunk("TBHD", header) + chunk("AUTH", text(banner)) +
                             chunk("DATE", text(std::string(std::ctime(&time), 24))) +
                             form("TBMP", tile_chunk(0, 0, w - 1, h - 1, pixels)));
 }
@@ -61,8 +58,7 @@ TEST(IffWriter, EveryByteOfTheFile) {
          hex("31 07 07 07 32 07 07 07 33 07 07 07")},
         {"long runs, plane after plane", &flat, 300, nullptr, 0, 300, 1, 1, -5,
          hex("FF 07 FF 07 AB 07 FF 07 FF 07 AB 07 FF 07 FF 07 AB 07")},
-        {"alpha plane first, rows joined", &flat, 4, &flat, 4, 4, 2, 3, 1,
-         hex("87 07 87 07 87 07 87 07")},
+        {"alpha plane first, rows joined", &flat, 4, &flat, 4, 4, 2, 3, 1, hex("87 07 87 07 87 07 87 07")},
         {"pairs stay in literals", nullptr, 0, &runs, 7, 7, 1, 2, 1, hex("02 07 07 08 83 09")},
         {"nothing to save", nullptr, 0, nullptr, 0, 3, 2, 0, 1, {}},
     };
@@ -71,8 +67,8 @@ TEST(IffWriter, EveryByteOfTheFile) {
         const std::time_t before = std::time(nullptr);
         // The rectangle's place does not matter, its size does.
         EXPECT_EQ(maya().save_cut_fn(name.c_str(), c.colour ? c.colour->data() : nullptr, c.pitch,
-                                     c.matte ? c.matte->data() : nullptr, c.alpha_pitch, 10, 20,
-                                     9 + c.width, 19 + c.height, c.compress),
+                                     c.matte ? c.matte->data() : nullptr, c.alpha_pitch, 10, 20, 9 + c.width,
+                                     19 + c.height, c.compress),
                   0);
         const auto expected = [&](std::time_t time) {
             return saved_file(c.width, c.height, c.flags, c.compress, c.pixels, time);
@@ -127,8 +123,8 @@ TEST(IffWriter, RoundTripsWholeAndInRegions) {
         const bool compress = i / 2 % 2 == 1;
         trellis::allow_vector_kernels(i < 4);
         ASSERT_EQ(maya().save_cut_fn(name.c_str(), large.colour.data(), Large::width,
-                                     with_matte ? large.matte.data() : nullptr, Large::width, 0, 0,
-                                     Large::width - 1, Large::height - 1, compress ? 1 : 0),
+                                     with_matte ? large.matte.data() : nullptr, Large::width, 0, 0, Large::width - 1,
+                                     Large::height - 1, compress ? 1 : 0),
                   0);
         ASSERT_EQ(contents(name).size() < (with_matte ? 4 : 3) * large.matte.size(), compress);
         large.expect_in<std::uint8_t>(name, with_matte, 0, 0, Large::width, Large::height);

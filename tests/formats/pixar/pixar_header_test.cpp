@@ -57,8 +57,8 @@ struct Info {
         Info info{};
         info.out.fill(untouched);
         auto& o = info.out;
-        info.result = pixar().info_fn(name.c_str(), &o[0], &o[1], &o[2], &o[3], &o[4], &o[5], &o[6],
-                                      &o[7], &o[8], &o[9], &o[10], &o[11]);
+        info.result = pixar().info_fn(name.c_str(), &o[0], &o[1], &o[2], &o[3], &o[4], &o[5], &o[6], &o[7], &o[8],
+                                      &o[9], &o[10], &o[11]);
         return info;
     }
 };
@@ -80,8 +80,7 @@ TEST(PixarInfo, OutsByFormatAndStorage) {
         {0xFFF0, 7, 5, {none, 0, 0, 0, none, 0, none, 0, 0, 640, 480, none}},
     };
     for (const auto& c : cases) {
-        const PixarHeader header = {
-            .width = 640, .height = 480, .format = c.format, .storage = c.storage};
+        const PixarHeader header = {.width = 640, .height = 480, .format = c.format, .storage = c.storage};
         const Info info = Info::of(dir.file("a.pic", header.bytes()));
         EXPECT_EQ(info.result, c.result) << c.format;
         EXPECT_EQ(info.out, c.out) << c.format;

@@ -35,9 +35,8 @@ Bytes all_kernels(std::size_t count, std::size_t offset, bool with_colour, bool 
                      {.colour = with_colour ? colour.data() + offset : nullptr,
                       .matte = with_matte ? matte.data() + offset : nullptr,
                       .next_colour = colour.data()});
-    pixar::gather_row(with_colour ? source.data() + offset : nullptr,
-                      with_matte ? source.data() + offset + 1 : nullptr, count,
-                      gathered.data() + offset);
+    pixar::gather_row(with_colour ? source.data() + offset : nullptr, with_matte ? source.data() + offset + 1 : nullptr,
+                      count, gathered.data() + offset);
     pixar::expand_rgb(source.data() + offset, count, expanded.data() + offset);
     pixar::pack_rgb(row.data(), count, samples.data() + offset);
 

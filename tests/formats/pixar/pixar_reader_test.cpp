@@ -27,9 +27,8 @@ struct Loaded {
     Loaded(int w, int h) : width(w), height(h) {}
 
     int load(const std::string& name, int file_x = 0, int file_y = 0) {
-        return pixar().load_cut_fn(name.c_str(), colour.data(), colour.pitch(), matte.data(),
-                                   matte.pitch(), x0, y0, x0 + width - 1, y0 + height - 1, file_x,
-                                   file_y);
+        return pixar().load_cut_fn(name.c_str(), colour.data(), colour.pitch(), matte.data(), matte.pitch(), x0, y0,
+                                   x0 + width - 1, y0 + height - 1, file_x, file_y);
     }
 
     /// Red, green, blue and matte of the loaded pixels, top row first: the order of the file.
@@ -37,8 +36,7 @@ struct Loaded {
         Bytes bytes;
         for (int y = y0 + height - 1; y >= y0; --y) {
             for (int x = x0; x < x0 + width; ++x) {
-                bytes = bytes + Bytes{colour.at(x, y, 3), colour.at(x, y, 2), colour.at(x, y, 1),
-                                      matte.at(x, y)};
+                bytes = bytes + Bytes{colour.at(x, y, 3), colour.at(x, y, 2), colour.at(x, y, 1), matte.at(x, y)};
             }
         }
         return bytes;
@@ -65,19 +63,15 @@ TEST(PixarReader, StorageCodesPacketTypesAndChannels) {
          "01 02 03 04 11 12 13 14 21 22 23 24 31 32 33 34"},
         {"dumped image: no matte", 14, 2, "01 02 03 11 12 13 21 22 23 31 32 33",
          "01 02 03 00 11 12 13 00 21 22 23 00 31 32 33 00"},
-        {"dumped red and matte", 9, 2, "01 04 11 14 21 24 31 34",
-         "01 00 00 04 11 00 00 14 21 00 00 24 31 00 00 34"},
+        {"dumped red and matte", 9, 2, "01 04 11 14 21 24 31 34", "01 00 00 04 11 00 00 14 21 00 00 24 31 00 00 34"},
         {"no channels at all", 0, 2, "FF", "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"},
-        {"mask reads as grey", 1, 2, "01 11 21 31",
-         "01 01 01 00 11 11 11 00 21 21 21 00 31 31 31 00"},
-        {"blue alone reads as grey", 2, 2, "01 11 21 31",
-         "01 01 01 00 11 11 11 00 21 21 21 00 31 31 31 00"},
+        {"mask reads as grey", 1, 2, "01 11 21 31", "01 01 01 00 11 11 11 00 21 21 21 00 31 31 31 00"},
+        {"blue alone reads as grey", 2, 2, "01 11 21 31", "01 01 01 00 11 11 11 00 21 21 21 00 31 31 31 00"},
         {"matte bit with a bit that means nothing", 17, 2, "01 11 21 31",
          "00 00 00 01 00 00 00 11 00 00 00 21 00 00 00 31"},
         {"dumped deep: 12 bits, low byte first", 1, 3, "08 00 FF 07 00 0C FF F7",
          "01 01 01 00 FF FF FF 00 00 00 00 00 FF FF FF 00"},
-        {"deep limits", 8, 3, "00 08 FF 0B 07 00 FF 0F",
-         "FF FF FF 00 FF FF FF 00 00 00 00 00 00 00 00 00"},
+        {"deep limits", 8, 3, "00 08 FF 0B 07 00 FF 0F", "FF FF FF 00 FF FF FF 00 00 00 00 00 00 00 00 00"},
         {"dump packet", 15, 0, "03 10 01 02 03 04 11 12 13 14 21 22 23 24 31 32 33 34",
          "01 02 03 04 11 12 13 14 21 22 23 24 31 32 33 34"},
         {"run packet of two runs", 14, 0, "01 20 02 07 08 09 00 17 18 19",
@@ -86,14 +80,11 @@ TEST(PixarReader, StorageCodesPacketTypesAndChannels) {
          "01 02 03 66 11 12 13 66 21 22 23 66 31 32 33 66"},
         {"matte run packet", 15, 0, "01 40 66 02 07 08 09 00 17 18 19",
          "07 08 09 66 07 08 09 66 07 08 09 66 17 18 19 66"},
-        {"matte packet in an image", 14, 0, "00 40 66 03 07 08 09",
-         "07 08 09 66 07 08 09 66 07 08 09 66 07 08 09 66"},
+        {"matte packet in an image", 14, 0, "00 40 66 03 07 08 09", "07 08 09 66 07 08 09 66 07 08 09 66 07 08 09 66"},
         {"matte dump in a mask: one value for all", 1, 0, "03 30 66",
          "66 66 66 00 66 66 66 00 66 66 66 00 66 66 66 00"},
-        {"matte run in a red file", 8, 0, "01 40 66 02 07 00 17",
-         "07 07 07 00 07 07 07 00 07 07 07 00 17 17 17 00"},
-        {"deep run: 16-bit length, high byte first", 14, 1,
-         "00 20 00 02 08 00 10 00 18 00 00 10 20 00 28 00 30 00",
+        {"matte run in a red file", 8, 0, "01 40 66 02 07 00 17", "07 07 07 00 07 07 07 00 07 07 07 00 17 17 17 00"},
+        {"deep run: 16-bit length, high byte first", 14, 1, "00 20 00 02 08 00 10 00 18 00 00 10 20 00 28 00 30 00",
          "01 02 03 00 01 02 03 00 01 02 03 00 04 05 06 00"},
         {"deep matte dump", 15, 1,
          "03 30 10 00 08 00 08 00 08 00 18 00 18 00 18 00 20 00 20 00 "
@@ -101,8 +92,7 @@ TEST(PixarReader, StorageCodesPacketTypesAndChannels) {
          "01 01 01 02 03 03 03 02 04 04 04 02 05 05 05 02"},
     };
     for (const auto& c : cases) {
-        const PixarHeader header = {
-            .height = 1, .tile_height = 1, .format = c.format, .storage = c.storage};
+        const PixarHeader header = {.height = 1, .tile_height = 1, .format = c.format, .storage = c.storage};
         Loaded loaded(4, 1);
         EXPECT_EQ(loaded.load(dir.file("a.pic", pixar_file(header, {hex(c.tile)}))), 0) << c.what;
         EXPECT_EQ(loaded.pixels(), hex(c.pixels)) << c.what;
@@ -118,19 +108,15 @@ TEST(PixarReader, BlocksAndFillPackets) {
         int block_size;
         const char* tile;
     } cases[] = {
-        {"a fill packet skips the rest of its block", 10,
-         "00 10 07 07 07 07 00 00 EE EE 00 20 02 07 07 07 07"},
-        {"a fill packet whose header fills the block", 8,
-         "00 10 07 07 07 07 FF 0F 00 20 02 07 07 07 07 EE"},
+        {"a fill packet skips the rest of its block", 10, "00 10 07 07 07 07 00 00 EE EE 00 20 02 07 07 07 07"},
+        {"a fill packet whose header fills the block", 8, "00 10 07 07 07 07 FF 0F 00 20 02 07 07 07 07 EE"},
         {"one byte left over is padding", 7, "00 10 07 07 07 07 EE 00 20 02 07 07 07 07"},
         {"a packet that ends with its block", 6, "00 10 07 07 07 07 00 20 02 07 07 07 07"},
-        {"a packet across a block boundary starts a new count", 5,
-         "00 10 07 07 07 07 00 20 02 07 07 07 07"},
+        {"a packet across a block boundary starts a new count", 5, "00 10 07 07 07 07 00 20 02 07 07 07 07"},
         {"blocks of one byte", 1, "00 00 00 10 07 07 07 07 00 20 02 07 07 07 07"},
     };
     for (const auto& c : cases) {
-        const PixarHeader header = {
-            .height = 1, .tile_height = 1, .storage = 0, .block_size = c.block_size};
+        const PixarHeader header = {.height = 1, .tile_height = 1, .storage = 0, .block_size = c.block_size};
         Loaded loaded(4, 1);
         EXPECT_EQ(loaded.load(dir.file("a.pic", pixar_file(header, {hex(c.tile)}))), 0) << c.what;
         EXPECT_EQ(loaded.pixels(), Bytes(16, 7)) << c.what;
@@ -193,13 +179,10 @@ TEST(PixarReader, BuffersThatAreNotWantedAndRectanglesThatMeetNothing) {
     const support::TempDir dir;
     const std::string name = dir.file("tiled.pic", Tiled::file());
     Loaded loaded(3, 2);
-    EXPECT_EQ(pixar().load_pic_fn(name.c_str(), loaded.colour.data(), loaded.colour.pitch(), 0, 0,
-                                  1, 1, -2, 0),
-              0);
+    EXPECT_EQ(pixar().load_pic_fn(name.c_str(), loaded.colour.data(), loaded.colour.pitch(), 0, 0, 1, 1, -2, 0), 0);
     EXPECT_EQ(loaded.colour.written(), 12);
-    EXPECT_EQ(pixar().load_cut_fn(name.c_str(), nullptr, 0, loaded.matte.data(),
-                                  loaded.matte.pitch(), 0, 0, 1, 1, -2, 0),
-              0);
+    EXPECT_EQ(
+        pixar().load_cut_fn(name.c_str(), nullptr, 0, loaded.matte.data(), loaded.matte.pitch(), 0, 0, 1, 1, -2, 0), 0);
     EXPECT_EQ(loaded.matte.written(), 4);
 
     // Nothing visible: not even an invalid storage code is noticed.
@@ -218,8 +201,7 @@ TEST(PixarReader, Failures) {
     const support::TempDir dir;
     const Bytes row = Bytes(32, 1);
     const auto packets = [](const char* tile, int block_size = 8192) {
-        return pixar_file({.height = 1, .tile_height = 1, .storage = 0, .block_size = block_size},
-                          {hex(tile)});
+        return pixar_file({.height = 1, .tile_height = 1, .storage = 0, .block_size = block_size}, {hex(tile)});
     };
     Bytes magic = pixar_file({}, {row});
     magic[5] = 1;
@@ -232,8 +214,7 @@ TEST(PixarReader, Failures) {
         {"magic", magic, 20},
         {"no table", PixarHeader{}.bytes(), 1},
         {"a table larger than the file",
-         pixar_file({.width = 32767, .height = 32767, .tile_width = 1, .tile_height = 1}, {row}),
-         1},
+         pixar_file({.width = 32767, .height = 32767, .tile_width = 1, .tile_height = 1}, {row}), 1},
         {"width 0", pixar_file({.width = 0}, {row}), 5},
         {"height below 0", pixar_file({.height = -5}, {row}), 5},
         {"tile width 0", pixar_file({.tile_width = 0}, {row}), 5},
@@ -268,9 +249,9 @@ TEST(PixarReader, Failures) {
 TEST(PixarReader, TruncationAtEveryByte) {
     const support::TempDir dir;
     const PixarHeader header = {.height = 3, .tile_height = 3, .storage = 0};
-    const Bytes packed = pixar_file(
-        header, {hex("00 20 03 01 02 03 04 03 10 01 02 03 04 11 12 13 14 21 22 23 24 31 32 33 34 "
-                     "01 20 01 01 02 03 04 01 05 06 07 08")});
+    const Bytes packed =
+        pixar_file(header, {hex("00 20 03 01 02 03 04 03 10 01 02 03 04 11 12 13 14 21 22 23 24 31 32 33 34 "
+                                "01 20 01 01 02 03 04 01 05 06 07 08")});
     const Bytes dumped = pixar_file({.height = 3, .tile_height = 3}, {Bytes(48, 1)});
     const std::vector<std::pair<Bytes, std::vector<std::size_t>>> files = {{packed, {7, 25, 37}},
                                                                            {dumped, {16, 32, 48}}};
@@ -308,8 +289,7 @@ TEST(PixarReader, APipeCannotSeekToItsTiles) {
     const Bytes file = pixar_file({}, {Bytes(32, 1)});
     std::thread writer([&] {
         std::ofstream out(name, std::ios::binary);
-        out.write(reinterpret_cast<const char*>(file.data()),
-                  static_cast<std::streamsize>(file.size()));
+        out.write(reinterpret_cast<const char*>(file.data()), static_cast<std::streamsize>(file.size()));
     });
     Loaded loaded(4, 2);
     EXPECT_EQ(loaded.load(name, 100, 0), 16) << "also when the tile would not be needed";
@@ -321,15 +301,12 @@ TEST(PixarReader, MemoryIsThatOfARow) {
     const support::TempDir dir;
     constexpr std::size_t io_buffer = 64 * 1024;
     const std::string tall =
-        dir.file("tall.pic",
-                 pixar_file({.width = 100, .height = 2000, .tile_width = 100, .tile_height = 2000},
-                            {Bytes(100UL * 2000 * 4, 1)}));
-    const std::string claims = dir.file(
-        "claims.pic",
-        pixar_file({.width = 32767, .height = 32767, .tile_width = 1, .tile_height = 1}, {}));
+        dir.file("tall.pic", pixar_file({.width = 100, .height = 2000, .tile_width = 100, .tile_height = 2000},
+                                        {Bytes(100UL * 2000 * 4, 1)}));
+    const std::string claims =
+        dir.file("claims.pic", pixar_file({.width = 32767, .height = 32767, .tile_width = 1, .tile_height = 1}, {}));
     Loaded loaded(32, 32);
-    EXPECT_LE(support::memory_of([&] { EXPECT_EQ(loaded.load(tall), 0); }),
-              io_buffer + 16 + 100 * 4);
+    EXPECT_LE(support::memory_of([&] { EXPECT_EQ(loaded.load(tall), 0); }), io_buffer + 16 + 100 * 4);
     EXPECT_LE(support::memory_of([&] { EXPECT_EQ(loaded.load(claims), 1); }), io_buffer);
 }
 
@@ -338,19 +315,14 @@ TEST(PixarReader, RunningOutOfMemory) {
     const std::string name = dir.file("a.pic", pixar_file({}, {Bytes(32, 1)}));
     Loaded loaded(4, 2);
     // The file's buffer, the tile table, a row.
-    EXPECT_EQ(support::codes_without_memory([&] { return loaded.load(name); }),
-              (std::vector{3, 3, 3, 0}));
+    EXPECT_EQ(support::codes_without_memory([&] { return loaded.load(name); }), (std::vector{3, 3, 3, 0}));
 }
 
 // Thousands of tiles that all point at one stretch of fill packets must not cost their product.
 TEST(PixarReader, SharedFillPacketsAreBounded) {
     const support::TempDir dir;
-    const PixarHeader header = {.width = 8192,
-                                .height = 4,
-                                .tile_width = 1,
-                                .tile_height = 1,
-                                .storage = 0,
-                                .block_size = 2};
+    const PixarHeader header = {
+        .width = 8192, .height = 4, .tile_width = 1, .tile_height = 1, .storage = 0, .block_size = 2};
     const std::uint64_t tiles = 8192 * 4;
     Bytes file = header.bytes();
     file.reserve(2'000'000);
@@ -362,9 +334,7 @@ TEST(PixarReader, SharedFillPacketsAreBounded) {
     const Bytes pixel = hex("00 10 01 02 03 04");
     file.insert(file.end(), pixel.begin(), pixel.end());
     std::vector<std::uint8_t> colour(8192 * 4 * 4);
-    EXPECT_EQ(pixar().load_pic_fn(dir.file("a.pic", file).c_str(), colour.data(), 8192, 0, 0, 8191,
-                                  3, 0, 0),
-              5);
+    EXPECT_EQ(pixar().load_pic_fn(dir.file("a.pic", file).c_str(), colour.data(), 8192, 0, 0, 8191, 3, 0, 0), 5);
 }
 
 }  // namespace

@@ -32,10 +32,9 @@ Bytes saved_row(const Bytes& samples, std::size_t channels, int compress) {
     }
     const int w = static_cast<int>(width);
     const std::string name = dir.path("row.pic");
-    const int code = channels == 4 ? pixar().save_cut_fn(name.c_str(), colour.data(), w,
-                                                         matte.data(), w, 0, 0, w - 1, 0, compress)
-                                   : pixar().save_pic_fn(name.c_str(), colour.data(), w, 0, 0,
-                                                         w - 1, 0, compress);
+    const int code =
+        channels == 4 ? pixar().save_cut_fn(name.c_str(), colour.data(), w, matte.data(), w, 0, 0, w - 1, 0, compress)
+                      : pixar().save_pic_fn(name.c_str(), colour.data(), w, 0, 0, w - 1, 0, compress);
     EXPECT_EQ(code, 0);
     return support::contents(name);
 }
@@ -110,8 +109,7 @@ TEST(PixarWriter, PacketsOfShortRows) {
         {"two runs, one packet", 3, a + a + b + b, hex("01 20 01") + a + hex("01") + b},
         {"a long run", 3, repeated(a, 300), hex("01 20 FF") + a + hex("2B") + a},
         {"a run and one pixel more", 3, repeated(a, 257), hex("00 20 FF") + a + hex("00 10") + a},
-        {"mattes that differ", 4, hex("01 02 03 04 01 02 03 05"),
-         hex("01 10 01 02 03 04 01 02 03 05")},
+        {"mattes that differ", 4, hex("01 02 03 04 01 02 03 05"), hex("01 10 01 02 03 04 01 02 03 05")},
     };
     for (const auto& test : cases) {
         const Bytes file = saved_row(test.row, test.channels, 1);
@@ -154,11 +152,7 @@ TEST(PixarWriter, PacketsOfLongRows) {
          repeated(hex("1 1 1 1 1 1 2 2 2 2 2 2"), 1030),
          {{0, "FE 27"}, {8190, "0C 00"}, {8192, "0C 20"}},
          8192 + 2 + 13 * 4},
-        {"a span ends at 4096 pixels",
-         3,
-         repeated(hex("7 7 7"), 5000),
-         {{0, "0F 20"}, {66, "03 20"}},
-         66 + 18},
+        {"a span ends at 4096 pixels", 3, repeated(hex("7 7 7"), 5000), {{0, "0F 20"}, {66, "03 20"}}, 66 + 18},
     };
     for (const auto& test : cases) {
         const Bytes file = saved_row(test.row, test.channels, 1);
@@ -191,9 +185,7 @@ TEST(PixarWriter, AFillPacketClosesABlock) {
 TEST(PixarWriter, WhatIsSavedLoadsBack) {
     const support::TempDir dir;
     const std::string name = dir.path("a.pic");
-    const struct {
-        int width, height;
-    } sizes[] = {{1, 1}, {3, 2}, {67, 9}, {300, 40}, {2200, 5}, {9000, 2}};
+    const struct { int width, height; } sizes[] = {{1, 1}, {3, 2}, {67, 9}, {300, 40}, {2200, 5}, {9000, 2}};
     for (const auto& size : sizes) {
         for (const unsigned int colours : {1U, 2U, 256U}) {
             for (const int compress : {0, 1}) {
@@ -209,15 +201,13 @@ TEST(PixarWriter, WhatIsSavedLoadsBack) {
                     }
                 }
                 const int x1 = 1 + size.width;
-                ASSERT_EQ(
-                    pixar().save_cut_fn(name.c_str(), colour.data(), colour.pitch(), matte.data(),
-                                        matte.pitch(), 2, 1, x1, size.height, compress),
-                    0);
+                ASSERT_EQ(pixar().save_cut_fn(name.c_str(), colour.data(), colour.pitch(), matte.data(), matte.pitch(),
+                                              2, 1, x1, size.height, compress),
+                          0);
                 support::Guarded<std::uint8_t> colour_back(size.width + 2, size.height + 1, 4);
                 support::Guarded<std::uint8_t> matte_back(size.width + 2, size.height + 1, 1, 5);
-                ASSERT_EQ(pixar().load_cut_fn(name.c_str(), colour_back.data(), colour_back.pitch(),
-                                              matte_back.data(), matte_back.pitch(), 2, 1, x1,
-                                              size.height, 0, 0),
+                ASSERT_EQ(pixar().load_cut_fn(name.c_str(), colour_back.data(), colour_back.pitch(), matte_back.data(),
+                                              matte_back.pitch(), 2, 1, x1, size.height, 0, 0),
                           0);
                 EXPECT_EQ(colour_back, colour) << size.width << " " << colours << " " << compress;
                 EXPECT_EQ(matte_back, matte) << size.width << " " << colours << " " << compress;
@@ -229,10 +219,8 @@ TEST(PixarWriter, WhatIsSavedLoadsBack) {
 TEST(PixarWriter, MemoryIsThatOfARow) {
     const support::TempDir dir;
     Bytes colour(100UL * 500 * 4, 1);
-    EXPECT_LE(support::memory_of([&] {
-                  pixar().save_pic_fn(dir.path("a.pic").c_str(), colour.data(), 100, 0, 0, 99, 499,
-                                      1);
-              }),
+    EXPECT_LE(support::memory_of(
+                  [&] { pixar().save_pic_fn(dir.path("a.pic").c_str(), colour.data(), 100, 0, 0, 99, 499, 1); }),
               64 * 1024 + 100 * 4);
 }
 
@@ -240,9 +228,8 @@ TEST(PixarWriter, RunningOutOfMemory) {
     const support::TempDir dir;
     const std::string name = dir.path("a.pic");
     Bytes colour(16, 1);
-    EXPECT_EQ(support::codes_without_memory([&] {
-                  return pixar().save_pic_fn(name.c_str(), colour.data(), 2, 0, 0, 1, 1, 1);
-              }),
+    EXPECT_EQ(support::codes_without_memory(
+                  [&] { return pixar().save_pic_fn(name.c_str(), colour.data(), 2, 0, 0, 1, 1, 1); }),
               (std::vector{3, 3, 0}));  // the file's buffer, a row
 }
 
@@ -266,8 +253,7 @@ TEST(PixarWriter, Failures) {
     const std::string name = dir.path("a.pic");
     const struct {
         int x0, y0, x1, y1;
-    } rectangles[] = {
-        {1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 32767, 0}, {0, 0, 0, 32767}, {INT_MIN, 0, INT_MAX, 0}};
+    } rectangles[] = {{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 32767, 0}, {0, 0, 0, 32767}, {INT_MIN, 0, INT_MAX, 0}};
     for (const auto& r : rectangles) {
         EXPECT_EQ(save(name, r.x0, r.y0, r.x1, r.y1), 9);
         EXPECT_FALSE(support::exists(name));
