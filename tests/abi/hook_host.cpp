@@ -25,9 +25,7 @@ void occaisional_update_progress_trellis_(float fraction) {
     last_fraction = fraction;
 }
 
-int escape_test_utils_pic() {
-    return lines_until_escape-- > 0 ? 0 : escape_answer;
-}
+int escape_test_utils_pic() { return lines_until_escape-- > 0 ? 0 : escape_answer; }
 
 int main(int argc, char** argv) {
     const char* name = argc > 1 ? argv[1] : "hook_host.pic";

@@ -32,9 +32,7 @@ Guarded<Sample> noisy(int width, int height, int channels, unsigned int seed, in
     support::Noise noise(seed);
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
-            for (int c = 0; c < channels; ++c) {
-                buffer.at(x, y, c) = static_cast<Sample>(noise.next() >> 7);
-            }
+            for (int c = 0; c < channels; ++c) { buffer.at(x, y, c) = static_cast<Sample>(noise.next() >> 7); }
         }
     }
     return buffer;
@@ -132,9 +130,7 @@ void check_layouts(int depth, int count) {
         Guarded<Sample> expected(widest, 1, 4, 0);
         for (int x = 0; x < count; ++x) {
             expected.at(x, 0, 0) = with_matte ? matte.at(x, 0) : opaque;
-            for (int c = 0; c < 3; ++c) {
-                expected.at(x, 0, 1 + c) = colour.at(x, 0, first + c);
-            }
+            for (int c = 0; c < 3; ++c) { expected.at(x, 0, 1 + c) = colour.at(x, 0, first + c); }
         }
         Guarded<Sample> cutout(widest, 1, 4, 0);
         rgb_and_a_to_cut_convert_trellis(depth, colour.data(), with_matte ? matte.data() : nullptr, cutout.data(),
@@ -152,9 +148,7 @@ void check_layouts(int depth, int count) {
     Guarded<Sample> expected_matte(widest, 1, 1, 0);
     for (int x = 0; x < count; ++x) {
         expected_matte.at(x, 0) = cutout.at(x, 0, 0);
-        for (int c = 0; c < 3; ++c) {
-            expected_colour.at(x, 0, first + c) = cutout.at(x, 0, 1 + c);
-        }
+        for (int c = 0; c < 3; ++c) { expected_colour.at(x, 0, first + c) = cutout.at(x, 0, 1 + c); }
     }
     Guarded<Sample> colour_out(widest, 1, colour_size, 0);
     Guarded<Sample> matte_out(widest, 1, 1, 0);
@@ -229,9 +223,7 @@ void check_masks(int depth, int count) {
     auto back = noisy<Sample>(widest, 1, size, 12, 0);
     auto expected_back = back;
     for (int x = 0; x < count; ++x) {
-        for (int c = size - 3; c < size; ++c) {
-            expected_back.at(x, 0, c) = mask.at(x, 0);
-        }
+        for (int c = size - 3; c < size; ++c) { expected_back.at(x, 0, c) = mask.at(x, 0); }
     }
     mask_to_rgb_convert_trellis(depth, back.data(), mask.data(), count);
     EXPECT_EQ(back, expected_back);
@@ -278,15 +270,11 @@ TEST(Masks, TheFastGreyIsTheExactOne) {
     EXPECT_EQ(wrong, 0);
 
     std::vector<u16> words;
-    for (int value = 0; value < 65536; ++value) {
-        words.insert(words.end(), 3, static_cast<u16>(value));
-    }
+    for (int value = 0; value < 65536; ++value) { words.insert(words.end(), 3, static_cast<u16>(value)); }
     for (int blue = 0; blue < 16384; blue += 127) {
         for (int green = 0; green < 16384; green += 131) {
             for (int red = blue % 7; red < 16384; red += 257) {
-                for (const int sample : {blue, green, red}) {
-                    words.push_back(static_cast<u16>(sample));
-                }
+                for (const int sample : {blue, green, red}) { words.push_back(static_cast<u16>(sample)); }
             }
         }
     }
@@ -305,9 +293,7 @@ TEST(Premultiply, EveryMatteAndColour) {
         Guarded<u8> from(256, 256, 4);
         for (int a = 0; a < 256; ++a) {
             for (int x = 0; x < 256; ++x) {
-                for (int c = 0; c < 4; ++c) {
-                    from.at(x, a, c) = static_cast<u8>(c == 0 ? a : x + c - 1);
-                }
+                for (int c = 0; c < 4; ++c) { from.at(x, a, c) = static_cast<u8>(c == 0 ? a : x + c - 1); }
             }
         }
         auto plain = from;
@@ -352,9 +338,7 @@ TEST(RunEstimate, RowsAndBuffers) {
         for (int x = 0; x < 110; ++x) {
             const bool counted = y >= 9 && y < 19;
             mask.at(x, y) = counted ? 1 : noise.byte();
-            for (int c = 0; c < 4; ++c) {
-                picture.at(x, y, c) = counted ? 1 : noise.byte();
-            }
+            for (int c = 0; c < 4; ++c) { picture.at(x, y, c) = counted ? 1 : noise.byte(); }
         }
     }
     for (const auto& [y0, pays] : {std::pair{5, 1}, {10, 0}}) {

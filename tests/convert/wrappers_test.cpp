@@ -37,9 +37,7 @@ int sample(int x, int y, int channel, bool wide) {
     return wide ? value * 64 + 63 : value;
 }
 
-int converted(int mode, int value) {
-    return mode == 1 ? value * 64 + value / 4 : mode == 2 ? value >> 6 : value;
-}
+int converted(int mode, int value) { return mode == 1 ? value * 64 + value / 4 : mode == 2 ? value >> 6 : value; }
 
 // Calls `at` with every sample of the recorded rectangle; 8-bit colour has a spare byte.
 template <class Sample, class At>
@@ -69,9 +67,7 @@ int load_cut(const char*, void* rgb, int pitch, void* alpha, int alpha_pitch, in
             };
         };
         each_of_slot(rgb, pitch, channels, store(0));
-        if (alpha != nullptr) {
-            each_of_slot(alpha, alpha_pitch, 1, store(3));
-        }
+        if (alpha != nullptr) { each_of_slot(alpha, alpha_pitch, 1, store(3)); }
     }
     return slot_result;
 }
@@ -86,9 +82,7 @@ int save_cut(const char*, void* rgb, int pitch, void* alpha, int alpha_pitch, in
     saved.clear();
     const auto take = [](const auto& from, int, int, int) { saved.push_back(from); };
     each_of_slot(rgb, pitch, channels, take);
-    if (alpha != nullptr) {
-        each_of_slot(alpha, alpha_pitch, 1, take);
-    }
+    if (alpha != nullptr) { each_of_slot(alpha, alpha_pitch, 1, take); }
     return slot_result;
 }
 
@@ -297,21 +291,15 @@ TEST_F(Wrappers, CutoutsFromAndToPictures) {
             std::vector<int> expected;
             for (int i = 0; i < 48; ++i) {
                 cutout[i] = static_cast<decltype(type)>(i * 5);
-                if (i % 4 != 0) {
-                    expected.push_back(converted(mode, i * 5));
-                }
+                if (i % 4 != 0) { expected.push_back(converted(mode, i * 5)); }
             }
-            for (int i = 0; i < 48 && kind == 2; i += 4) {
-                expected.push_back(converted(mode, i * 5));
-            }
+            for (int i = 0; i < 48 && kind == 2; i += 4) { expected.push_back(converted(mode, i * 5)); }
             EXPECT_EQ(save_cut_fn_convert_trellis(mode, kind, kind == 1 ? any(save_pic) : any(save_cut), "a", 4, 3, 0,
                                                   0, 0, 0, 0, nullptr, 0, cutout, 0, 0, 0, 0, 0),
                       0);
             EXPECT_EQ(saved, expected);
             EXPECT_EQ(record.last, std::vector{kind == 1 ? 1 : 0}) << "compress";
-            for (int i = 0; i < 48; ++i) {
-                EXPECT_EQ(cutout[i], i * 5) << "the host's buffer stays as it is";
-            }
+            for (int i = 0; i < 48; ++i) { EXPECT_EQ(cutout[i], i * 5) << "the host's buffer stays as it is"; }
         });
     }
 }
@@ -365,9 +353,7 @@ TEST_F(Wrappers, Sizes) {
         Information info;
         EXPECT_EQ(info.size(c.mode, c.kind, any(size_100_50)), c.code);
         EXPECT_EQ(info.data_size, c.data_size) << c.mode << " " << c.kind;
-        if (c.code == 0) {
-            info.expect_defaults(c.data_size);
-        }
+        if (c.code == 0) { info.expect_defaults(c.data_size); }
     }
     unsigned int width = 0;
     unsigned int height = 0;

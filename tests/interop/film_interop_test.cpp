@@ -81,9 +81,7 @@ class FilmInterop : public testing::Test {
 };
 
 TEST_F(FilmInterop, FFmpegReadsAndWritesDpx) {
-    if (missing("ffmpeg")) {
-        GTEST_SKIP() << "ffmpeg is not installed";
-    }
+    if (missing("ffmpeg")) { GTEST_SKIP() << "ffmpeg is not installed"; }
     const Codes saved = save(dpx, "a.dpx");
     ASSERT_TRUE(run("ffmpeg -v error -y -i " + in("a.dpx") + " -f rawvideo -pix_fmt gbrp10be " + in("planes")));
     EXPECT_EQ(raw_codes(in("planes"), true), saved);
@@ -96,9 +94,7 @@ TEST_F(FilmInterop, FFmpegReadsAndWritesDpx) {
 }
 
 TEST_F(FilmInterop, OpenImageIOReadsBothAndWritesDpx) {
-    if (missing("oiiotool gm")) {
-        GTEST_SKIP() << "oiiotool or gm is not installed";
-    }
+    if (missing("oiiotool gm")) { GTEST_SKIP() << "oiiotool or gm is not installed"; }
     const Codes saved = save(cineon, "a.cin");
     EXPECT_EQ(openimageio("a.cin"), saved);
     EXPECT_EQ(save(dpx, "a.dpx"), saved);
@@ -108,9 +104,7 @@ TEST_F(FilmInterop, OpenImageIOReadsBothAndWritesDpx) {
 }
 
 TEST_F(FilmInterop, GraphicsMagickReadsBothAndWritesCineon) {
-    if (missing("oiiotool gm")) {
-        GTEST_SKIP() << "oiiotool or gm is not installed";
-    }
+    if (missing("oiiotool gm")) { GTEST_SKIP() << "oiiotool or gm is not installed"; }
     const Codes saved = save(dpx, "a.dpx");
     EXPECT_EQ(graphicsmagick("a.dpx"), saved);
     EXPECT_EQ(save(cineon, "a.cin"), saved);

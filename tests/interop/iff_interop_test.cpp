@@ -12,9 +12,7 @@ namespace {
 using support::Bytes;
 using support::maya;
 
-bool shell(const std::string& command) {
-    return std::system(command.c_str()) == 0;
-}
+bool shell(const std::string& command) { return std::system(command.c_str()) == 0; }
 
 TEST(IffInterop, PicturesFromAndForOiiotool) {
     if (!shell("command -v oiiotool > /dev/null")) {

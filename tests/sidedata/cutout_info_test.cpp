@@ -26,9 +26,7 @@ const Bytes outline = support::hex("F1 F2 F3 F4 F5");
 Bytes file(const std::string& name, const Bytes& outline_bytes) {
     Bytes bytes = le(0, 4) + le(1, 4) + le(name.size() + 1, 4) + Bytes(name.begin(), name.end());
     bytes.push_back(0);
-    for (std::size_t i = 0; i < 10; ++i) {
-        bytes = bytes + le(words[i], 4);
-    }
+    for (std::size_t i = 0; i < 10; ++i) { bytes = bytes + le(words[i], 4); }
     return bytes + le(outline_bytes.size(), 4) + outline_bytes + le(words[11], 4);
 }
 
@@ -73,9 +71,7 @@ TEST(CutoutInfo, SavedByteForByte) {
               (std::vector<int>{3, 3, 0}));
     Host host;
     EXPECT_EQ(support::codes_without_memory([&] { return run(load, name, host); }), (std::vector<int>{3, 3, 3, 0}));
-    for (const int type : {-1, 0, 1, 2}) {
-        EXPECT_EQ(format_cutout_info_trellis(type), type == 1);
-    }
+    for (const int type : {-1, 0, 1, 2}) { EXPECT_EQ(format_cutout_info_trellis(type), type == 1); }
 }
 
 TEST(CutoutInfo, LoadedAsFarAsTheFileGoes) {
@@ -84,9 +80,7 @@ TEST(CutoutInfo, LoadedAsFarAsTheFileGoes) {
     unsigned char unused[40];
     float centre[1];
     for (int length = -1; length <= static_cast<int>(whole.size()); ++length) {  // −1: no file
-        if (length >= 0) {
-            dir.file("ab.cinfo", {whole.begin(), whole.begin() + length});
-        }
+        if (length >= 0) { dir.file("ab.cinfo", {whole.begin(), whole.begin() + length}); }
         for (unsigned int i = 0; i < 6; ++i) {
             const Call call = i % 2 == 0 ? load : size;
             Host host;
@@ -95,9 +89,7 @@ TEST(CutoutInfo, LoadedAsFarAsTheFileGoes) {
             int end = 15;
             for (std::size_t k = 0; k < 12; ++k) {
                 end += k == 11 ? 4 + 5 : 4;
-                if (length >= end && (k != 8 || call != size)) {
-                    expected.words[k] = words[k];
-                }
+                if (length >= end && (k != 8 || call != size)) { expected.words[k] = words[k]; }
             }
             if (static_cast<int>(expected.words[10]) < 1) {
                 expected.words[10] = 40;

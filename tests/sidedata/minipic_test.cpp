@@ -20,9 +20,7 @@ using List = std::vector<int>;
 
 Bytes words(const List& values) {
     Bytes bytes;
-    for (const int value : values) {
-        bytes = bytes + support::le(static_cast<unsigned int>(value), 4);
-    }
+    for (const int value : values) { bytes = bytes + support::le(static_cast<unsigned int>(value), 4); }
     return bytes;
 }
 
@@ -31,17 +29,13 @@ Bytes record(int width, int height, const Bytes& pixels) {
 }
 
 // The mask that the shapes are tested with, 0 outside it.
-std::uint8_t shade(int x, int y) {
-    return static_cast<std::uint8_t>(x < 0 || y < 0 ? 0 : 1 + (37 * x + 11 * y) % 255);
-}
+std::uint8_t shade(int x, int y) { return static_cast<std::uint8_t>(x < 0 || y < 0 ? 0 : 1 + (37 * x + 11 * y) % 255); }
 
 // A preview of the mask's columns and rows, −1 for those of its border.
 Bytes record(const List& columns, const List& rows) {
     Bytes pixels;
     for (const int y : rows) {
-        for (const int x : columns) {
-            pixels.insert(pixels.end(), 4, shade(x, y));
-        }
+        for (const int x : columns) { pixels.insert(pixels.end(), 4, shade(x, y)); }
     }
     return record(static_cast<int>(columns.size()), static_cast<int>(rows.size()), pixels);
 }
@@ -83,9 +77,7 @@ TEST_F(Minipic, PicturesOfAllShapes) {
         // The picture lies at (2, 1) of a wider buffer.
         const int pitch = c.width + 3;
         Bytes mask;
-        for (int i = 0; i < pitch * (c.height + 1); ++i) {
-            mask.push_back(shade(i % pitch - 2, i / pitch - 1));
-        }
+        for (int i = 0; i < pitch * (c.height + 1); ++i) { mask.push_back(shade(i % pitch - 2, i / pitch - 1)); }
         const int width = static_cast<int>(c.columns.size());
         const int height = static_cast<int>(c.rows.size());
         set_sizes({width, height, width, height});

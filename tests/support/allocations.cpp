@@ -21,16 +21,10 @@ constexpr std::size_t prefix = alignof(std::max_align_t);
 }  // namespace
 
 void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-    if (until_failure == 0) {
-        return nullptr;
-    }
-    if (until_failure > 0) {
-        --until_failure;
-    }
+    if (until_failure == 0) { return nullptr; }
+    if (until_failure > 0) { --until_failure; }
     auto* block = static_cast<char*>(std::malloc(size + prefix));
-    if (block == nullptr) {
-        return nullptr;
-    }
+    if (block == nullptr) { return nullptr; }
     *reinterpret_cast<std::size_t*>(block) = size;
     live += size;
     highest = std::max(highest, live);
@@ -41,9 +35,7 @@ void* operator new[](std::size_t size) {
     const int library_only = std::exchange(until_failure, -1);
     void* block = operator new[](size, std::nothrow);
     until_failure = library_only;
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
+    if (block == nullptr) { throw std::bad_alloc(); }
     return block;
 }
 
@@ -55,13 +47,9 @@ void operator delete[](void* memory) noexcept {
     }
 }
 
-void operator delete[](void* memory, std::size_t /*size*/) noexcept {
-    operator delete[](memory);
-}
+void operator delete[](void* memory, std::size_t /*size*/) noexcept { operator delete[](memory); }
 
-void operator delete[](void* memory, const std::nothrow_t& /*tag*/) noexcept {
-    operator delete[](memory);
-}
+void operator delete[](void* memory, const std::nothrow_t& /*tag*/) noexcept { operator delete[](memory); }
 
 namespace support {
 
@@ -70,12 +58,8 @@ void start_counting_memory() {
     highest = 0;
 }
 
-std::size_t most_memory() {
-    return highest;
-}
+std::size_t most_memory() { return highest; }
 
-void fail_allocations_after(int count) {
-    until_failure = count;
-}
+void fail_allocations_after(int count) { until_failure = count; }
 
 }  // namespace support

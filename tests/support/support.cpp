@@ -17,9 +17,7 @@ int real_stdout = -1;
 
 std::string make_temp_dir() {
     std::string pattern = std::filesystem::temp_directory_path() / "trellis-test-XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) {
-        throw std::runtime_error("no temporary directory");
-    }
+    if (mkdtemp(pattern.data()) == nullptr) { throw std::runtime_error("no temporary directory"); }
     return pattern;
 }
 
@@ -50,17 +48,11 @@ Bytes operator+(Bytes a, const Bytes& b) {
     return a;
 }
 
-Bytes zeros(std::size_t count) {
-    return Bytes(count, 0);
-}
+Bytes zeros(std::size_t count) { return Bytes(count, 0); }
 
-Bytes be(std::uint64_t value, int size) {
-    return number(value, size, true);
-}
+Bytes be(std::uint64_t value, int size) { return number(value, size, true); }
 
-Bytes le(std::uint64_t value, int size) {
-    return number(value, size, false);
-}
+Bytes le(std::uint64_t value, int size) { return number(value, size, false); }
 
 void put(Bytes& bytes, std::size_t offset, const Bytes& piece) {
     std::copy(piece.begin(), piece.end(), bytes.begin() + static_cast<std::ptrdiff_t>(offset));
@@ -84,9 +76,7 @@ Bytes contents(const std::string& path) {
     return Bytes(std::istreambuf_iterator<char>(in), {});
 }
 
-bool exists(const std::string& path) {
-    return std::filesystem::exists(path);
-}
+bool exists(const std::string& path) { return std::filesystem::exists(path); }
 
 std::string start_capture() {
     std::fflush(stdout);

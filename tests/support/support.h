@@ -67,9 +67,7 @@ class Guarded {
     /// How many samples, guards included, are no longer the filler.
     int written() const {
         int count = 0;
-        for (const Sample sample : samples_) {
-            count += sample != filler ? 1 : 0;
-        }
+        for (const Sample sample : samples_) { count += sample != filler ? 1 : 0; }
         return count;
     }
 

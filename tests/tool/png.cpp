@@ -9,9 +9,7 @@ namespace {
 void write_rows(png_structp file, const Png& png) {
     Bytes rows = png.rows;
     std::vector<png_bytep> lines(std::size_t(png.height));
-    for (std::size_t y = 0; y < lines.size(); ++y) {
-        lines[y] = rows.data() + y * rows.size() / lines.size();
-    }
+    for (std::size_t y = 0; y < lines.size(); ++y) { lines[y] = rows.data() + y * rows.size() / lines.size(); }
     png_write_image(file, lines.data());
     png_write_end(file, nullptr);
 }
@@ -26,9 +24,7 @@ void write_png(const std::string& path, const Png& png) {
     png_set_IHDR(file, info, png_uint_32(png.width), png_uint_32(png.height), png.bit_depth, png.colour_type,
                  png.interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
                  PNG_FILTER_TYPE_DEFAULT);
-    if (!png.palette.empty()) {
-        png_set_PLTE(file, info, png.palette.data(), int(png.palette.size()));
-    }
+    if (!png.palette.empty()) { png_set_PLTE(file, info, png.palette.data(), int(png.palette.size())); }
     if (!png.transparency.empty()) {
         png_color_16 grey{};
         grey.gray = png.transparency[0];

@@ -289,9 +289,7 @@ TEST_F(Tool, TellsWhatFailedAndLeavesNothingBehind) {
         const Result result = run(c.arguments);
         EXPECT_EQ(result.status, c.status) << c.arguments;
         EXPECT_EQ(result.out, "") << c.arguments;
-        if (c.err != nullptr) {
-            EXPECT_EQ(result.err, "trellis: " + std::string(c.err) + "\n") << c.arguments;
-        }
+        if (c.err != nullptr) { EXPECT_EQ(result.err, "trellis: " + std::string(c.err) + "\n") << c.arguments; }
         EXPECT_EQ(files(), before) << c.arguments;
     }
     // Whatever is told may fail to arrive.
@@ -398,9 +396,7 @@ TEST_F(Tool, CarriesPicturesBetweenDepths) {
     for (const std::string kind : {"image", "cutout", "mask"}) {
         // All 1024 codes, and not those of 8-bit samples alone.
         Bytes file = contents(dir.path(kind + "16.dpx"));
-        for (std::size_t i = 2048; i < file.size(); ++i) {
-            file[i] = static_cast<std::uint8_t>(i * 37 + i / 256);
-        }
+        for (std::size_t i = 2048; i < file.size(); ++i) { file[i] = static_cast<std::uint8_t>(i * 37 + i / 256); }
         // Files are big-endian; the unused low bits of a pixel's last byte are zero.
         const std::size_t pixel_size = kind == "image" ? 4 : 2;
         const auto code_bits = static_cast<std::uint8_t>(kind == "image" ? 0xFC : 0xC0);
@@ -517,9 +513,7 @@ TEST_F(Tool, DrawsChartsOfAnySize) {
     succeed("chart b.png");
     const Bytes pixels = rgba("b.png");
     std::set<int> mattes;
-    for (std::size_t i = 3; i < pixels.size(); i += 4) {
-        mattes.insert(pixels[i]);
-    }
+    for (std::size_t i = 3; i < pixels.size(); i += 4) { mattes.insert(pixels[i]); }
     EXPECT_EQ(*mattes.begin(), 0);
     EXPECT_EQ(*mattes.rbegin(), 255);
     EXPECT_GT(mattes.size(), 200U);

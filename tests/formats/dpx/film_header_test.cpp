@@ -14,9 +14,7 @@ using namespace support;
 
 constexpr unsigned int untouched = 77;
 
-Bytes text(const std::string& characters) {
-    return {characters.begin(), characters.end()};
-}
+Bytes text(const std::string& characters) { return {characters.begin(), characters.end()}; }
 
 Bytes piece(const Bytes& bytes, std::size_t offset, std::size_t size) {
     const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(offset);
@@ -40,9 +38,7 @@ struct Field {
 
 Bytes with_fields(Bytes header, const std::vector<Field>& fields) {
     for (const Field& field : fields) {
-        for (std::size_t i = 0; i < field.times; ++i) {
-            put(header, field.offset + i * field.step, field.bytes);
-        }
+        for (std::size_t i = 0; i < field.times; ++i) { put(header, field.offset + i * field.step, field.bytes); }
     }
     return header;
 }
@@ -104,9 +100,7 @@ TEST(FilmHeader, DefaultsAndReuse) {
     const std::string name = dir.path(std::string(120, 'n'));
     const Bytes path = text(name.substr(0, 100));
     Bytes prepared(2048);
-    for (std::size_t i = 0; i < prepared.size(); ++i) {
-        prepared[i] = static_cast<std::uint8_t>(i * 37 + 11);
-    }
+    for (std::size_t i = 0; i < prepared.size(); ++i) { prepared[i] = static_cast<std::uint8_t>(i * 37 + 11); }
     prepared[192] = prepared[768] = prepared[769] = 0;  // the orientations
     FilmBuffers buffers(33, 21);
     for (int i = 0; i < 2 * 3 * 4; ++i) {
@@ -116,9 +110,7 @@ TEST(FilmHeader, DefaultsAndReuse) {
         const int start = i / 6;  // from nothing, a header, one of another size or another type
         prepare_header(format, start == 2 ? piece(prepared, 0, 2047) : prepared);
         set_last_header_type_trellis(static_cast<int>(format.type) + (start == 3 ? 1 : 0));
-        if (start == 0) {
-            free_last_header_trellis();
-        }
+        if (start == 0) { free_last_header_trellis(); }
         ASSERT_EQ(buffers.save(format, mode, name, 1, 2, 30, 20), 0);
         const Bytes header = piece(contents(name), 0, 2048);
         Bytes expected = start == 1 ? prepared : with_fields(zeros(2048), default_fields(is_dpx, path));
@@ -325,9 +317,7 @@ TEST(Catalogue, FormsAndCapacities) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         Bytes file = CineonHeader{.user_length = c.length}.bytes();
-        for (std::size_t i = 0; i < c.size; ++i) {
-            file.push_back(static_cast<std::uint8_t>(i % 150));
-        }
+        for (std::size_t i = 0; i < c.size; ++i) { file.push_back(static_cast<std::uint8_t>(i % 150)); }
         Guarded<std::uint8_t> buffer(96, 64, 4, 0);
         unsigned int o[3] = {untouched, untouched, untouched};
         EXPECT_EQ(cineon.load_cat_fn(dir.file("a", file).c_str(), buffer.data(), c.capacity, &o[0], &o[1], &o[2]),
@@ -337,9 +327,7 @@ TEST(Catalogue, FormsAndCapacities) {
         EXPECT_EQ(buffer.written(), c.written);
         if (c.written == 18432) {
             // Three bytes a, b, c are stored as c, b, a, after one that keeps its value.
-            for (int i = 0; i < 18432; ++i) {
-                ASSERT_EQ(buffer.at(i % 288 / 3, 63 - i / 288, 3 - i % 3), i % 150);
-            }
+            for (int i = 0; i < 18432; ++i) { ASSERT_EQ(buffer.at(i % 288 / 3, 63 - i / 288, 3 - i % 3), i % 150); }
         }
     }
     EXPECT_EQ(dpx.load_cat_fn("missing", nullptr, 0, nullptr, nullptr, nullptr), 19);

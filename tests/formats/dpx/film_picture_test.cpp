@@ -14,9 +14,7 @@ namespace {
 using namespace support;
 
 // A mask file whose pixels are coded 1, 2, 3, … 6 in the file's order.
-Bytes counted(const Bytes& header) {
-    return header + hex("00 40 00 80 00 C0 01 00 01 40 01 80");
-}
+Bytes counted(const Bytes& header) { return header + hex("00 40 00 80 00 C0 01 00 01 40 01 80"); }
 
 using Rows = std::vector<std::vector<int>>;  // of matte samples, the highest row first
 
@@ -24,9 +22,7 @@ Rows rows_of(FilmBuffers& buffers, int width, int height) {
     Rows rows;
     for (int y = height - 1; y >= 0; --y) {
         rows.emplace_back();
-        for (int x = 0; x < width; ++x) {
-            rows.back().push_back(buffers.matte.at(x, y));
-        }
+        for (int x = 0; x < width; ++x) { rows.back().push_back(buffers.matte.at(x, y)); }
     }
     return rows;
 }
@@ -85,9 +81,7 @@ TEST(FilmPicture, RegionsAreCropsOfTheWhole) {
                                   turned ? 5 : 0,
                                   variant / 12 % 2 == 0};
         Bytes file = header.bytes();
-        for (int i = 0; i < width * height * 5; ++i) {
-            file.push_back(noise.byte());
-        }
+        for (int i = 0; i < width * height * 5; ++i) { file.push_back(noise.byte()); }
         const std::string name = dir.file("a.dpx", file);
         FilmBuffers whole(width, height);
         ASSERT_EQ(whole.load(dpx, name, 0, 0, width - 1, height - 1), 0);

@@ -19,9 +19,7 @@ inline const pic_format& maya() {
     return format;
 }
 
-inline Bytes text(const std::string& characters) {
-    return {characters.begin(), characters.end()};
-}
+inline Bytes text(const std::string& characters) { return {characters.begin(), characters.end()}; }
 
 /// A chunk with its padding. A `size` of 0 or more is told instead of the true one.
 inline Bytes chunk(const std::string& tag, const Bytes& data, std::int64_t size = -1) {
@@ -29,9 +27,7 @@ inline Bytes chunk(const std::string& tag, const Bytes& data, std::int64_t size 
     return text(tag) + be(told, 4) + data + zeros((4 - data.size() % 4) % 4);
 }
 
-inline Bytes form(const std::string& type, const Bytes& chunks) {
-    return chunk("FOR4", text(type) + chunks);
-}
+inline Bytes form(const std::string& type, const Bytes& chunks) { return chunk("FOR4", text(type) + chunks); }
 
 /// The header of a 4 × 2 picture. Reserved fields hold what no reader may take for anything.
 inline Bytes header_chunk(std::uint64_t flags, std::uint64_t tiles = 1) {
@@ -41,9 +37,7 @@ inline Bytes header_chunk(std::uint64_t flags, std::uint64_t tiles = 1) {
 
 inline Bytes tile_chunk(int x0, int y0, int x1, int y1, const Bytes& pixels, std::int64_t size = -1) {
     Bytes data;
-    for (const int corner : {x0, y0, x1, y1}) {
-        data = data + be(static_cast<std::uint64_t>(corner), 2);
-    }
+    for (const int corner : {x0, y0, x1, y1}) { data = data + be(static_cast<std::uint64_t>(corner), 2); }
     return chunk("RGBA", data + pixels, size);
 }
 

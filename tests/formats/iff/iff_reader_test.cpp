@@ -134,8 +134,7 @@ struct Tiled {
         for (int c = first; c <= last && coded; ++c) {
             for (int y = y0; y <= y1; ++y) {
                 for (int x = x0, end = x0; x <= x1; x = end) {
-                    for (; end <= x1 && value(end, y, c) == value(x, y, c); ++end) {
-                    }
+                    for (; end <= x1 && value(end, y, c) == value(x, y, c); ++end) {}
                     pixels.push_back(static_cast<std::uint8_t>(127 + end - x));
                     pixels.push_back(value(x, y, c));
                 }
@@ -143,9 +142,7 @@ struct Tiled {
         }
         for (int y = y0; y <= y1 && !coded; ++y) {
             for (int x = x0; x <= x1; ++x) {
-                for (int c = first; c <= last; ++c) {
-                    pixels.push_back(value(x, y, c));
-                }
+                for (int c = first; c <= last; ++c) { pixels.push_back(value(x, y, c)); }
             }
         }
         return tile_chunk(x0, y0, x1, y1, pixels);

@@ -113,9 +113,7 @@ TEST(PixarInfo, SizesAreSignExtendedAndFailuresLeaveTheOutsAlone) {
         EXPECT_EQ(width + height, 2 * untouched) << c.name;
         const Info info = Info::of(c.name);
         EXPECT_EQ(info.result, c.code) << c.name;
-        for (const unsigned int out : info.out) {
-            EXPECT_EQ(out, untouched) << c.name;
-        }
+        for (const unsigned int out : info.out) { EXPECT_EQ(out, untouched) << c.name; }
     }
 }
 

@@ -20,9 +20,7 @@ Bytes all_kernels(std::size_t count, std::size_t offset, bool with_colour, bool 
     support::Noise noise(static_cast<std::uint32_t>(count));
     constexpr std::size_t room = 80;
     Bytes source(room * 5 + 8);
-    for (std::uint8_t& byte : source) {
-        byte = noise.byte();
-    }
+    for (std::uint8_t& byte : source) { byte = noise.byte(); }
     std::vector<Pixel> row(room);
     std::memcpy(row.data(), source.data(), count * sizeof(Pixel));
 
@@ -42,17 +40,13 @@ Bytes all_kernels(std::size_t count, std::size_t offset, bool with_colour, bool 
 
     Bytes all = colour + matte + samples;
     for (const auto& pixels : {gathered, expanded}) {
-        for (const Pixel& p : pixels) {
-            all = all + Bytes{p.red, p.green, p.blue, p.matte};
-        }
+        for (const Pixel& p : pixels) { all = all + Bytes{p.red, p.green, p.blue, p.matte}; }
     }
     return all;
 }
 
 TEST(PixarPixels, VectorKernelsAgreeWithPlainOnes) {
-    if (!use_avx2()) {
-        GTEST_FAIL() << "this machine cannot run the vector kernels";
-    }
+    if (!use_avx2()) { GTEST_FAIL() << "this machine cannot run the vector kernels"; }
     for (std::size_t count = 0; count <= 67; ++count) {
         for (const auto& [colour, matte] : {std::pair{true, true}, {true, false}, {false, true}}) {
             const Bytes fast = all_kernels(count, count % 3, colour, matte);

@@ -132,9 +132,7 @@ struct Tiled {
             for (int column = 0; column < 3; ++column) {
                 Bytes tile;
                 for (int y = 0; y < 2; ++y) {
-                    for (int x = 0; x < 2; ++x) {
-                        tile = tile + pixel(2 * column + x, 2 * row + y);
-                    }
+                    for (int x = 0; x < 2; ++x) { tile = tile + pixel(2 * column + x, 2 * row + y); }
                 }
                 tiles.push_back(row == 1 && column == 0 ? Bytes{} : tile);
             }
@@ -161,9 +159,7 @@ TEST(PixarReader, RegionsOfATiledPictureLandWhereTheyShould) {
                 for (int x = 0; x < 3; ++x) {
                     const int column = std::abs(file_x) + x;
                     const int from_top = 3 - (std::abs(file_y) + y);
-                    if (column > 5 || from_top < 0 || Tiled::absent(column, from_top)) {
-                        continue;
-                    }
+                    if (column > 5 || from_top < 0 || Tiled::absent(column, from_top)) { continue; }
                     ++stored;
                     EXPECT_EQ(loaded.colour.at(2 + x, 1 + y, 3), Tiled::pixel(column, from_top)[0]);
                     EXPECT_EQ(loaded.matte.at(2 + x, 1 + y), Tiled::pixel(column, from_top)[3]);
@@ -261,9 +257,7 @@ TEST(PixarReader, TruncationAtEveryByte) {
             const Bytes cut(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(size));
             ASSERT_EQ(loaded.load(dir.file("cut.pic", cut)), 1) << size;
             int rows = 0;
-            for (const std::size_t end : row_ends) {
-                rows += size >= 776 + end ? 1 : 0;
-            }
+            for (const std::size_t end : row_ends) { rows += size >= 776 + end ? 1 : 0; }
             EXPECT_EQ(loaded.matte.written(), 4 * rows) << size;
             EXPECT_EQ(loaded.colour.written(), 12 * rows) << size;
         }

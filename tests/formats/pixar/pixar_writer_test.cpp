@@ -46,9 +46,7 @@ Bytes piece(const Bytes& bytes, std::size_t offset, std::size_t size) {
 
 Bytes repeated(const Bytes& bytes, std::size_t count) {
     Bytes all;
-    for (std::size_t i = 0; i < count; ++i) {
-        all = all + bytes;
-    }
+    for (std::size_t i = 0; i < count; ++i) { all = all + bytes; }
     return all;
 }
 
@@ -171,9 +169,7 @@ TEST(PixarWriter, AFillPacketClosesABlock) {
     constexpr int width = 100;
     Bytes colour;
     const Bytes row = distinct(width, 4);
-    for (int y = 0; y < 30; ++y) {
-        colour = colour + row;
-    }
+    for (int y = 0; y < 30; ++y) { colour = colour + row; }
     ASSERT_EQ(pixar().save_pic_fn(name.c_str(), colour.data(), width, 0, 0, width - 1, 29, 1), 0);
     const Bytes file = support::contents(name);
     // Every row is a dump packet of 302 bytes: 27 fit, 38 bytes of the block are left.
