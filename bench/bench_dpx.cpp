@@ -221,9 +221,9 @@ void add_format(const Format& format, const std::string& name, double openimagei
         add(name + "/load-floor" + suffix, load_floor, format, kind);
         add(name + "/save" + suffix, save_whole, format, kind);
         add(name + "/save-floor" + suffix, save_floor, format, kind);
-        bench::bars().push_back({name + "/load" + suffix, name + "/load-floor" + suffix, 1.35});
-        bench::bars().push_back({name + "/save" + suffix, name + "/save-floor" + suffix, 1.4});
     }
+    bench::bars().push_back({name + "/load", name + "/load-floor", 1.35});
+    bench::bars().push_back({name + "/save", name + "/save-floor", 1.4});
     for (const bench::Peer& peer : bench::peers()) {
         add(name + "/load/" + peer.name, peer_load, peer, format);
         if (peer.save != nullptr) {
