@@ -45,18 +45,18 @@ TRELLIS_AVX2 std::size_t store_avx2(const Pixel* row, std::size_t count, const R
     return x;
 }
 
-TRELLIS_AVX2 std::size_t gather_avx2(const std::uint8_t* colour, const std::uint8_t* matte,
-                                     std::size_t count, Pixel* row) {
+TRELLIS_AVX2 std::size_t gather_avx2(const RowSource& from, std::size_t count, Pixel* row) {
     const __m256i reverse = pattern(3, 2, 1, -1, 7, 6, 5, -1, 11, 10, 9, -1, 15, 14, 13, -1);
     std::size_t x = 0;
     for (; x + 8 <= count; x += 8) {
         __m256i pixels = _mm256_setzero_si256();
-        if (colour != nullptr) {
-            pixels = _mm256_shuffle_epi8(load(colour + 4 * x), reverse);
+        if (from.colour != nullptr) {
+            _mm_prefetch(from.next_colour + 4 * x, _MM_HINT_T0);
+            pixels = _mm256_shuffle_epi8(load(from.colour + 4 * x), reverse);
         }
-        if (matte != nullptr) {
-            const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(matte + x));
-            pixels = _mm256_or_si256(pixels, _mm256_slli_epi32(_mm256_cvtepu8_epi32(bytes), 24));
+        if (from.matte != nullptr) {
+            const __m256i mattes = _mm256_cvtepu8_epi32(avx2::load8(from.matte + x));
+            pixels = _mm256_or_si256(pixels, _mm256_slli_epi32(mattes, 24));
         }
         store(row + x, pixels);
     }
@@ -107,17 +107,16 @@ void store_row(const Pixel* row, std::size_t count, const RowTarget& to) {
     }
 }
 
-void gather_row(const std::uint8_t* colour, const std::uint8_t* matte, std::size_t count,
-                Pixel* row) {
-    for (std::size_t x = use_avx2() ? gather_avx2(colour, matte, count, row) : 0; x < count; ++x) {
+void gather_row(const RowSource& from, std::size_t count, Pixel* row) {
+    for (std::size_t x = use_avx2() ? gather_avx2(from, count, row) : 0; x < count; ++x) {
         row[x] = {};
-        if (colour != nullptr) {
-            row[x].blue = colour[4 * x + 1];
-            row[x].green = colour[4 * x + 2];
-            row[x].red = colour[4 * x + 3];
+        if (from.colour != nullptr) {
+            row[x].blue = from.colour[4 * x + 1];
+            row[x].green = from.colour[4 * x + 2];
+            row[x].red = from.colour[4 * x + 3];
         }
-        if (matte != nullptr) {
-            row[x].matte = matte[x];
+        if (from.matte != nullptr) {
+            row[x].matte = from.matte[x];
         }
     }
 }

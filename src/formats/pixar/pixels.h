@@ -55,9 +55,15 @@ struct RowTarget {
 /// bytes.
 void store_row(const Pixel* row, std::size_t count, const RowTarget& to);
 
+/// Where a row comes from: the same for the way out.
+struct RowSource {
+    const std::uint8_t* colour;
+    const std::uint8_t* matte;
+    const std::uint8_t* next_colour;
+};
+
 /// The reverse. The channels of a null buffer become 0.
-void gather_row(const std::uint8_t* colour, const std::uint8_t* matte, std::size_t count,
-                Pixel* row);
+void gather_row(const RowSource& from, std::size_t count, Pixel* row);
 
 /// Three-channel samples (red, green, blue bytes) to pixels without matte, and back.
 void expand_rgb(const std::uint8_t* samples, std::size_t count, Pixel* row);

@@ -1,5 +1,6 @@
 #include "formats/pixar/writer.h"
 
+#include <algorithm>
 #include <cstring>
 #include <span>
 
@@ -40,10 +41,7 @@ Error pad_to_block(OutputFile& file, const pixar_header& header) {
 }
 
 // One byte a sample, in channel order, as much of the row at a time as the file's buffer takes.
-Error write_dumped(OutputFile& file, std::span<const Pixel> row, std::uint16_t format) {
-    if (format == cutout_format) {
-        return file.write(row.data(), row.size_bytes());
-    }
+Error write_rgb(OutputFile& file, std::span<const Pixel> row) {
     constexpr std::size_t most_pixels = io_buffer_size / 3;
     while (!row.empty()) {
         const std::size_t count = row.size() < most_pixels ? row.size() : most_pixels;
@@ -58,11 +56,33 @@ Error write_dumped(OutputFile& file, std::span<const Pixel> row, std::uint16_t f
     return Error::none;
 }
 
+// Gathers a row and writes it. Dumped cutouts have all four channels: their rows are made in the
+// file's buffer, if it takes a whole one.
+Error write_row(OutputFile& file, RowEncoder& encoder, const pixar_header& header,
+                const RowSource& from, std::span<Pixel> space) {
+    const bool plain = is_dumped(header.storage) && header.format == cutout_format;
+    if (plain && space.size_bytes() <= io_buffer_size) {
+        std::uint8_t* samples = file.room(space.size_bytes());
+        if (samples == nullptr) {
+            return Error::write;
+        }
+        gather_row(from, space.size(), reinterpret_cast<Pixel*>(samples));
+        file.append(space.size_bytes());
+        return Error::none;
+    }
+    gather_row(from, space.size(), space.data());
+    if (is_packed(header.storage)) {
+        return encoder.encode(space);
+    }
+    return plain ? file.write(space.data(), space.size_bytes()) : write_rgb(file, space);
+}
+
 // The picture's only tile, from its top row, which is the rectangle's highest buffer row.
 Error write_rows(OutputFile& file, const pixar_header& header, const Rectangle& rectangle,
                  const Colour8& colour, const Matte8& matte) {
-    Block<Pixel> row;
-    if (Error error = row.allocate(static_cast<std::uint64_t>(rectangle.width())); failed(error)) {
+    Block<Pixel> space;
+    if (Error error = space.allocate(static_cast<std::uint64_t>(rectangle.width()));
+        failed(error)) {
         return error;
     }
     RowEncoder encoder(file, channel_count(header.format));
@@ -70,11 +90,12 @@ Error write_rows(OutputFile& file, const pixar_header& header, const Rectangle& 
         occaisional_update_progress_trellis_(static_cast<float>(rectangle.height() - k) /
                                              static_cast<float>(rectangle.height()));
         const std::int64_t y = rectangle.y0 + k;
-        gather_row(colour.pixel(rectangle.x0, y), matte.pixel(rectangle.x0, y), row.size(),
-                   row.data());
-        Error error = is_packed(header.storage) ? encoder.encode(row.span())
-                                                : write_dumped(file, row.span(), header.format);
-        if (failed(error)) {
+        const RowSource from = {
+            .colour = colour.pixel(rectangle.x0, y),
+            .matte = matte.pixel(rectangle.x0, y),
+            .next_colour = colour.pixel(rectangle.x0, std::max(y - 1, rectangle.y0)),
+        };
+        if (Error error = write_row(file, encoder, header, from, space.span()); failed(error)) {
             return error;
         }
     }

@@ -33,7 +33,9 @@ Bytes all_kernels(std::size_t count, std::size_t offset, bool with_colour, bool 
                      {.colour = with_colour ? colour.data() + offset : nullptr,
                       .matte = with_matte ? matte.data() + offset : nullptr,
                       .next_colour = colour.data()});
-    pixar::gather_row(with_colour ? source.data() + offset : nullptr, with_matte ? source.data() + offset + 1 : nullptr,
+    pixar::gather_row({.colour = with_colour ? source.data() + offset : nullptr,
+                       .matte = with_matte ? source.data() + offset + 1 : nullptr,
+                       .next_colour = source.data()},
                       count, gathered.data() + offset);
     pixar::expand_rgb(source.data() + offset, count, expanded.data() + offset);
     pixar::pack_rgb(row.data(), count, samples.data() + offset);
@@ -67,9 +69,9 @@ TEST(PixarPixels, ChannelsLandInTheirBytes) {
     EXPECT_EQ(colour, support::hex("EE 03 02 01 EE 03 02 01"));
     EXPECT_EQ(matte[1], 4);
     Pixel back[2];
-    pixar::gather_row(colour.data(), matte, 2, back);
+    pixar::gather_row({colour.data(), matte, nullptr}, 2, back);
     EXPECT_TRUE(pixar::same(back[1], pixel));
-    pixar::gather_row(nullptr, nullptr, 2, back);
+    pixar::gather_row({}, 2, back);
     EXPECT_TRUE(pixar::same(back[1], Pixel{}));
     for (std::size_t count = 1; count < 12; ++count) {
         Pixel filled[13] = {};
