@@ -78,12 +78,12 @@ TRELLIS_AVX2 __m256i neutral(const std::uint8_t* colour) {
     return _mm256_srai_epi32(_mm256_cmpeq_epi16(pixels, _mm256_slli_epi32(pixels, 8)), 16);
 }
 
-/// Corrects the neutral ones of 32 quotients, and tells which they were.
-TRELLIS_AVX2 unsigned int correct_neutrals(const std::uint8_t* colour, std::uint8_t* mask) {
-    const __m256i neutrals = in_order(
-        _mm256_packs_epi16(_mm256_packs_epi32(neutral(colour), neutral(colour + 32)),
-                           _mm256_packs_epi32(neutral(colour + 64), neutral(colour + 96))));
-    const __m256i greys = avx2::load(mask);
+TRELLIS_AVX2 __m256i red(const std::uint8_t* colour) {
+    return _mm256_srli_epi32(avx2::load(colour), 24);
+}
+
+/// −1 for each of 32 greys whose neutral colour falls short of them.
+TRELLIS_AVX2 __m256i falls_short(__m256i greys) {
     const __m256i index = _mm256_and_si256(_mm256_srli_epi16(greys, 3), _mm256_set1_epi8(31));
     const __m256i low = _mm256_broadcastsi128_si256(avx2::load16(short_neutrals.bits));
     const __m256i high = _mm256_broadcastsi128_si256(avx2::load16(short_neutrals.bits + 16));
@@ -92,9 +92,22 @@ TRELLIS_AVX2 unsigned int correct_neutrals(const std::uint8_t* colour, std::uint
     const __m256i bit =
         _mm256_shuffle_epi8(avx2::pattern(1, 2, 4, 8, 16, 32, 64, -128, 0, 0, 0, 0, 0, 0, 0, 0),
                             _mm256_and_si256(greys, _mm256_set1_epi8(7)));
-    const __m256i falls_short = _mm256_cmpeq_epi8(_mm256_and_si256(bits, bit), bit);
-    avx2::store(mask, _mm256_add_epi8(greys, _mm256_and_si256(falls_short, neutrals)));
-    return static_cast<unsigned int>(_mm256_movemask_epi8(neutrals));
+    return _mm256_cmpeq_epi8(_mm256_and_si256(bits, bit), bit);
+}
+
+/// The greys of 32 pixels, if they are all neutral.
+TRELLIS_AVX2 bool store_neutrals(const std::uint8_t* colour, std::uint8_t* mask) {
+    const __m256i all =
+        _mm256_and_si256(_mm256_and_si256(neutral(colour), neutral(colour + 32)),
+                         _mm256_and_si256(neutral(colour + 64), neutral(colour + 96)));
+    if (_mm256_movemask_epi8(all) != -1) {
+        return false;
+    }
+    const __m256i greys =
+        in_order(_mm256_packus_epi16(_mm256_packus_epi32(red(colour), red(colour + 32)),
+                                     _mm256_packus_epi32(red(colour + 64), red(colour + 96))));
+    avx2::store(mask, _mm256_add_epi8(greys, falls_short(greys)));
+    return true;
 }
 
 struct Quotients {
@@ -116,12 +129,14 @@ TRELLIS_AVX2 __m256i whole(const Quotients& q) {
     return _mm256_cmpeq_epi16(_mm256_mullo_epi16(q.greys, _mm256_set1_epi16(100)), q.hundredths);
 }
 
-// Stores quotients, and lists the pixels that must be looked at again: a branch for each would keep
-// the processor guessing.
+// Stores quotients, and lists the pixels that the rule itself must look at: a branch for each would
+// keep the processor guessing. Grey pictures go another way, entered after 32 whole pixels.
 TRELLIS_AVX2 std::size_t colour_to_mask_avx2(const std::uint8_t* colour, std::uint8_t* mask,
                                              std::size_t count) {
     constexpr std::size_t step = 32;
     constexpr std::size_t steps = 64;
+    constexpr unsigned int all = 0xFFFFFFFF;
+    bool neutral_before = false;
     std::size_t x = 0;
     while (x + step <= count) {
         struct {
@@ -131,20 +146,21 @@ TRELLIS_AVX2 std::size_t colour_to_mask_avx2(const std::uint8_t* colour, std::ui
         std::size_t listed = 0;
         for (const std::size_t end = std::min(x + step * steps, count - step + 1); x < end;
              x += step) {
+            if (neutral_before && store_neutrals(colour + 4 * x, mask + x)) {
+                continue;
+            }
             const Quotients first = quotients(colour + 4 * x);
             const Quotients next = quotients(colour + 4 * x + 64);
             avx2::store(mask + x, in_order(_mm256_packus_epi16(first.greys, next.greys)));
             const __m256i multiples = in_order(_mm256_packs_epi16(whole(first), whole(next)));
-            list[listed] = {x, static_cast<unsigned int>(_mm256_movemask_epi8(multiples))};
-            listed += list[listed].whole != 0 ? 1 : 0;
+            const auto bits = static_cast<unsigned int>(_mm256_movemask_epi8(multiples));
+            list[listed] = {x, bits};
+            listed += bits != 0 ? 1 : 0;
+            neutral_before = bits == all;
         }
         for (std::size_t i = 0; i < listed; ++i) {
             const std::size_t at = list[i].at;
-            unsigned int bits = list[i].whole;
-            if (std::popcount(bits) > 4) {
-                bits &= ~correct_neutrals(colour + 4 * at, mask + at);
-            }
-            for (; bits != 0; bits &= bits - 1) {
+            for (unsigned int bits = list[i].whole; bits != 0; bits &= bits - 1) {
                 const std::size_t pixel = at + static_cast<std::size_t>(std::countr_zero(bits));
                 const std::uint8_t* from = colour + 4 * pixel;
                 mask[pixel] = grey(from[1], from[2], from[3]);

@@ -245,45 +245,45 @@ TEST(Masks, GreyAndBack) {
     EXPECT_EQ(wide, 16382) << "the sum falls just short";
 }
 
-// All 2^24 colours, and a dense grid of 16-bit ones with every neutral.
-TEST(Masks, TheFastGreyIsTheExactOne) {
-    std::vector<u8> colour(256 * 4);
-    std::vector<u8> mask(256);
+/// Wrong greys among pixels of `size` samples.
+template <class Sample>
+int wrong_greys(int depth, const std::vector<Sample>& colour, std::size_t size) {
+    std::vector<Sample> mask(colour.size() / size);
+    rgb_to_mask_convert_trellis(depth, colour.data(), mask.data(), static_cast<int>(mask.size()));
     int wrong = 0;
-    for (int blue = 0; blue < 256; ++blue) {
-        for (int green = 0; green < 256; ++green) {
-            for (int red = 0; red < 256; ++red) {
-                const auto i = static_cast<std::size_t>(red);
-                colour[4 * i + 1] = static_cast<u8>(blue);
-                colour[4 * i + 2] = static_cast<u8>(green);
-                colour[4 * i + 3] = static_cast<u8>(red);
-            }
-            rgb_to_mask_convert_trellis(0, colour.data(), mask.data(), 256);
-            for (int red = 0; red < 256; ++red) {
-                wrong += mask[static_cast<std::size_t>(red)] !=
-                                 grey<u8>(static_cast<u8>(blue), static_cast<u8>(green), static_cast<u8>(red))
-                             ? 1
-                             : 0;
-            }
+    for (std::size_t i = 0; i < mask.size(); ++i) {
+        const Sample* end = &colour[size * i + size - 1];
+        wrong += mask[i] != grey(end[-2], end[-1], end[0]) ? 1 : 0;
+    }
+    return wrong;
+}
+
+// All 2^24 8-bit colours, the neutral ones again in neutral company, where they go their own way,
+// and with coloured ones between; all neutral 16-bit ones, and a million others.
+TEST(Masks, TheFastGreyIsTheExactOne) {
+    int wrong = 0;
+    std::vector<u8> plane(65536 * 4);
+    for (std::size_t blue = 0; blue < 256; ++blue) {
+        for (std::size_t i = 0; i < 65536; ++i) {
+            plane[4 * i + 1] = static_cast<u8>(blue);
+            plane[4 * i + 2] = static_cast<u8>(i >> 8);
+            plane[4 * i + 3] = static_cast<u8>(i);
         }
+        wrong += wrong_greys(0, plane, 4);
+    }
+    for (const std::size_t coloured : {1009U, 7U}) {  // every so many pixels
+        for (std::size_t i = 0; i < plane.size(); ++i) {
+            plane[i] = static_cast<u8>(i % 4 == 0 ? i : i / 4 + i / 1024);
+            plane[i] ^= i % 4 == 3 && i / 4 % coloured == 0 ? 10 : 0;  // 300 hundredths: still whole
+        }
+        wrong += wrong_greys(0, plane, 4);
     }
     EXPECT_EQ(wrong, 0);
 
     std::vector<u16> words;
-    for (int value = 0; value < 65536; ++value) { words.insert(words.end(), 3, static_cast<u16>(value)); }
-    for (int blue = 0; blue < 16384; blue += 127) {
-        for (int green = 0; green < 16384; green += 131) {
-            for (int red = blue % 7; red < 16384; red += 257) {
-                for (const int sample : {blue, green, red}) { words.push_back(static_cast<u16>(sample)); }
-            }
-        }
-    }
-    std::vector<u16> greys(words.size() / 3);
-    rgb_to_mask_convert_trellis(1, words.data(), greys.data(), static_cast<int>(greys.size()));
-    for (std::size_t i = 0; i < greys.size(); ++i) {
-        wrong += greys[i] != grey(words[3 * i], words[3 * i + 1], words[3 * i + 2]) ? 1 : 0;
-    }
-    EXPECT_EQ(wrong, 0);
+    for (unsigned int i = 0; i < 65536; ++i) { words.insert(words.end(), 3, static_cast<u16>(i)); }
+    for (unsigned int i = 0; i < 3U << 20; ++i) { words.push_back(static_cast<u16>(i * 40503U >> 4 & 0x3FFF)); }
+    EXPECT_EQ(wrong_greys(1, words, 3), 0);
 }
 
 TEST(Premultiply, EveryMatteAndColour) {
@@ -329,23 +329,21 @@ TEST(RunEstimate, RowsAndBuffers) {
     EXPECT_EQ(check_mask_line_for_compression(Bytes(255, 5).data(), 255), 2);
     EXPECT_EQ(check_mask_line_for_compression(nullptr, 0), 0);
 
-    Guarded<u8> picture(110, 110, 4);
-    Guarded<u8> mask(110, 110, 1);
-    support::Noise noise(1);
-    // Only the ten rows from y0 + height ÷ 22 count: for one rectangle they are all plain, for the
-    // other half of them are noise, and five rows of noise cost more than ten plain ones save.
-    for (int y = 0; y < 110; ++y) {
-        for (int x = 0; x < 110; ++x) {
-            const bool counted = y >= 9 && y < 19;
-            mask.at(x, y) = counted ? 1 : noise.byte();
-            for (int c = 0; c < 4; ++c) { picture.at(x, y, c) = counted ? 1 : noise.byte(); }
+    // In rows of pairs, runs are as long as samples. One plain row among the ten decides.
+    for (const auto& [height, first] : {std::pair{109, 4}, {110, 5}}) {
+        for (const auto& [row, pays] : {std::pair{-1, 0}, {0, 1}, {9, 1}, {10, 0}}) {
+            Bytes mask(20 * 115);
+            Bytes picture(20 * 115 * 4);
+            for (std::size_t i = 0; i < picture.size(); ++i) {
+                const bool plain = static_cast<int>(i / 80) == 2 + first + row;
+                picture[i] = mask[i / 4] = plain ? 0 : i / 8 % 2;
+            }
+            const int last = 2 + height - 1;
+            EXPECT_EQ(check_buff_for_compression(9, picture.data(), 20, 2, 2, 17, last), pays);
+            EXPECT_EQ(check_rgba_buff_for_compression(9, picture.data(), 20, 2, 2, 17, last), pays);
+            EXPECT_EQ(check_mask_buff_for_compression(9, mask.data(), 20, 2, 2, 17, last), pays);
         }
     }
-    for (const auto& [y0, pays] : {std::pair{5, 1}, {10, 0}}) {
-        EXPECT_EQ(check_buff_for_compression(0, picture.data(), picture.pitch(), 3, y0, 102, y0 + 99), pays);
-        EXPECT_EQ(check_mask_buff_for_compression(0, mask.data(), mask.pitch(), 3, y0, 102, y0 + 99), pays);
-    }
-    EXPECT_EQ(check_rgba_buff_for_compression(0, picture.data(), picture.pitch(), 3, 5, 102, 104), 1);
     Bytes column(88, 7);
     EXPECT_EQ(check_buff_for_compression(0, column.data(), 1, 0, 0, 0, 21), 0) << "30 bytes are not more than 60";
 }

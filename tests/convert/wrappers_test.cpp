@@ -390,6 +390,7 @@ TEST_F(Wrappers, RefusalsAndFailures) {
     EXPECT_EQ(all(-1, 1, 1), std::vector(10, 14));
     EXPECT_EQ(all(3, 1, 1), std::vector(10, 14));
     EXPECT_EQ(record.calls, 0);
+    EXPECT_EQ(load_pic_fn_convert_trellis(0, nullptr, "a", buffer, 4, 0, 0, 3, 2, 0, 0), 14) << "an empty slot";
     const std::vector kinds = all(0, 3, 0);
     EXPECT_EQ(std::vector(kinds.begin() + 6, kinds.end()), std::vector(4, 14));
 
