@@ -444,6 +444,14 @@ TEST_F(Tool, ShowsHeadersWithTheirUndefinedFields) {
         dir.file("cut.iff", Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
         EXPECT_EQ(run("header cut.iff").status, 0) << size;
     }
+    for (const std::string name : {"a.dpx", "a.cin", "a.pic", "a.iff"}) {
+        const std::string extension = name.substr(1);
+        dir.file("text" + extension, Bytes(3000, 'x'));
+        const Bytes good = contents(dir.path(name));
+        dir.file("short" + extension, Bytes(good.begin(), good.begin() + 11));
+        EXPECT_NE(run("header text" + extension).err.find("(code 20)"), std::string::npos) << name;
+        EXPECT_NE(run("header short" + extension).err.find("(code 1)"), std::string::npos) << name;
+    }
     EXPECT_NE(run("header a.dpx").out.find("encryption key                   undefined"), std::string::npos);
 }
 
@@ -457,6 +465,12 @@ TEST_F(Tool, MakesAndShowsSideFiles) {
     EXPECT_EQ(info("small.png")["width"], 200);
     EXPECT_EQ(run("preview a.pic --png b.png --size1 9x9").status, 2);
 
+    // An image's preview has no matte: its first byte is only a grey level.
+    succeed("convert a.pic image.pic --kind image");
+    succeed("preview image.pic");
+    succeed("preview image.pic --png small.png --force");
+    EXPECT_EQ(info("small.png")["kind"], "image");
+
     succeed("cinfo a.pic --set int_5=-7 real_3=0.25");
     EXPECT_EQ(contents(dir.path("a.pic.cinfo")).size(), 106U);
     const json cinfo = json::parse(run("cinfo a.pic --json").out);
@@ -465,6 +479,10 @@ TEST_F(Tool, MakesAndShowsSideFiles) {
         "int_7": 3, "outline_size": 40})"));
     succeed("cinfo a.pic --set int_7=9");
     EXPECT_EQ(json::parse(run("cinfo a.pic --json").out)["int_5"], -7) << "kept";
+    Bytes newer = contents(dir.path("a.pic.cinfo"));
+    newer[4] = 2;
+    dir.file("b.pic.cinfo", newer);
+    EXPECT_EQ(json::parse(run("cinfo b.pic --json").out)["int_7"], 9) << "no warning in between";
     for (const char* wrong : {"int_9=1", "int_3", "int_3=x", "int_3=99999999999", "=1"}) {
         EXPECT_EQ(run(std::string("cinfo a.pic --set ") + wrong).status, 2) << wrong;
     }

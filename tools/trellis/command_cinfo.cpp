@@ -1,4 +1,5 @@
 #include <nlohmann/json.hpp>
+#include <unistd.h>
 
 #include <charconv>
 #include <cstdio>
@@ -56,7 +57,28 @@ unsigned int* out(int& value) {
     return reinterpret_cast<unsigned int*>(&value);
 }
 
+/// While it lives, what is printed on standard output goes to standard error: the library announces
+/// files of other versions there, where the tool prints what scripts read.
+class OutputAside {
+  public:
+    OutputAside() : output_(dup(STDOUT_FILENO)) {
+        std::fflush(stdout);
+        dup2(STDERR_FILENO, STDOUT_FILENO);
+    }
+    OutputAside(const OutputAside&) = delete;
+    OutputAside& operator=(const OutputAside&) = delete;
+    ~OutputAside() {
+        std::fflush(stdout);
+        dup2(output_, STDOUT_FILENO);
+        close(output_);
+    }
+
+  private:
+    int output_;
+};
+
 CutoutInfo load(const std::string& path) {
+    const OutputAside aside;
     CutoutInfo info;
     const char* name = path.c_str();
     unsigned int outline_size = 0;

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <initializer_list>
+#include <string_view>
 
 #include "trellis/errors.h"
 
@@ -161,23 +163,42 @@ void print_chunks(const Json& chunks, int indent) {
     }
 }
 
+// A header that is another format's, or cut short, is not shown as if it were whole.
+void check_start(const std::string& path, const std::string& bytes, std::size_t least,
+                 std::initializer_list<std::string_view> magics) {
+    for (const std::string_view magic : magics) {
+        if (bytes.starts_with(magic)) {
+            if (bytes.size() < least) {
+                throw FileError(path, TRELLIS_READ_ERROR);
+            }
+            return;
+        }
+    }
+    throw FileError(path, bytes.size() < least ? TRELLIS_READ_ERROR : TRELLIS_MAGIC_ERROR);
+}
+
 Json header_of(const std::string& path, const pic_format& format) {
+    using namespace std::string_view_literals;
     Json header = {{"file", path}, {"format", format.code_string}};
     const std::string bytes = first_bytes(path);
     switch (format.type) {
         case TRELLIS_TYPE_DPX: {
+            check_start(path, bytes, 1664, {"SDPX"sv, "XPDS"sv});
             const bool big = bytes.starts_with("SDPX");
             header["byte order"] = big ? "big-endian" : "little-endian";
             header["sections"] = read_sections(FieldReader(bytes, big, false), dpx_sections());
             break;
         }
         case TRELLIS_TYPE_CINEON:
+            check_start(path, bytes, 1024, {"\x80\x2A\x5F\xD7"sv});
             header["sections"] = read_sections(FieldReader(bytes, true, true), cineon_sections());
             break;
         case TRELLIS_TYPE_PIXAR:
+            check_start(path, bytes, 760, {"\0\0\xE8\x80\0\0\0\0"sv});
             header["sections"] = read_sections(FieldReader(bytes, true, false), pixar_sections());
             break;
         case TRELLIS_TYPE_MAYA:
+            check_start(path, bytes, 12, {"FOR4"sv, "CIMG"sv});
             header["chunks"] = iff_tree(path);
             break;
         default:

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <climits>
 #include <filesystem>
+#include <fstream>
 #include <vector>
 
 #include "trellis/errors.h"
@@ -27,15 +28,32 @@ trellis_minipic_source source_of(trellis_kind kind) {
     }
 }
 
-// What the minipic file says of its first preview: its kind, and its pixels with the matte in the
-// spare byte of the colour.
-Picture picture_of(const std::vector<std::uint8_t>& pixels, int width, int height, int type) {
-    const trellis_kind kind = type == 2 ? TRELLIS_KIND_MASK : TRELLIS_KIND_CUTOUT;
+// Of what kind of picture a minipic file was made: the source word of its header. What a read gives
+// as the type does not tell images from cutouts.
+trellis_kind source_kind(const std::string& path) {
+    constexpr std::streamoff source_offset = 16;
+    std::ifstream file(minipic_name(path), std::ios::binary);
+    file.seekg(source_offset);
+    switch (file.get()) {
+        case TRELLIS_MINIPIC_IMAGE:
+            return TRELLIS_KIND_IMAGE;
+        case TRELLIS_MINIPIC_MASK:
+            return TRELLIS_KIND_MASK;
+        default:
+            return TRELLIS_KIND_CUTOUT;
+    }
+}
+
+// The first byte of a preview pixel is the matte; of an image it is only a grey level.
+Picture picture_of(const std::vector<std::uint8_t>& pixels, int width, int height,
+                   trellis_kind kind) {
     Picture picture(kind, width, height);
     for (std::size_t i = 0; i < picture.pixels(); ++i) {
         const std::uint8_t* pixel = &pixels[i * Picture::colour_size];
-        picture.matte()[i] = pixel[0];
-        if (kind == TRELLIS_KIND_CUTOUT) {
+        if (kind != TRELLIS_KIND_IMAGE) {
+            picture.matte()[i] = pixel[0];
+        }
+        if (kind != TRELLIS_KIND_MASK) {
             std::copy_n(pixel, Picture::colour_size, picture.colour() + i * Picture::colour_size);
         }
     }
@@ -82,7 +100,7 @@ void extract_preview(const std::string& path, const std::string& out, const Save
     if (width < 1 || height < 1) {
         throw FileError(minipic_name(path), TRELLIS_UNSUPPORTED_ERROR);
     }
-    save_picture(picture_of(pixels, width, height, type), out, save);
+    save_picture(picture_of(pixels, width, height, source_kind(path)), out, save);
 }
 
 }  // namespace tool

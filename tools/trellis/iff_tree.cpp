@@ -18,6 +18,8 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::uint64_t chunk_header_size = 8;
 constexpr int deepest_form = 16;
+constexpr int most_chunks =
+    100000;  // more are not shown: no picture has them, and nobody reads them
 
 class ChunkReader {
   public:
@@ -33,7 +35,8 @@ class ChunkReader {
     Json chunks(std::uint64_t position, std::uint64_t end, int depth) {
         Json list = Json::array();
         end = std::min(end, size_);
-        while (position + chunk_header_size <= end) {
+        while (position + chunk_header_size <= end && shown_ < most_chunks) {
+            ++shown_;
             const std::string head = bytes(position, chunk_header_size);
             const std::uint64_t size = number(head, 4, 4);
             const std::uint64_t data = position + chunk_header_size;
@@ -79,6 +82,7 @@ class ChunkReader {
 
     std::ifstream file_;
     std::uint64_t size_ = 0;
+    int shown_ = 0;
 };
 
 }  // namespace

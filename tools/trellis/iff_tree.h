@@ -9,8 +9,8 @@
 namespace tool {
 
 /// A list of chunks, each with its tag, offset and size; forms have their type and the chunks in
-/// them, a TBHD chunk its fields. Ends where the file does, whatever sizes it claims. Throws
-/// FileError when the file cannot be read.
+/// them, a TBHD chunk its fields. Ends where the file does, whatever sizes it claims, and after
+/// 100,000 chunks. Throws FileError when the file cannot be read.
 nlohmann::ordered_json iff_tree(const std::string& path);
 
 }  // namespace tool
