@@ -37,7 +37,7 @@ Memory& destination() {
 
 struct Conversion {
     const char* name;
-    int bytes_read;  // of one pixel
+    int bytes_read;  // of one pixel; of the destination too, where its spare byte is kept
     int bytes_written;
     void (*run)(Memory& from, Memory& to);
 };
@@ -47,7 +47,7 @@ const Conversion conversions[] = {
      [](Memory& from, Memory& to) {
          convert::widen(Colour8(from.bytes.data(), w), Colour16(to.words.data(), w), {w, h});
      }},
-    {"colour-16-to-8", 6, 4,
+    {"colour-16-to-8", 10, 4,
      [](Memory& from, Memory& to) {
          convert::narrow(Colour16(from.words.data(), w), Colour8(to.bytes.data(), w), {w, h});
      }},

@@ -6,11 +6,14 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
+
+#include "trellis/pic_format.h"
 
 namespace fuzz {
 
@@ -111,5 +114,30 @@ class Steering {
     const std::uint8_t* bytes_;
     std::size_t& size_;
 };
+
+/// A descriptor, filled once.
+template <void (*init)(pic_format*)>
+const pic_format& format() {
+    static const pic_format filled = [] {
+        pic_format record{};
+        init(&record);
+        return record;
+    }();
+    return filled;
+}
+
+/// Asks a format everything about a file but its pixels. A probe is given a copy of the bytes, with
+/// room for what the most curious one looks at.
+inline void ask(const pic_format& format, const char* name, const std::uint8_t* bytes,
+                std::size_t size) {
+    constexpr std::size_t least_room = 194;
+    unsigned int out[12] = {};
+    std::vector<std::uint8_t> header(bytes, bytes + size);
+    header.resize(std::max(size, least_room));
+    format.inq_type_fn(header.data(), static_cast<int>(size), name, 0, &out[0], &out[1]);
+    format.size_pic_fn(name, &out[0], &out[1]);
+    format.info_fn(name, &out[0], &out[1], &out[2], &out[3], &out[4], &out[5], &out[6], &out[7],
+                   &out[8], &out[9], &out[10], &out[11]);
+}
 
 }  // namespace fuzz

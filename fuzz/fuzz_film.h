@@ -2,8 +2,6 @@
 
 // What the two film targets do with a file: offer it to every function that reads such files.
 
-#include <algorithm>
-
 #include "trellis/trellis.h"
 
 #include "fuzz_file.h"
@@ -19,13 +17,8 @@ inline void read_film(const pic_format& format, const std::uint8_t* bytes, std::
     const int file_y = steering.next(-20, 20);
     const char* name = file.with(bytes, size);
 
-    unsigned int out[12] = {};
-    std::vector<std::uint8_t> header(bytes, bytes + size);
-    header.resize(std::max<std::size_t>(size, 194));
-    format.inq_type_fn(header.data(), static_cast<int>(size), name, 0, &out[0], &out[1]);
-    format.size_pic_fn(name, &out[0], &out[1]);
-    format.info_fn(name, &out[0], &out[1], &out[2], &out[3], &out[4], &out[5], &out[6], &out[7],
-                   &out[8], &out[9], &out[10], &out[11]);
+    ask(format, name, bytes, size);
+    unsigned int out[3] = {};
     std::vector<std::uint8_t> catalogue(96 * 64 * 4);
     format.load_cat_fn(name, catalogue.data(), 96 * 64, &out[0], &out[1], &out[2]);
 

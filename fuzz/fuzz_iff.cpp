@@ -22,12 +22,7 @@ void load(const pic_format& maya, const char* name, int width, int height, int f
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     static fuzz::File file;
-    static const pic_format maya = [] {
-        pic_format format{};
-        init_maya_pic_(&format);
-        return format;
-    }();
-
+    const pic_format& maya = fuzz::format<init_maya_pic_>();
     fuzz::Steering steering(bytes, size);
     const bool deep = steering.next(0, 1) == 1;
     const int width = steering.next(0, 40);
@@ -36,12 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const int file_y = steering.next(-40, 20);
     const char* name = file.with(bytes, size);
 
-    unsigned int out[12] = {};
-    std::vector<std::uint8_t> header(bytes, bytes + size);
-    maya.inq_type_fn(header.data(), static_cast<int>(size), name, 0, &out[0], &out[1]);
-    maya.size_mask_fn(name, &out[0], &out[1]);
-    maya.info_fn(name, &out[0], &out[1], &out[2], &out[3], &out[4], &out[5], &out[6], &out[7],
-                 &out[8], &out[9], &out[10], &out[11]);
+    fuzz::ask(maya, name, bytes, size);
     if (deep) {
         load<std::uint16_t>(maya, name, width, height, file_x, file_y);
     } else {

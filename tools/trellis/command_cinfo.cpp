@@ -133,7 +133,7 @@ bool assign(CutoutInfo& info, const std::string& assignment) {
     return false;
 }
 
-void save(const std::string& path, CutoutInfo& info) {
+void save(const std::string& path, const CutoutInfo& info) {
     SafeFile file(cinfo_name(path), true);
     const int code = file.written_by([&](const char* name) {
         return save_cutout_info_trellis(

@@ -22,8 +22,12 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// The longest header of the formats whose fields stand at fixed places.
+// What is shown of a header, and what must be there of it: the part that readers need.
 constexpr std::size_t longest_header = 2048;
+constexpr std::size_t dpx_least = 1664;
+constexpr std::size_t cineon_least = 1024;
+constexpr std::size_t pixar_least = 760;
+constexpr std::size_t iff_least = 12;
 
 std::string first_bytes(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
@@ -183,22 +187,22 @@ Json header_of(const std::string& path, const pic_format& format) {
     const std::string bytes = first_bytes(path);
     switch (format.type) {
         case TRELLIS_TYPE_DPX: {
-            check_start(path, bytes, 1664, {"SDPX"sv, "XPDS"sv});
+            check_start(path, bytes, dpx_least, {"SDPX"sv, "XPDS"sv});
             const bool big = bytes.starts_with("SDPX");
             header["byte order"] = big ? "big-endian" : "little-endian";
             header["sections"] = read_sections(FieldReader(bytes, big, false), dpx_sections());
             break;
         }
         case TRELLIS_TYPE_CINEON:
-            check_start(path, bytes, 1024, {"\x80\x2A\x5F\xD7"sv});
+            check_start(path, bytes, cineon_least, {"\x80\x2A\x5F\xD7"sv});
             header["sections"] = read_sections(FieldReader(bytes, true, true), cineon_sections());
             break;
         case TRELLIS_TYPE_PIXAR:
-            check_start(path, bytes, 760, {"\0\0\xE8\x80\0\0\0\0"sv});
+            check_start(path, bytes, pixar_least, {"\0\0\xE8\x80\0\0\0\0"sv});
             header["sections"] = read_sections(FieldReader(bytes, true, false), pixar_sections());
             break;
         case TRELLIS_TYPE_MAYA:
-            check_start(path, bytes, 12, {"FOR4"sv, "CIMG"sv});
+            check_start(path, bytes, iff_least, {"FOR4"sv, "CIMG"sv});
             header["chunks"] = iff_tree(path);
             break;
         default:
