@@ -11,35 +11,36 @@ namespace trellis::convert {
 
 namespace {
 
-/// One colour of four 16-bit cutout pixels as doubles, by way of the bits of 2^52: its high word
-/// stands in the matte lanes, and a small whole number in its low word is added to it.
+/// One colour of four 16-bit pixels as doubles, by way of the bits of 2^52: its high word stands
+/// behind the two pixels of each half, and a small whole number in its low word is added to it.
 template <char colour>
 TRELLIS_AVX2 __m256d doubles(__m256i pixels) {
     constexpr char low = 2 * colour;
     constexpr char high = 2 * colour + 1;
-    const __m256i sums = _mm256_shuffle_epi8(
-        pixels,
-        avx2::pattern(low, high, -1, -1, -1, -1, 0, 1, low + 8, high + 8, -1, -1, -1, -1, 8, 9));
+    const __m256i sums =
+        _mm256_shuffle_epi8(pixels, avx2::pattern(low, high, -1, -1, -1, -1, 14, 15, low + 6,
+                                                  high + 6, -1, -1, -1, -1, 14, 15));
     return _mm256_sub_pd(_mm256_castsi256_pd(sums), _mm256_set1_pd(0x1p52));
 }
 
-/// The greys of four 16-bit cutout pixels, by the very operations of grey() in its order.
-TRELLIS_AVX2 __m128i exact_greys(__m256i cutout) {
-    const __m256i high_words = _mm256_set1_epi64x(0x4330);
-    const __m256i pixels = _mm256_blend_epi16(cutout, high_words, 0b00010001);
-    const __m256d blue = _mm256_mul_pd(_mm256_set1_pd(0.11), doubles<1>(pixels));
-    const __m256d green = _mm256_mul_pd(_mm256_set1_pd(0.59), doubles<2>(pixels));
-    const __m256d red = _mm256_mul_pd(_mm256_set1_pd(0.3), doubles<3>(pixels));
+/// The greys of four 16-bit pixels, by the very operations of grey() in its order. Reads two words
+/// more than the pixels have.
+TRELLIS_AVX2 __m128i exact_greys(const std::uint16_t* colour) {
+    const __m256i pixels = _mm256_set_m128i(avx2::load16(colour + 6), avx2::load16(colour));
+    const __m256i marked = _mm256_blend_epi16(pixels, _mm256_set1_epi16(0x4330), 0b10000000);
+    const __m256d blue = _mm256_mul_pd(_mm256_set1_pd(0.11), doubles<0>(marked));
+    const __m256d green = _mm256_mul_pd(_mm256_set1_pd(0.59), doubles<1>(marked));
+    const __m256d red = _mm256_mul_pd(_mm256_set1_pd(0.3), doubles<2>(marked));
     return _mm256_cvttpd_epi32(_mm256_add_pd(_mm256_add_pd(blue, green), red));
 }
 
 TRELLIS_AVX2 std::size_t colour_to_mask_avx2(const std::uint16_t* colour, std::uint16_t* mask,
                                              std::size_t count) {
-    using Words = Lanes<std::uint16_t>;
     std::size_t x = 0;
-    for (; x + 8 <= count; x += 8) {
-        const __m128i first = exact_greys(Words::load_colour(colour + 3 * x));
-        const __m128i next = exact_greys(Words::load_colour(colour + 3 * x + 12));
+    // The last pixel is left, for it is what the kernel reads in part.
+    for (; x + 8 < count; x += 8) {
+        const __m128i first = exact_greys(colour + 3 * x);
+        const __m128i next = exact_greys(colour + 3 * x + 12);
         avx2::store16(mask + x, _mm_packus_epi32(first, next));
     }
     return x;
