@@ -1,5 +1,7 @@
 #include "convert/cutout.h"
 
+#include <algorithm>
+
 #include "convert/lanes.h"
 #include "convert/layouts.h"
 #include "frame/cpu.h"
@@ -25,16 +27,12 @@ TRELLIS_AVX2 std::size_t join_avx2(const Sample* colour, const Sample* matte, Sa
 }
 
 template <class Sample>
-TRELLIS_AVX2 std::size_t split_avx2(Sample* colour, Sample* matte, const Sample* cutout,
-                                    std::size_t count) {
+TRELLIS_AVX2 std::size_t extract_colours_avx2(const Sample* cutout, Sample* colour,
+                                              std::size_t count) {
     using L = Lanes<Sample>;
     std::size_t x = 0;
-    for (; x + L::pixels <= count; x += L::pixels) {
-        const __m256i pixels = avx2::load(cutout + 4 * x);
-        L::store_colour(colour + Layout<Sample>::colour_samples * x, pixels);
-        if (matte != nullptr) {
-            avx2::store8(matte + x, L::gather(pixels));
-        }
+    for (; x + 4 * L::pixels <= count; x += 4 * L::pixels) {
+        L::store_colours(colour + Layout<Sample>::colour_samples * x, load_four(cutout + 4 * x));
     }
     return x;
 }
@@ -51,33 +49,26 @@ TRELLIS_AVX2 std::size_t insert_avx2(const Sample* matte, Sample* cutout, std::s
     return x;
 }
 
-TRELLIS_AVX2 std::size_t extract_avx2(const std::uint8_t* cutout, std::uint8_t* matte,
-                                      std::size_t count) {
-    using L = Lanes<std::uint8_t>;
+template <class Sample>
+TRELLIS_AVX2 std::size_t extract_avx2(const Sample* cutout, Sample* matte, std::size_t count) {
+    using L = Lanes<Sample>;
     std::size_t x = 0;
-    for (; x + L::pixels <= count; x += L::pixels) {
-        avx2::store8(matte + x, L::gather(avx2::load(cutout + 4 * x)));
+    for (; x + 4 * L::pixels <= count; x += 4 * L::pixels) {
+        avx2::store(matte + x, L::mattes(load_four(cutout + 4 * x)));
     }
     return x;
 }
 
-/// Sixteen words at a time: two packings leave every matte in a word, in pairs that the permutation
-/// puts in order.
-TRELLIS_AVX2 std::size_t extract_avx2(const std::uint16_t* cutout, std::uint16_t* matte,
-                                      std::size_t count) {
-    const __m256i lanes = Lanes<std::uint16_t>::matte_lanes();
-    const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
-    std::size_t x = 0;
-    for (; x + 16 <= count; x += 16) {
-        const std::uint16_t* from = cutout + 4 * x;
-        const __m256i first = _mm256_packus_epi32(_mm256_and_si256(avx2::load(from), lanes),
-                                                  _mm256_and_si256(avx2::load(from + 16), lanes));
-        const __m256i second = _mm256_packus_epi32(_mm256_and_si256(avx2::load(from + 32), lanes),
-                                                   _mm256_and_si256(avx2::load(from + 48), lanes));
-        avx2::store(matte + x,
-                    _mm256_permutevar8x32_epi32(_mm256_packus_epi32(first, second), order));
+template <class Sample>
+void extract_colours(const Sample* cutout, Sample* colour, std::size_t count) {
+    for (std::size_t x = use_avx2() ? extract_colours_avx2(cutout, colour, count) : 0; x < count;
+         ++x) {
+        const Sample* from = cutout + 4 * x;
+        Sample* to = colour + Layout<Sample>::colour_samples * x + Layout<Sample>::first_colour;
+        to[0] = from[1];
+        to[1] = from[2];
+        to[2] = from[3];
     }
-    return x;
 }
 
 }  // namespace
@@ -98,22 +89,6 @@ void join_cutout(const Sample* colour, const Sample* matte, Sample* cutout, std:
 }
 
 template <class Sample>
-void split_cutout(Sample* colour, Sample* matte, const Sample* cutout, std::size_t count) {
-    for (std::size_t x = use_avx2() ? split_avx2(colour, matte, cutout, count) : 0; x < count;
-         ++x) {
-        const Sample* from = cutout + 4 * x;
-        Sample* to = colour + Layout<Sample>::colour_samples * x + Layout<Sample>::first_colour;
-        // The matte first: in place, the colours of 16-bit pixels may fall on it.
-        if (matte != nullptr) {
-            matte[x] = from[0];
-        }
-        to[0] = from[1];
-        to[1] = from[2];
-        to[2] = from[3];
-    }
-}
-
-template <class Sample>
 void insert_matte(const Sample* matte, Sample* cutout, std::size_t count) {
     for (std::size_t x = use_avx2() ? insert_avx2(matte, cutout, count) : 0; x < count; ++x) {
         cutout[4 * x] = matte[x];
@@ -124,6 +99,21 @@ template <class Sample>
 void extract_matte(const Sample* cutout, Sample* matte, std::size_t count) {
     for (std::size_t x = use_avx2() ? extract_avx2(cutout, matte, count) : 0; x < count; ++x) {
         matte[x] = cutout[4 * x];
+    }
+}
+
+template <class Sample>
+void split_cutout(Sample* colour, Sample* matte, const Sample* cutout, std::size_t count) {
+    // One buffer after the other is written faster than two at once, so a block of pixels small
+    // enough for the nearest cache is read twice. The mattes first: in place, the colours of 16-bit
+    // pixels fall on them.
+    constexpr std::size_t block = 512;
+    for (std::size_t x = 0; x < count; x += block) {
+        const std::size_t pixels = std::min(block, count - x);
+        if (matte != nullptr) {
+            extract_matte(cutout + 4 * x, matte + x, pixels);
+        }
+        extract_colours(cutout + 4 * x, colour + Layout<Sample>::colour_samples * x, pixels);
     }
 }
 

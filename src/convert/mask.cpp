@@ -67,12 +67,6 @@ struct ShortNeutrals {
 
 constexpr ShortNeutrals short_neutrals;
 
-/// 32 numbers, or 32 masks, of four registers with eight each to bytes, as horizontal additions and
-/// packing within halves of 16 bytes leave them.
-TRELLIS_AVX2 __m256i in_order(__m256i packed) {
-    return _mm256_permutevar8x32_epi32(packed, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
-}
-
 /// All ones for each of eight pixels that is neutral: green and red together are blue and green.
 TRELLIS_AVX2 __m256i neutral(const std::uint8_t* colour) {
     const __m256i pixels = avx2::load(colour);
