@@ -110,20 +110,13 @@ void load_floor(benchmark::State& state, const Format& format, Kind kind) {
 
 void save_whole(benchmark::State& state, const Format& format, Kind kind) {
     free_last_header_trellis();
-    const std::string name = bench::path("save." + format.extension);
-    for (auto _ : state) {
-        if (save(format, kind, name, bench::width, bench::height) != 0) {
-            state.SkipWithError("save failed");
-        }
-    }
+    bench::time_saves(state, bench::path("save." + format.extension), [&](const char* name) {
+        return save(format, kind, name, bench::width, bench::height) == 0;
+    });
 }
 
 void save_floor(benchmark::State& state, const Format& format, Kind kind) {
-    const std::size_t size = bench::file_size(saved(format, kind));
-    const std::string name = bench::path("save.raw");
-    for (auto _ : state) {
-        bench::write_floor(name, size);
-    }
+    bench::time_write_floor(state, bench::file_size(saved(format, kind)));
 }
 
 // A header of the transposed orientation for the next save, as a host prepares it.
@@ -149,17 +142,14 @@ void load_transposed(benchmark::State& state) {
 }
 
 void save_transposed(benchmark::State& state) {
-    const std::string name = bench::path("save-transposed.dpx");
     prepare_transposed_header();
-    void* header = nullptr;
-    int size = 0;
-    for (auto _ : state) {
+    bench::time_saves(state, bench::path("save-transposed.dpx"), [](const char* name) {
+        void* header = nullptr;
+        int size = 0;
         inq_last_header_trellis(&header, &size);
         std::memcpy(static_cast<char*>(header) + 768, "\0\5", 2);
-        if (save(dpx(), Kind::picture, name, bench::width, bench::height) != 0) {
-            state.SkipWithError("save failed");
-        }
-    }
+        return save(dpx(), Kind::picture, name, bench::width, bench::height) == 0;
+    });
 }
 
 // A picture of 8192 × 6224 pixels: a square of `side`, or all of it.
@@ -197,12 +187,8 @@ void peer_load(benchmark::State& state, const bench::Peer& peer, const Format& f
 
 void peer_save(benchmark::State& state, const bench::Peer& peer, const Format& format) {
     static const auto samples = bench::samples16(bench::Content::noise, 3, 65535);
-    const std::string name = bench::path("peer-save." + format.extension);
-    for (auto _ : state) {
-        if (!peer.save(name, samples)) {
-            state.SkipWithError("this peer does not write the format");
-        }
-    }
+    bench::time_saves(state, bench::path("peer-save." + format.extension),
+                      [&](const char* name) { return peer.save(name, samples); });
 }
 
 template <class Function, class... Arguments>

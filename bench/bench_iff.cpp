@@ -151,36 +151,29 @@ void iff_load_floor(benchmark::State& state, Content content) {
     }
 }
 
-void save(benchmark::State& state, Content content, const std::string& name) {
+bool save(Content content, const std::string& name) {
     Cutout& cutout = picture(content);
-    if (maya().save_cut_fn(name.c_str(), cutout.colour.data(), bench::width, cutout.matte.data(),
-                           bench::width, 0, 0, bench::width - 1, bench::height - 1, 1) != 0) {
-        state.SkipWithError("save failed");
-    }
+    return maya().save_cut_fn(name.c_str(), cutout.colour.data(), bench::width, cutout.matte.data(),
+                              bench::width, 0, 0, bench::width - 1, bench::height - 1, 1) == 0;
 }
 
 void iff_save(benchmark::State& state, Content content) {
-    const std::string name = bench::path("save.iff");
     picture(content);
-    for (auto _ : state) {
-        save(state, content, name);
-    }
+    bench::time_saves(state, bench::path("save.iff"),
+                      [content](const char* name) { return save(content, name); });
 }
 
 // The library's own files: one tile of the whole picture.
 void iff_load_single(benchmark::State& state, Content content) {
     const std::string name = bench::path("single.iff");
-    save(state, content, name);
+    save(content, name);
     load(state, name, 0);
 }
 
 void iff_save_floor(benchmark::State& state, Content content) {
-    const std::string name = bench::path("save.iff");
-    save(state, content, name);
-    const std::size_t size = bench::file_size(name);
-    for (auto _ : state) {
-        bench::write_floor(name, size);
-    }
+    const std::string name = bench::path("single.iff");
+    save(content, name);
+    bench::time_write_floor(state, bench::file_size(name));
 }
 
 void peer_load(benchmark::State& state, Content content) {
@@ -199,11 +192,8 @@ void peer_save(benchmark::State& state, Content content) {
         const std::uint8_t* pixel = &cutout.colour[4 * i];
         samples.insert(samples.end(), {pixel[3], pixel[2], pixel[1], cutout.matte[i]});
     }
-    for (auto _ : state) {
-        if (!bench::peer_saves_iff(bench::path("peer.iff"), samples)) {
-            state.SkipWithError("peer failed");
-        }
-    }
+    bench::time_saves(state, bench::path("peer.iff"),
+                      [&](const char* name) { return bench::peer_saves_iff(name, samples); });
 }
 
 // 8192 × 8192 pixels in tiles of tile × tile.

@@ -30,19 +30,20 @@ Cutout& picture(Content content) {
     return content == Content::chart ? chart : noise;
 }
 
-void save(benchmark::State& state, Cutout& cutout, const std::string& name, bool compress) {
-    if (pixar().save_cut_fn(name.c_str(), cutout.colour.data(), bench::width, cutout.matte.data(),
-                            bench::width, 0, 0, bench::width - 1, bench::height - 1,
-                            compress ? 1 : 0) != 0) {
-        state.SkipWithError("save failed");
-    }
+bool save(Content content, const std::string& name, bool compress) {
+    Cutout& cutout = picture(content);
+    return pixar().save_cut_fn(name.c_str(), cutout.colour.data(), bench::width,
+                               cutout.matte.data(), bench::width, 0, 0, bench::width - 1,
+                               bench::height - 1, compress ? 1 : 0) == 0;
 }
 
 std::string saved(benchmark::State& state, Content content, bool compress) {
-    const std::string name =
+    std::string name =
         bench::path(std::string("pixar") + (content == Content::chart ? "-chart" : "-noise") +
                     (compress ? "-packets" : "-dumped") + ".pic");
-    save(state, picture(content), name, compress);
+    if (!save(content, name, compress)) {
+        state.SkipWithError("save failed");
+    }
     return name;
 }
 
@@ -74,19 +75,14 @@ void pixar_load_floor(benchmark::State& state, Content content, bool compress) {
 }
 
 void pixar_save(benchmark::State& state, Content content, bool compress) {
-    const std::string name = bench::path("pixar-save.pic");
-    for (auto _ : state) {
-        save(state, picture(content), name, compress);
-    }
+    picture(content);
+    bench::time_saves(state, bench::path("pixar-save.pic"),
+                      [&](const char* name) { return save(content, name, compress); });
     set_rate(state);
 }
 
 void pixar_save_floor(benchmark::State& state, Content content, bool compress) {
-    const std::size_t size = bench::file_size(saved(state, content, compress));
-    const std::string name = bench::path("pixar-save.raw");
-    for (auto _ : state) {
-        bench::write_floor(name, size);
-    }
+    bench::time_write_floor(state, bench::file_size(saved(state, content, compress)));
     set_rate(state);
 }
 

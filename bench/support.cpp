@@ -16,11 +16,7 @@ constexpr std::size_t piece_size = 64 * 1024;
 
 struct Directory {
     Directory() {
-        // Memory rather than a disk, where there is such a place: a disk has moods of its own.
-        const std::filesystem::path memory = "/dev/shm";
-        const std::filesystem::path place =
-            std::filesystem::is_directory(memory) ? memory : std::filesystem::temp_directory_path();
-        std::string pattern = place / "trellis-bench-XXXXXX";
+        std::string pattern = std::filesystem::temp_directory_path() / "trellis-bench-XXXXXX";
         if (mkdtemp(pattern.data()) == nullptr) {
             std::abort();
         }
@@ -109,14 +105,17 @@ void read_floor(const std::string& name, std::size_t output) {
     }
 }
 
-void write_floor(const std::string& name, std::size_t size) {
+void time_write_floor(benchmark::State& state, std::size_t size) {
     static const std::vector<char> piece(piece_size, 'x');
-    std::FILE* file = std::fopen(name.c_str(), "w");
-    std::setvbuf(file, nullptr, _IONBF, 0);
-    for (std::size_t written = 0; written < size; written += piece_size) {
-        std::fwrite(piece.data(), 1, std::min(piece_size, size - written), file);
-    }
-    std::fclose(file);
+    time_saves(state, path("floor.raw"), [size](const char* name) {
+        std::FILE* file = std::fopen(name, "w");
+        std::setvbuf(file, nullptr, _IONBF, 0);
+        std::size_t written = 0;
+        while (written < size) {
+            written += std::fwrite(piece.data(), 1, std::min(piece_size, size - written), file);
+        }
+        return std::fclose(file) == 0;
+    });
 }
 
 }  // namespace bench

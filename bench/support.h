@@ -2,8 +2,11 @@
 
 // What all benchmarks share: pictures to work on, files to read, and the floor under every figure.
 
+#include <benchmark/benchmark.h>
+
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -36,7 +39,22 @@ std::vector<Bar>& bars();
 /// The floor under a load: reads the whole file in 64 KiB pieces and stores `output` bytes.
 void read_floor(const std::string& name, std::size_t output);
 
+/// Times `save`, which has to make a new file of the name and tells whether it did. Emptying an old
+/// file of many pages takes as long as a good part of a save, and is not what is measured.
+template <class Save>
+void time_saves(benchmark::State& state, const std::string& name, Save save) {
+    for (auto _ : state) {
+        if (!save(name.c_str())) {
+            state.SkipWithError("save failed");
+            return;
+        }
+        state.PauseTiming();
+        std::filesystem::remove(name);
+        state.ResumeTiming();
+    }
+}
+
 /// The floor under a save: writes `size` bytes in 64 KiB pieces to a new file.
-void write_floor(const std::string& name, std::size_t size);
+void time_write_floor(benchmark::State& state, std::size_t size);
 
 }  // namespace bench

@@ -41,7 +41,7 @@ InputFile::~InputFile() {
 }
 
 Error InputFile::open(const char* name) {
-    if (Error error = buffer_.allocate(io_buffer_size); failed(error)) {
+    if (Error error = buffer_.allocate(input_buffer_size); failed(error)) {
         return error;
     }
     file_ = open_unbuffered(name, "r");
@@ -106,17 +106,31 @@ OutputFile::~OutputFile() {
 }
 
 Error OutputFile::create(const char* name) {
-    if (Error error = buffer_.allocate(io_buffer_size); failed(error)) {
+    if (Error error = buffer_.allocate(output_buffer_size); failed(error)) {
         return error;
     }
     file_ = open_unbuffered(name, "w");
     return file_ == nullptr ? Error::open : Error::none;
 }
 
+Error OutputFile::write_through(const void* source, std::size_t size) {
+    return std::fwrite(source, 1, size, file_) == size ? Error::none : Error::write;
+}
+
 Error OutputFile::flush() {
     const std::size_t size = used_;
     used_ = 0;
-    return std::fwrite(buffer_.data(), 1, size, file_) == size ? Error::none : Error::write;
+    return write_through(buffer_.data(), size);
+}
+
+// Writes what the buffer has of whole units, and keeps the rest.
+Error OutputFile::pass_on_units() {
+    const std::size_t rest = std::min(used_, static_cast<std::size_t>(position_ % output_unit));
+    const std::size_t size = used_ - rest;
+    Error error = write_through(buffer_.data(), size);
+    std::memmove(buffer_.data(), buffer_.data() + size, rest);
+    used_ = rest;
+    return error;
 }
 
 Error OutputFile::close() {
@@ -135,25 +149,36 @@ Error OutputFile::seek(std::uint64_t position) {
 }
 
 Error OutputFile::write(const void* source, std::size_t size) {
-    if (size > io_buffer_size - used_) {
-        if (Error error = flush(); failed(error)) {
-            return error;
+    if (size <= output_room) {
+        std::uint8_t* bytes = room(size);
+        if (bytes == nullptr) {
+            return Error::write;
         }
+        std::memcpy(bytes, source, size);
+        append(size);
+        return Error::none;
     }
-    position_ += size;
-    if (size > io_buffer_size) {
-        return std::fwrite(source, 1, size, file_) == size ? Error::none : Error::write;
+    // Up to the next unit by way of the buffer, whole units straight from the source.
+    const auto* from = static_cast<const std::uint8_t*>(source);
+    const std::size_t head = output_unit - static_cast<std::size_t>(position_ % output_unit);
+    if (Error error = write(from, head); failed(error)) {
+        return error;
     }
-    if (size > 0) {
-        std::memcpy(&buffer_[used_], source, size);
-        used_ += size;
+    if (Error error = flush(); failed(error)) {
+        return error;
     }
-    return Error::none;
+    const std::size_t rest = (size - head) % output_unit;
+    const std::size_t units = size - head - rest;
+    position_ += units;
+    if (Error error = write_through(from + head, units); failed(error)) {
+        return error;
+    }
+    return write(from + head + units, rest);
 }
 
 Error OutputFile::write_zeros(std::uint64_t size) {
     while (size > 0) {
-        const auto step = static_cast<std::size_t>(std::min<std::uint64_t>(size, io_buffer_size));
+        const auto step = static_cast<std::size_t>(std::min<std::uint64_t>(size, output_room));
         std::uint8_t* zeros = room(step);
         if (zeros == nullptr) {
             return Error::write;
@@ -166,7 +191,7 @@ Error OutputFile::write_zeros(std::uint64_t size) {
 }
 
 std::uint8_t* OutputFile::room(std::size_t size) {
-    if (size > io_buffer_size - used_ && failed(flush())) {
+    if (size > output_buffer_size - used_ && failed(pass_on_units())) {
         return nullptr;
     }
     return buffer_.data() + used_;

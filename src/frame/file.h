@@ -13,8 +13,16 @@
 
 namespace trellis {
 
-/// The size of the one buffer of an open file, in bytes.
-inline constexpr std::size_t io_buffer_size = 64 * 1024;
+/// The size of the one buffer of a file open for reading, in bytes.
+inline constexpr std::size_t input_buffer_size = 64 * 1024;
+
+/// That of a file being written. It is passed on in pieces that begin and end on whole units of the
+/// file: the larger and the better aligned they are, the less a system spends on each page.
+inline constexpr std::size_t output_buffer_size = 256 * 1024;
+inline constexpr std::size_t output_unit = 16 * 1024;
+
+/// The most that a caller gets of it at once.
+inline constexpr std::size_t output_room = 64 * 1024;
 
 /// A file open for reading. Closed by scope, or by close() where the format reports a failing
 /// close.
@@ -47,10 +55,10 @@ class InputFile {
     }
 
     /// The bytes that come next, read ahead into the buffer: at least `wanted` of them (at most
-    /// io_buffer_size), fewer only where the file ends. `read_ahead` says how many to fetch when
+    /// input_buffer_size), fewer only where the file ends. `read_ahead` says how many to fetch when
     /// they are not there yet; a caller that is about to move elsewhere asks for few.
     std::span<const std::uint8_t> window(std::size_t wanted,
-                                         std::size_t read_ahead = io_buffer_size);
+                                         std::size_t read_ahead = input_buffer_size);
 
     /// Moves past `size` bytes of the window.
     void consume(std::size_t size) {
@@ -93,8 +101,9 @@ class OutputFile {
         return write(&record, sizeof record);
     }
 
-    /// Room for `size` bytes (at most io_buffer_size) in the buffer, for callers that make their
-    /// bytes in place; null when the bytes before it could not be written. append() keeps them.
+    /// Room for `size` bytes (at most output_buffer_size) in the buffer, for callers that make
+    /// their bytes in place; null when the bytes before it could not be written. append() keeps
+    /// them.
     std::uint8_t* room(std::size_t size);
     void append(std::size_t size) {
         used_ += size;
@@ -102,8 +111,11 @@ class OutputFile {
     }
 
   private:
+    Error write_through(const void* source, std::size_t size);
+    Error pass_on_units();
+
     std::FILE* file_ = nullptr;
-    std::uint64_t position_ = 0;
+    std::uint64_t position_ = 0;  // of the next byte that the caller gives
     Block<std::uint8_t> buffer_;
     std::size_t used_ = 0;
 };

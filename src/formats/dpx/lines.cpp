@@ -14,9 +14,9 @@ namespace trellis::dpx {
 
 namespace {
 
-// Lines are read and written many at a time: in few large transfers, yet no more than the
-// second-level cache keeps until it is decoded.
-constexpr std::uint64_t batch_bytes = 512 * 1024;
+// Lines are read and written many at a time: the more pages of a file a system gets in one
+// transfer, the less it spends on each.
+constexpr std::uint64_t batch_bytes = 1024 * 1024;
 
 // Columns are turned into rows (and back) this many at a time at least, so that each piece of a row
 // fills a few cache lines; and in steps of this many rows, a cache line of each column.

@@ -191,16 +191,24 @@ const LayoutEntry& entry_of(Layout layout) {
 
 using avx2::load16;
 
-TRELLIS_AVX2 __m256i load32(const void* source) {
-    return _mm256_loadu_si256(static_cast<const __m256i*>(source));
-}
-
-TRELLIS_AVX2 void store32(void* destination, __m256i value) {
-    _mm256_storeu_si256(static_cast<__m256i*>(destination), value);
-}
-
 TRELLIS_AVX2 __m256i load16_twice(const void* low, const void* high) {
     return _mm256_inserti128_si256(_mm256_castsi128_si256(load16(low)), load16(high), 1);
+}
+
+/// Asks for the samples that a save comes to 3 KiB later. They are read once, so they are to pass
+/// by the second-level cache, where the packed lines wait for the file.
+TRELLIS_AVX2 void prefetch_once(const std::uint16_t* samples) {
+    _mm_prefetch(reinterpret_cast<const char*>(samples + 1536), _MM_HINT_NTA);
+}
+
+/// The even 32-bit words, or the odd ones, of each half of two registers.
+TRELLIS_AVX2 __m256i even_words(__m256i first, __m256i second) {
+    return _mm256_castps_si256(
+        _mm256_shuffle_ps(_mm256_castsi256_ps(first), _mm256_castsi256_ps(second), 0x88));
+}
+TRELLIS_AVX2 __m256i odd_words(__m256i first, __m256i second) {
+    return _mm256_castps_si256(
+        _mm256_shuffle_ps(_mm256_castsi256_ps(first), _mm256_castsi256_ps(second), 0xDD));
 }
 
 // Four pixels a step. A step loads and stores whole vectors, more than its own pixels, so it is
@@ -223,7 +231,7 @@ TRELLIS_AVX2 std::size_t unpack_avx2(const LayoutEntry& layout, const std::uint8
         const __m256i codes = _mm256_srli_epi16(_mm256_mullo_epi16(pairs, scale), 6);
         const __m256i sorted = _mm256_permutevar8x32_epi32(codes, colours_first);
         if (with_colour) {
-            store32(colour + 3 * x, sorted);
+            avx2::store(colour + 3 * x, sorted);
         }
         if (with_matte) {
             const __m128i mattes = _mm256_extracti128_si256(sorted, 1);
@@ -233,44 +241,65 @@ TRELLIS_AVX2 std::size_t unpack_avx2(const LayoutEntry& layout, const std::uint8
     return x;
 }
 
-// Four pixels a step, as 64-bit lanes. Two multiply-adds join the four codes of a lane into the two
-// halves of a 40-bit group, shifts bring the halves together, and the byte shuffle reverses the
-// group. A colour word is the first four bytes of a group without a matte.
+// Eight pixels a step. A multiply-add puts the two lower codes of a word in their places, a shift
+// the upper one; then the bytes of each word turn round.
+TRELLIS_AVX2 std::size_t pack_words_avx2(const std::uint16_t* colour, std::size_t count,
+                                         std::uint8_t* bytes) {
+    // Lanes are c0, c1, c2 and nothing.
+    const __m256i spread = avx2::pattern(0, 1, 2, 3, 4, 5, -1, -1, 6, 7, 8, 9, 10, 11, -1, -1);
+    const __m256i reverse = avx2::pattern(3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12);
+    const __m256i mask = _mm256_set1_epi16(code_mask);
+    const __m256i places = _mm256_set1_epi32(1 << 28 | 1 << 2);
+    std::size_t x = 0;
+    for (; x + 9 <= count; x += 8) {
+        const std::uint16_t* from = colour + 3 * x;
+        prefetch_once(from);
+        const __m256i pixels0145 = _mm256_shuffle_epi8(load16_twice(from, from + 12), spread);
+        const __m256i pixels2367 = _mm256_shuffle_epi8(load16_twice(from + 6, from + 18), spread);
+        const __m256i lower = even_words(pixels0145, pixels2367);
+        const __m256i upper = odd_words(pixels0145, pixels2367);
+        const __m256i words = _mm256_or_si256(
+            _mm256_madd_epi16(_mm256_and_si256(lower, mask), places), _mm256_slli_epi32(upper, 22));
+        avx2::store(bytes + 4 * x, _mm256_shuffle_epi8(words, reverse));
+    }
+    return x;
+}
+
+// Groups of five bytes, four pixels a step, as 64-bit lanes. Two multiply-adds join the four codes
+// of a lane into the two halves of a 40-bit group, shifts bring the halves together, and the byte
+// shuffle reverses the group.
 template <bool with_colour, bool with_matte>
-TRELLIS_AVX2 std::size_t pack_avx2(std::size_t size, const std::uint16_t* colour,
-                                   const std::uint16_t* matte, std::size_t count,
-                                   std::uint8_t* bytes) {
+TRELLIS_AVX2 std::size_t pack_groups_avx2(const std::uint16_t* colour, const std::uint16_t* matte,
+                                          std::size_t count, std::uint8_t* bytes) {
     // Lanes are c0, matte, c1, c2.
-    const __m256i spread_colour = _mm256_broadcastsi128_si256(
-        _mm_setr_epi8(0, 1, -1, -1, 2, 3, 4, 5, 6, 7, -1, -1, 8, 9, 10, 11));
+    const __m256i spread_colour =
+        avx2::pattern(0, 1, -1, -1, 2, 3, 4, 5, 6, 7, -1, -1, 8, 9, 10, 11);
     const __m256i spread_matte =
         _mm256_setr_epi8(-1, -1, 0, 1, -1, -1, -1, -1, -1, -1, 2, 3, -1, -1, -1, -1,  //
                          -1, -1, 4, 5, -1, -1, -1, -1, -1, -1, 6, 7, -1, -1, -1, -1);
     const __m256i mask = _mm256_set1_epi16(code_mask);
     const __m256i join = _mm256_set1_epi64x(0x0400'0001'0001'0400);
     const __m256i close_gap = _mm256_set1_epi64x(12);  // the lower half ends where the upper begins
-    const __m256i reverse = _mm256_broadcastsi128_si256(
-        size == 5 ? _mm_setr_epi8(6, 5, 4, 3, 2, 14, 13, 12, 11, 10, -1, -1, -1, -1, -1, -1)
-                  : _mm_setr_epi8(6, 5, 4, 3, 14, 13, 12, 11, -1, -1, -1, -1, -1, -1, -1, -1));
+    const __m256i reverse =
+        avx2::pattern(6, 5, 4, 3, 2, 14, 13, 12, 11, 10, -1, -1, -1, -1, -1, -1);
     std::size_t x = 0;
     for (; x + 6 <= count; x += 4) {
         __m256i codes = _mm256_setzero_si256();
         if (with_colour) {
             const std::uint16_t* from = colour + 3 * x;
+            prefetch_once(from);
             codes = _mm256_shuffle_epi8(load16_twice(from, from + 6), spread_colour);
         }
         if (with_matte) {
-            const __m128i mattes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(matte + x));
             codes = _mm256_or_si256(
-                codes, _mm256_shuffle_epi8(_mm256_broadcastq_epi64(mattes), spread_matte));
+                codes,
+                _mm256_shuffle_epi8(_mm256_broadcastq_epi64(avx2::load8(matte + x)), spread_matte));
         }
         const __m256i halves = _mm256_madd_epi16(_mm256_and_si256(codes, mask), join);
         const __m256i groups = _mm256_slli_epi64(_mm256_sllv_epi32(halves, close_gap), 4);
         const __m256i packed = _mm256_shuffle_epi8(groups, reverse);
-        std::uint8_t* to = bytes + size * x;
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm256_castsi256_si128(packed));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + 2 * size),
-                         _mm256_extracti128_si256(packed, 1));
+        avx2::store16(bytes + 5 * x, _mm256_castsi256_si128(packed));
+        avx2::store16(bytes + 5 * x + 10, _mm256_extracti128_si256(packed, 1));
     }
     return x;
 }
@@ -286,8 +315,8 @@ TRELLIS_AVX2 std::size_t unpack_mask_avx2(const std::uint8_t* bytes, std::size_t
                                           std::uint16_t* matte) {
     std::size_t x = 0;
     for (; x + 16 <= count; x += 16) {
-        const __m256i words = swap_bytes(load32(bytes + 2 * x));
-        store32(matte + x, _mm256_srli_epi16(words, 6));
+        const __m256i words = swap_bytes(avx2::load(bytes + 2 * x));
+        avx2::store(matte + x, _mm256_srli_epi16(words, 6));
     }
     return x;
 }
@@ -298,8 +327,8 @@ TRELLIS_AVX2 std::size_t pack_mask_avx2(const std::uint16_t* matte, std::size_t 
     std::size_t x = 0;
     for (; x + 16 <= count; x += 16) {
         // Down by four and up by six.
-        const __m256i shifted = _mm256_slli_epi16(load32(matte + x), 2);
-        store32(bytes + 2 * x, swap_bytes(_mm256_and_si256(shifted, field)));
+        const __m256i shifted = _mm256_slli_epi16(avx2::load(matte + x), 2);
+        avx2::store(bytes + 2 * x, swap_bytes(_mm256_and_si256(shifted, field)));
     }
     return x;
 }
@@ -327,12 +356,14 @@ std::size_t pack_front(Mode mode, const std::uint16_t* colour, const std::uint16
     if (mode == Mode::mask) {
         return pack_mask_avx2(matte, count, bytes);
     }
-    const std::size_t size = pixel_size(saved_layout(mode));
-    if (colour == nullptr) {
-        return pack_avx2<false, true>(size, colour, matte, count, bytes);
+    if (mode == Mode::picture) {
+        return colour == nullptr ? 0 : pack_words_avx2(colour, count, bytes);
     }
-    return matte == nullptr ? pack_avx2<true, false>(size, colour, matte, count, bytes)
-                            : pack_avx2<true, true>(size, colour, matte, count, bytes);
+    if (colour == nullptr) {
+        return pack_groups_avx2<false, true>(colour, matte, count, bytes);
+    }
+    return matte == nullptr ? pack_groups_avx2<true, false>(colour, matte, count, bytes)
+                            : pack_groups_avx2<true, true>(colour, matte, count, bytes);
 }
 
 }  // namespace

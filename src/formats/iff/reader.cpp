@@ -92,7 +92,7 @@ class TileReader {
         }
         // Samples left and right of the visible ones are read past as long as they are few.
         const auto hidden = static_cast<std::uint64_t>(tile.width() - visible.width()) * channels;
-        const std::size_t read_ahead = hidden <= walking_step ? io_buffer_size : 0;
+        const std::size_t read_ahead = hidden <= walking_step ? input_buffer_size : 0;
         const std::uint64_t start = file_.position();
         for (std::int64_t y = visible.y0; y <= visible.y1; ++y) {
             const auto skipped =

@@ -38,7 +38,7 @@ Decoded TileCode::pass_whole_packets(std::uint64_t count, std::uint8_t* to) {
     if (packet_left_ > 0) {
         return {0, 0};
     }
-    const std::span<const std::uint8_t> code = window(io_buffer_size);
+    const std::span<const std::uint8_t> code = window(input_buffer_size);
     return to == nullptr ? skip_runs(code, count) : decode_runs(code, {to, count});
 }
 

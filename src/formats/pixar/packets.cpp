@@ -85,7 +85,7 @@ Error RowDecoder::decode(std::span<Pixel> space, const Pixel*& row) {
     if (is_packed(storage_)) {
         error = decode_packets(space);
     } else if (is_dumped(storage_)) {
-        error = code_.is_plain() && space.size_bytes() <= io_buffer_size
+        error = code_.is_plain() && space.size_bytes() <= input_buffer_size
                     ? find_pixels(space.size(), row)
                     : decode_pixels(code_, space);
     }

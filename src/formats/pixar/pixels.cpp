@@ -51,7 +51,7 @@ TRELLIS_AVX2 std::size_t gather_avx2(const RowSource& from, std::size_t count, P
     for (; x + 8 <= count; x += 8) {
         __m256i pixels = _mm256_setzero_si256();
         if (from.colour != nullptr) {
-            _mm_prefetch(from.next_colour + 4 * x, _MM_HINT_T0);
+            _mm_prefetch(from.next_colour + 4 * x, _MM_HINT_NTA);
             pixels = _mm256_shuffle_epi8(load(from.colour + 4 * x), reverse);
         }
         if (from.matte != nullptr) {

@@ -42,7 +42,7 @@ Error pad_to_block(OutputFile& file, const pixar_header& header) {
 
 // One byte a sample, in channel order, as much of the row at a time as the file's buffer takes.
 Error write_rgb(OutputFile& file, std::span<const Pixel> row) {
-    constexpr std::size_t most_pixels = io_buffer_size / 3;
+    constexpr std::size_t most_pixels = output_room / 3;
     while (!row.empty()) {
         const std::size_t count = row.size() < most_pixels ? row.size() : most_pixels;
         std::uint8_t* samples = file.room(3 * count);
@@ -61,7 +61,7 @@ Error write_rgb(OutputFile& file, std::span<const Pixel> row) {
 Error write_row(OutputFile& file, RowEncoder& encoder, const pixar_header& header,
                 const RowSource& from, std::span<Pixel> space) {
     const bool plain = is_dumped(header.storage) && header.format == cutout_format;
-    if (plain && space.size_bytes() <= io_buffer_size) {
+    if (plain && space.size_bytes() <= output_room) {
         std::uint8_t* samples = file.room(space.size_bytes());
         if (samples == nullptr) {
             return Error::write;

@@ -217,7 +217,7 @@ TEST(PixarWriter, MemoryIsThatOfARow) {
     Bytes colour(100UL * 500 * 4, 1);
     EXPECT_LE(support::memory_of(
                   [&] { pixar().save_pic_fn(dir.path("a.pic").c_str(), colour.data(), 100, 0, 0, 99, 499, 1); }),
-              64 * 1024 + 100 * 4);
+              256 * 1024 + 100 * 4);
 }
 
 TEST(PixarWriter, RunningOutOfMemory) {
