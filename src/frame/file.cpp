@@ -1,6 +1,7 @@
 #include "frame/file.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
@@ -65,12 +66,29 @@ Error InputFile::seek(std::uint64_t position) {
         consume(static_cast<std::size_t>(position - position_));
         return Error::none;
     }
-    if (Error error = seek_stream(file_, position); failed(error)) {
-        return error;
+    if (!can_seek_ || position > INT64_MAX) {
+        return Error::seek;
     }
     position_ = position;
     first_ = last_ = 0;
     return Error::none;
+}
+
+// Where a file can seek, reads name their place: moving about in it takes no call.
+std::size_t InputFile::fetch(std::uint64_t position, void* destination, std::size_t size) {
+    if (!can_seek_) {
+        return std::fread(destination, 1, size, file_);
+    }
+    std::size_t got = 0;
+    while (got < size) {
+        const ssize_t more = pread(fileno(file_), static_cast<char*>(destination) + got, size - got,
+                                   static_cast<off_t>(position + got));
+        if (more <= 0) {
+            break;
+        }
+        got += static_cast<std::size_t>(more);
+    }
+    return got;
 }
 
 Error InputFile::read(void* destination, std::size_t size) {
@@ -83,8 +101,7 @@ Error InputFile::read(void* destination, std::size_t size) {
     if (rest == 0) {
         return Error::none;
     }
-    const std::size_t got =
-        std::fread(static_cast<char*>(destination) + from_buffer, 1, rest, file_);
+    const std::size_t got = fetch(position_, static_cast<char*>(destination) + from_buffer, rest);
     position_ += got;
     return got == rest ? Error::none : Error::read;
 }
@@ -96,7 +113,7 @@ std::span<const std::uint8_t> InputFile::window(std::size_t wanted, std::size_t 
         }
         last_ -= first_;
         first_ = 0;
-        last_ += std::fread(&buffer_[last_], 1, std::max(wanted, read_ahead) - last_, file_);
+        last_ += fetch(position_ + last_, &buffer_[last_], std::max(wanted, read_ahead) - last_);
     }
     return {buffer_.data() + first_, last_ - first_};
 }

@@ -67,6 +67,8 @@ class InputFile {
     }
 
   private:
+    std::size_t fetch(std::uint64_t position, void* destination, std::size_t size);
+
     std::FILE* file_ = nullptr;
     std::uint64_t size_ = 0;
     bool can_seek_ = false;
