@@ -29,11 +29,6 @@ TRELLIS_AVX2 inline __m256i packed(__m256i first, __m256i second, __m256i kept) 
     return _mm256_packus_epi32(_mm256_and_si256(first, kept), _mm256_and_si256(second, kept));
 }
 
-/// Four registers that were packed into one within halves of 16 bytes, and again, in their order.
-TRELLIS_AVX2 inline __m256i in_order(__m256i packed) {
-    return _mm256_permutevar8x32_epi32(packed, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
-}
-
 template <class Sample>
 struct Lanes;
 
@@ -49,8 +44,8 @@ struct Lanes<std::uint8_t> {
 
     TRELLIS_AVX2 static __m256i mattes(const Four& cutouts) {
         const auto& [first, second, third, fourth] = cutouts.registers;
-        return in_order(_mm256_packus_epi16(packed(first, second, matte_lanes()),
-                                            packed(third, fourth, matte_lanes())));
+        return avx2::in_order(_mm256_packus_epi16(packed(first, second, matte_lanes()),
+                                                  packed(third, fourth, matte_lanes())));
     }
 
     /// Each matte repeated in the colours of its pixel.
@@ -88,8 +83,8 @@ struct Lanes<std::uint16_t> {
 
     TRELLIS_AVX2 static __m256i mattes(const Four& cutouts) {
         const auto& [first, second, third, fourth] = cutouts.registers;
-        return in_order(_mm256_packus_epi32(packed(first, second, matte_lanes()),
-                                            packed(third, fourth, matte_lanes())));
+        return avx2::in_order(_mm256_packus_epi32(packed(first, second, matte_lanes()),
+                                                  packed(third, fourth, matte_lanes())));
     }
 
     TRELLIS_AVX2 static __m256i repeat(__m256i cutout) {

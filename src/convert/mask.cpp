@@ -98,9 +98,9 @@ TRELLIS_AVX2 bool store_neutrals(const std::uint8_t* colour, std::uint8_t* mask)
     if (_mm256_movemask_epi8(all) != -1) {
         return false;
     }
-    const __m256i greys =
-        in_order(_mm256_packus_epi16(_mm256_packus_epi32(red(colour), red(colour + 32)),
-                                     _mm256_packus_epi32(red(colour + 64), red(colour + 96))));
+    const __m256i greys = avx2::in_order(
+        _mm256_packus_epi16(_mm256_packus_epi32(red(colour), red(colour + 32)),
+                            _mm256_packus_epi32(red(colour + 64), red(colour + 96))));
     avx2::store(mask, _mm256_add_epi8(greys, falls_short(greys)));
     return true;
 }
@@ -146,8 +146,8 @@ TRELLIS_AVX2 std::size_t colour_to_mask_avx2(const std::uint8_t* colour, std::ui
             }
             const Quotients first = quotients(colour + 4 * x);
             const Quotients next = quotients(colour + 4 * x + 64);
-            avx2::store(mask + x, in_order(_mm256_packus_epi16(first.greys, next.greys)));
-            const __m256i multiples = in_order(_mm256_packs_epi16(whole(first), whole(next)));
+            avx2::store(mask + x, avx2::in_order(_mm256_packus_epi16(first.greys, next.greys)));
+            const __m256i multiples = avx2::in_order(_mm256_packs_epi16(whole(first), whole(next)));
             const auto bits = static_cast<unsigned int>(_mm256_movemask_epi8(multiples));
             list[listed] = {x, bits};
             listed += bits != 0 ? 1 : 0;

@@ -41,4 +41,10 @@ TRELLIS_AVX2 inline __m256i pattern(char b0, char b1, char b2, char b3, char b4,
         _mm_setr_epi8(b0, b1, b2, b3, b4, b5, b6, b7, b8, b9, b10, b11, b12, b13, b14, b15));
 }
 
+/// Packing works within halves of 16 bytes. This puts what two packings have made of four registers
+/// back in their order.
+TRELLIS_AVX2 inline __m256i in_order(__m256i packed_twice) {
+    return _mm256_permutevar8x32_epi32(packed_twice, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+}
+
 }  // namespace trellis::avx2

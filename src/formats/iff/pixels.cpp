@@ -193,8 +193,6 @@ TRELLIS_AVX2 std::size_t extract_plane_avx2(const std::uint8_t* pixels, std::siz
                                             std::size_t count, std::uint8_t* plane) {
     const __m128i shift = _mm_cvtsi32_si128(static_cast<int>(8 * byte));
     const __m256i lowest = _mm256_set1_epi32(0xFF);
-    // Packing works within 16-byte halves; the permutation puts the eight groups back in order.
-    const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
     std::size_t x = 0;
     for (; x + 32 <= count; x += 32) {
         const std::uint8_t* from = pixels + 4 * x;
@@ -204,7 +202,7 @@ TRELLIS_AVX2 std::size_t extract_plane_avx2(const std::uint8_t* pixels, std::siz
         const __m256i d = _mm256_and_si256(_mm256_srl_epi32(load(from + 96), shift), lowest);
         const __m256i packed =
             _mm256_packus_epi16(_mm256_packus_epi32(a, b), _mm256_packus_epi32(c, d));
-        store(plane + x, _mm256_permutevar8x32_epi32(packed, order));
+        store(plane + x, avx2::in_order(packed));
     }
     return x;
 }

@@ -18,8 +18,6 @@ TRELLIS_AVX2 std::size_t store_avx2(const Pixel* row, std::size_t count, const R
     constexpr std::size_t step = 32;
     const __m256i reverse = pattern(3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12);
     const __m256i spare = _mm256_set1_epi32(0xFF);
-    // Packing works within 16-byte halves; this puts the eight groups of matte bytes back in order.
-    const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
     std::size_t x = 0;
     for (; x + step <= count; x += step) {
         const __m256i pixels[4] = {load(row + x), load(row + x + 8), load(row + x + 16),
@@ -39,7 +37,7 @@ TRELLIS_AVX2 std::size_t store_avx2(const Pixel* row, std::size_t count, const R
             const __m256i high = _mm256_packus_epi32(_mm256_srli_epi32(pixels[2], 24),
                                                      _mm256_srli_epi32(pixels[3], 24));
             const __m256i packed = _mm256_packus_epi16(low, high);
-            store(target.matte + x, _mm256_permutevar8x32_epi32(packed, order));
+            store(target.matte + x, avx2::in_order(packed));
         }
     }
     return x;
