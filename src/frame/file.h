@@ -103,9 +103,8 @@ class OutputFile {
         return write(&record, sizeof record);
     }
 
-    /// Room for `size` bytes (at most output_buffer_size) in the buffer, for callers that make
-    /// their bytes in place; null when the bytes before it could not be written. append() keeps
-    /// them.
+    /// Room for `size` bytes (at most output_room) in the buffer, for callers that make their bytes
+    /// in place; null when the bytes before it could not be written. append() keeps them.
     std::uint8_t* room(std::size_t size);
     void append(std::size_t size) {
         used_ += size;
