@@ -1,8 +1,10 @@
-// Pixel conversions against the rules written out sample by sample, at every width and with odd
-// offsets, with the vector kernels and without.
+// Pixel conversions against their rules for one pixel, at every width, with odd offsets and pitches, with
+// the vector kernels and without.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cstring>
 
 #include "trellis/convert.h"
@@ -23,94 +25,96 @@ using support::Guarded;
 using u8 = std::uint8_t;
 using u16 = std::uint16_t;
 
-constexpr int widest = 67;
-constexpr int rows = 3;
-
+/// A buffer of noise, and where in it a conversion begins.
 template <class Sample>
-Guarded<Sample> noisy(int width, int height, int channels, unsigned int seed, int extra_pitch = 3) {
-    Guarded<Sample> buffer(width, height, channels, extra_pitch);
-    support::Noise noise(seed);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            for (int c = 0; c < channels; ++c) { buffer.at(x, y, c) = static_cast<Sample>(noise.next() >> 7); }
+struct Buffer : Guarded<Sample> {
+    Buffer(int width, int rows, int channels, int extra_pitch, int left, int below)
+        : Guarded<Sample>(left + width, below + rows, channels, extra_pitch), x(left), y(below) {
+        support::Noise noise(static_cast<unsigned int>(channels));
+        for (int i = 0; i < this->pitch() * (below + rows) * channels; ++i) {
+            this->data()[i] = static_cast<Sample>(noise.next() >> 7);
         }
     }
-    return buffer;
-}
+    Sample* start() { return &this->at(x, y); }
+    int x, y;
+};
 
-/// Runs `body` for every width, with the vector kernels and without.
-template <class Body>
-void every_width(Body body) {
+/// Runs a conversion on three buffers of some channels, of which it may use fewer, and expects in all of
+/// them what `rule` makes of single pixels.
+template <class A, class B, class C, class Rule, class Run>
+void check(int rows, std::array<int, 3> channels, Rule rule, Run run) {
     ASSERT_TRUE(use_avx2()) << "this machine cannot run the vector kernels";
     for (const bool vectors : {true, false}) {
         allow_vector_kernels(vectors);
-        for (int width = 0; width <= widest; ++width) {
+        for (int i = 0; i <= 68; ++i) {
+            const int width = i == 68 ? 1100 : i;
             SCOPED_TRACE(std::to_string(width) + (vectors ? " with vectors" : " plain"));
-            body(width);
+            Buffer<A> a(width, rows, channels[0], 3, 3, 1);
+            Buffer<B> b(width, rows, channels[1], 1, 5, 2);
+            Buffer<C> c(width, rows, channels[2], 2, 3, 1);
+            auto expected_a = a;
+            auto expected_b = b;
+            auto expected_c = c;
+            for (int y = 0; y < rows; ++y) {
+                for (int x = 0; x < width; ++x) {
+                    rule(&expected_a.at(a.x + x, a.y + y), &expected_b.at(b.x + x, b.y + y),
+                         &expected_c.at(c.x + x, c.y + y));
+                }
+            }
+            run(width, a, b, c);
+            EXPECT_EQ(a, expected_a);
+            EXPECT_EQ(b, expected_b);
+            EXPECT_EQ(c, expected_c);
         }
     }
     allow_vector_kernels(true);
 }
 
-// From (sx, sy) of one buffer to (dx, dy) of another, `skip` being the first 8-bit channel.
-constexpr int sx = 3, sy = 1, dx = 5, dy = 2;
-
-template <class From, class To, class Convert>
-void check_depth(int width, int from_channels, int to_channels, Convert convert) {
-    const int channels = std::min(from_channels, to_channels);
-    auto from = noisy<From>(widest + sx, rows + sy, from_channels, 7);
-    Guarded<To> to(widest + dx, rows + dy, to_channels, 1);
-    Guarded<To> expected = to;
-    for (int y = 0; y < rows && width > 0; ++y) {
-        for (int x = 0; x < width; ++x) {
-            for (int c = 0; c < channels; ++c) {
-                const int value = from.at(sx + x, sy + y, from_channels - channels + c);
-                const int converted = sizeof(From) == 1 ? value * 64 + value / 4 : (value >> 6) & 0xFF;
-                expected.at(dx + x, dy + y, to_channels - channels + c) = static_cast<To>(converted);
-            }
+/// A depth conversion from the last `samples` channels of one buffer to those of another.
+template <class From, class To, class Run>
+void check_depth(int from_channels, int to_channels, Run run) {
+    const int samples = std::min(from_channels, to_channels);
+    const auto rule = [=](const From* from, To* to, const u8*) {
+        for (int c = 0; c < samples; ++c) {
+            const int value = from[from_channels - samples + c];
+            const int converted = sizeof(From) == 1 ? value * 64 + value / 4 : (value >> 6) & 0xFF;
+            to[to_channels - samples + c] = static_cast<To>(converted);
         }
-    }
-    const auto before = from;
-    convert(from, to);
-    EXPECT_EQ(to, expected);
-    EXPECT_EQ(from, before);
+    };
+    check<From, To, u8>(3, {from_channels, to_channels, 1}, rule, [&](int width, auto& from, auto& to, auto&) {
+        run(convert::Extent{width, 3}, from, to);
+    });
+}
+
+template <class View>
+View view(auto& buffer) {
+    return View(buffer.data(), buffer.pitch()).from(buffer.x, buffer.y);
 }
 
 TEST(Depth, RectanglesOfEveryLayout) {
-    every_width([](int width) {
-        const convert::Extent extent = {width, rows};
-        check_depth<u8, u16>(width, 4, 3, [&](auto& from, auto& to) {
-            convert::widen(Colour8(from.data(), from.pitch()).from(sx, sy),
-                           Colour16(to.data(), to.pitch()).from(dx, dy), extent);
-        });
-        check_depth<u16, u8>(width, 3, 4, [&](auto& from, auto& to) {
-            convert::narrow(Colour16(from.data(), from.pitch()).from(sx, sy),
-                            Colour8(to.data(), to.pitch()).from(dx, dy), extent);
-        });
-        check_depth<u8, u16>(width, 1, 1, [&](auto& from, auto& to) {
-            convert::widen(Matte8(from.data(), from.pitch()).from(sx, sy), Matte16(to.data(), to.pitch()).from(dx, dy),
-                           extent);
-        });
-        check_depth<u16, u8>(width, 1, 1, [&](auto& from, auto& to) {
-            convert::narrow(Matte16(from.data(), from.pitch()).from(sx, sy), Matte8(to.data(), to.pitch()).from(dx, dy),
-                            extent);
-        });
-        check_depth<u8, u16>(width, 4, 4, [&](auto& from, auto& to) {
-            copy_and_convert_cut_buffer_trellis(width, rows, 0, from.data(), from.pitch(), sx, sy, 1, to.data(),
-                                                to.pitch(), dx, dy);
-        });
-        check_depth<u16, u8>(width, 4, 4, [&](auto& from, auto& to) {
-            copy_and_convert_cut_buffer_trellis(width, rows, 1, from.data(), from.pitch(), sx, sy, 0, to.data(),
-                                                to.pitch(), dx, dy);
-        });
-    });
+    check_depth<u8, u16>(
+        4, 3, [](auto size, auto& from, auto& to) { convert::widen(view<Colour8>(from), view<Colour16>(to), size); });
+    check_depth<u16, u8>(
+        3, 4, [](auto size, auto& from, auto& to) { convert::narrow(view<Colour16>(from), view<Colour8>(to), size); });
+    check_depth<u8, u16>(
+        1, 1, [](auto size, auto& from, auto& to) { convert::widen(view<Matte8>(from), view<Matte16>(to), size); });
+    check_depth<u16, u8>(
+        1, 1, [](auto size, auto& from, auto& to) { convert::narrow(view<Matte16>(from), view<Matte8>(to), size); });
+    const auto cutouts = [](int from_type) {
+        return [from_type](auto size, auto& from, auto& to) {
+            copy_and_convert_cut_buffer_trellis(static_cast<int>(size.width), 3, from_type, from.data(), from.pitch(),
+                                                from.x, from.y, 1 - from_type, to.data(), to.pitch(), to.x, to.y);
+        };
+    };
+    check_depth<u8, u16>(4, 4, cutouts(0));
+    check_depth<u16, u8>(4, 4, cutouts(1));
     EXPECT_EQ(convert::widened(255), 16383);
     EXPECT_EQ(convert::widened(1), 64);
     EXPECT_EQ(convert::narrowed(16384), 0) << "samples above full scale wrap";
 }
 
 TEST(Depth, EqualTypesAndEmptyBlocksCopyNothing) {
-    auto from = noisy<u8>(4, 4, 4, 1);
+    const Bytes from(64, 1);
     Guarded<u8> to(4, 4, 4);
     copy_and_convert_cut_buffer_trellis(4, 4, 0, from.data(), 4, 0, 0, 0, to.data(), 4, 0, 0);
     copy_and_convert_cut_buffer_trellis(-3, 4, 1, from.data(), 4, 0, 0, 0, to.data(), 4, 0, 0);
@@ -118,131 +122,112 @@ TEST(Depth, EqualTypesAndEmptyBlocksCopyNothing) {
     EXPECT_EQ(to.written(), 0);
 }
 
-// Cutouts from colour and matte and back, also where both share their memory.
-template <class Sample>
-void check_layouts(int depth, int count) {
-    const int colour_size = depth == 1 ? 3 : 4;
-    const int first = colour_size - 3;
-    const auto opaque = static_cast<Sample>(depth == 1 ? 16383 : 255);
-    auto colour = noisy<Sample>(widest, 1, colour_size, 3, 0);
-    auto matte = noisy<Sample>(widest, 1, 1, 4, 0);
-    for (const bool with_matte : {true, false}) {
-        Guarded<Sample> expected(widest, 1, 4, 0);
-        for (int x = 0; x < count; ++x) {
-            expected.at(x, 0, 0) = with_matte ? matte.at(x, 0) : opaque;
-            for (int c = 0; c < 3; ++c) { expected.at(x, 0, 1 + c) = colour.at(x, 0, first + c); }
-        }
-        Guarded<Sample> cutout(widest, 1, 4, 0);
-        rgb_and_a_to_cut_convert_trellis(depth, colour.data(), with_matte ? matte.data() : nullptr, cutout.data(),
-                                         count);
-        EXPECT_EQ(cutout, expected);
-        Guarded<Sample> shared(widest, 1, 4, 0);
-        std::memcpy(shared.data(), colour.data(), sizeof(Sample) * static_cast<std::size_t>(count * colour_size));
-        rgb_and_a_to_cut_convert_trellis(depth, shared.data(), with_matte ? matte.data() : nullptr, shared.data(),
-                                         count);
-        EXPECT_EQ(shared, expected);
-    }
-
-    auto cutout = noisy<Sample>(widest, 1, 4, 5, 0);
-    Guarded<Sample> expected_colour(widest, 1, colour_size, 0);
-    Guarded<Sample> expected_matte(widest, 1, 1, 0);
-    for (int x = 0; x < count; ++x) {
-        expected_matte.at(x, 0) = cutout.at(x, 0, 0);
-        for (int c = 0; c < 3; ++c) { expected_colour.at(x, 0, first + c) = cutout.at(x, 0, 1 + c); }
-    }
-    Guarded<Sample> colour_out(widest, 1, colour_size, 0);
-    Guarded<Sample> matte_out(widest, 1, 1, 0);
-    cut_to_rgb_and_a_convert_trellis(depth, colour_out.data(), matte_out.data(), cutout.data(), count);
-    EXPECT_EQ(colour_out, expected_colour);
-    EXPECT_EQ(matte_out, expected_matte);
-    Guarded<Sample> shared = cutout;
-    Guarded<Sample> matte_again(widest, 1, 1, 0);
-    cut_to_rgb_and_a_convert_trellis(depth, shared.data(), matte_again.data(), shared.data(), count);
-    EXPECT_EQ(matte_again, expected_matte);
-    for (int i = 0; i < count * colour_size; ++i) {
-        const bool spare = depth != 1 && i % 4 == 0;  // in place, this byte is the matte's
-        EXPECT_EQ(shared.data()[i], spare ? cutout.data()[i] : expected_colour.data()[i]) << i;
-    }
-    cut_to_rgb_and_a_convert_trellis(depth, colour_out.data(), nullptr, cutout.data(), count);
-    EXPECT_EQ(colour_out, expected_colour);
-}
-
-TEST(Layouts, CutoutsApartAndTogether) {
-    every_width([](int width) {
-        check_layouts<u8>(0, width);
-        check_layouts<u16>(1, width);
-    });
-}
-
-template <class Sample, class Insert, class Extract>
-void check_mattes(int width, Insert insert, Extract extract) {
-    auto cutout = noisy<Sample>(widest + sx, rows + sy, 4, 8);
-    auto matte = noisy<Sample>(widest + sx, rows + sy, 1, 9, 2);
-    auto inserted = cutout;
-    Guarded<Sample> extracted(widest + sx, rows + sy, 1, 2);
-    auto expected_cutout = cutout;
-    auto expected_matte = extracted;
-    for (int y = sy; y < sy + rows; ++y) {
-        for (int x = sx; x < sx + width; ++x) {
-            expected_cutout.at(x, y, 0) = matte.at(x, y);
-            expected_matte.at(x, y) = cutout.at(x, y, 0);
-        }
-    }
-    insert(inserted.data(), inserted.pitch(), matte.data(), matte.pitch(), sx, sy, sx + width - 1, sy + rows - 1);
-    extract(cutout.data(), cutout.pitch(), extracted.data(), extracted.pitch(), sx, sy, sx + width - 1, sy + rows - 1);
-    EXPECT_EQ(inserted, expected_cutout);
-    EXPECT_EQ(extracted, expected_matte);
-    insert(inserted.data(), inserted.pitch(), matte.data(), matte.pitch(), 0, 2, 3, 1);
-    EXPECT_EQ(inserted, expected_cutout) << "no rows, nothing done";
-}
-
-TEST(Layouts, MattesIntoAndOutOfRgba) {
-    every_width([](int width) {
-        check_mattes<u8>(width, to8_rgba_trellis, from8_rgba_trellis);
-        check_mattes<u16>(width, to16_rgba_trellis, from16_rgba_trellis);
-    });
-}
-
 template <class Sample>
 Sample grey(Sample blue, Sample green, Sample red) {
     return static_cast<Sample>(0.11 * blue + 0.59 * green + 0.3 * red);
 }
 
+/// Pixels back to back: colour, matte or mask, and cutout.
 template <class Sample>
-void check_masks(int depth, int count) {
-    const int size = depth == 1 ? 3 : 4;
-    auto colour = noisy<Sample>(widest, 1, size, 11, 0);
-    Guarded<Sample> mask(widest, 1, 1, 0);
-    auto expected = mask;
-    for (int x = 0; x < count; ++x) {
-        expected.at(x, 0) = grey(colour.at(x, 0, size - 3), colour.at(x, 0, size - 2), colour.at(x, 0, size - 1));
-    }
-    rgb_to_mask_convert_trellis(depth, colour.data(), mask.data(), count);
-    EXPECT_EQ(mask, expected);
-
-    auto back = noisy<Sample>(widest, 1, size, 12, 0);
-    auto expected_back = back;
-    for (int x = 0; x < count; ++x) {
-        for (int c = size - 3; c < size; ++c) { expected_back.at(x, 0, c) = mask.at(x, 0); }
-    }
-    mask_to_rgb_convert_trellis(depth, back.data(), mask.data(), count);
-    EXPECT_EQ(back, expected_back);
+void check_layouts(int depth) {
+    constexpr int size = sizeof(Sample) == 1 ? 4 : 3;
+    constexpr int first = size - 3;
+    const auto check_row = [](auto rule, auto run) {
+        check<Sample, Sample, Sample>(1, {size, 1, 4}, rule, [&](int count, auto& colour, auto& matte, auto& cutout) {
+            run(colour.start(), matte.start(), cutout.start(), count);
+        });
+    };
+    check_row(
+        [](Sample* colour, Sample* matte, Sample* cutout) {
+            cutout[0] = *matte;
+            std::copy_n(colour + first, 3, cutout + 1);
+        },
+        [=](auto... row) { rgb_and_a_to_cut_convert_trellis(depth, row...); });
+    check_row(
+        [](Sample* colour, Sample*, Sample* cutout) {
+            cutout[0] = sizeof(Sample) == 1 ? 255 : 16383;
+            std::copy_n(colour + first, 3, cutout + 1);
+        },
+        [=](auto* colour, auto*, auto* cutout, int count) {
+            rgb_and_a_to_cut_convert_trellis(depth, colour, nullptr, cutout, count);
+        });
+    check_row(
+        [](Sample* colour, Sample* matte, Sample* cutout) {
+            *matte = cutout[0];
+            std::copy_n(cutout + 1, 3, colour + first);
+        },
+        [=](auto... row) { cut_to_rgb_and_a_convert_trellis(depth, row...); });
+    check_row([](Sample* colour, Sample*, Sample* cutout) { std::copy_n(cutout + 1, 3, colour + first); },
+              [=](auto* colour, auto*, auto* cutout, int count) {
+                  cut_to_rgb_and_a_convert_trellis(depth, colour, nullptr, cutout, count);
+              });
+    check_row(
+        [](Sample* colour, Sample* mask, Sample*) {
+            *mask = grey(colour[first], colour[first + 1], colour[first + 2]);
+        },
+        [=](auto* colour, auto* mask, auto*, int count) { rgb_to_mask_convert_trellis(depth, colour, mask, count); });
+    check_row(
+        [](Sample* colour, Sample* mask, Sample*) { std::fill_n(colour + first, 3, *mask); },
+        [=](auto* colour, auto* mask, auto*, int count) { mask_to_rgb_convert_trellis(depth, colour, mask, count); });
 }
 
-TEST(Masks, GreyAndBack) {
-    every_width([](int width) {
-        check_masks<u8>(0, width);
-        check_masks<u16>(1, width);
-    });
-    const u8 colours[] = {9, 100, 100, 100, 9, 255, 255, 255};
+/// Colour and cutout in one memory, joined and split again.
+template <class Sample>
+void check_in_place(int depth) {
+    constexpr std::size_t size = sizeof(Sample) == 1 ? 4 : 3;
+    for (const bool vectors : {true, false}) {
+        allow_vector_kernels(vectors);
+        for (std::size_t count : {0, 1, 3, 16, 31, 67, 1100}) {
+            std::vector<Sample> memory(count * 4);
+            std::vector<Sample> matte(count);
+            for (std::size_t i = 0; i < count * size; ++i) { memory[i] = static_cast<Sample>(i * 77); }
+            for (std::size_t i = 0; i < count; ++i) { matte[i] = static_cast<Sample>(i * 99); }
+            const auto colour = memory;
+            auto apart = memory;
+            auto matte_back = matte;
+            const int n = static_cast<int>(count);
+            rgb_and_a_to_cut_convert_trellis(depth, colour.data(), matte.data(), apart.data(), n);
+            rgb_and_a_to_cut_convert_trellis(depth, memory.data(), matte.data(), memory.data(), n);
+            EXPECT_EQ(memory, apart) << count;
+            std::fill(matte_back.begin(), matte_back.end(), Sample{});
+            cut_to_rgb_and_a_convert_trellis(depth, memory.data(), matte_back.data(), memory.data(), n);
+            EXPECT_EQ(matte_back, matte);
+            for (std::size_t i = 0; i < count * size; ++i) {
+                const bool spare = size == 4 && i % 4 == 0;  // in place, this byte is the matte's
+                ASSERT_EQ(memory[i], spare ? matte[i / 4] : colour[i]) << i << " of " << count;
+            }
+        }
+    }
+    allow_vector_kernels(true);
+}
+
+template <class Sample, class Insert, class Extract>
+void check_mattes(Insert insert, Extract extract) {
+    const auto in_rectangle = [](auto function, auto& cutout, auto& matte, int width) {
+        const int x = cutout.x;
+        const int y = cutout.y;
+        function(cutout.data(), cutout.pitch(), matte.data(), matte.pitch(), x, y, x + width - 1, y + 2);
+        function(cutout.data(), cutout.pitch(), matte.data(), matte.pitch(), 0, 2, 3, 1);  // no rows
+    };
+    check<Sample, u8, Sample>(
+        3, {4, 1, 1}, [](Sample* cutout, u8*, Sample* matte) { cutout[0] = *matte; },
+        [&](int width, auto& cutout, auto&, auto& matte) { in_rectangle(insert, cutout, matte, width); });
+    check<Sample, u8, Sample>(
+        3, {4, 1, 1}, [](Sample* cutout, u8*, Sample* matte) { *matte = cutout[0]; },
+        [&](int width, auto& cutout, auto&, auto& matte) { in_rectangle(extract, cutout, matte, width); });
+}
+
+TEST(Layouts, RowsAndRectangles) {
+    check_layouts<u8>(0);
+    check_layouts<u16>(1);
+    check_in_place<u8>(0);
+    check_in_place<u16>(1);
+    check_mattes<u8>(to8_rgba_trellis, from8_rgba_trellis);
+    check_mattes<u16>(to16_rgba_trellis, from16_rgba_trellis);
     const u16 white[] = {16383, 16383, 16383};
-    u8 mask[2];
-    u16 wide = 0;
-    rgb_to_mask_convert_trellis(0, colours, mask, 2);
-    rgb_to_mask_convert_trellis(1, white, &wide, 1);
-    EXPECT_EQ(mask[0], 100);
-    EXPECT_EQ(mask[1], 255);
-    EXPECT_EQ(wide, 16382) << "the sum falls just short";
+    u16 mask = 0;
+    rgb_to_mask_convert_trellis(1, white, &mask, 1);
+    EXPECT_EQ(mask, 16382) << "the sum falls just short";
 }
 
 /// Wrong greys among pixels of `size` samples.
@@ -290,26 +275,16 @@ TEST(Premultiply, EveryMatteAndColour) {
     for (const bool vectors : {true, false}) {
         allow_vector_kernels(vectors);
         // 256 rows, one for each matte; the colours of a row are 0 to 255, 1 to 0 and 2 to 1.
-        Guarded<u8> from(256, 256, 4);
-        for (int a = 0; a < 256; ++a) {
-            for (int x = 0; x < 256; ++x) {
-                for (int c = 0; c < 4; ++c) { from.at(x, a, c) = static_cast<u8>(c == 0 ? a : x + c - 1); }
-            }
-        }
-        auto plain = from;
-        auto inverted = from;
-        auto expected_plain = from;
-        auto expected_inverted = from;
-        for (int a = 0; a < 256; ++a) {
-            const int n = 255 - a;
-            for (int x = 0; x < 256; ++x) {
-                expected_plain.at(x, a, 0) = expected_inverted.at(x, a, 0) = static_cast<u8>(n);
-                for (int c = 1; c < 4; ++c) {
-                    const int colour = from.at(x, a, c);
-                    expected_plain.at(x, a, c) = static_cast<u8>(n == 0 ? 0 : colour * 255 / n);
-                    expected_inverted.at(x, a, c) = static_cast<u8>(a == 255 ? colour : (colour * a) >> 8);
-                }
-            }
+        Guarded<u8> plain(256, 256, 4);
+        Guarded<u8> inverted = plain;
+        Guarded<u8> expected_plain = plain;
+        Guarded<u8> expected_inverted = plain;
+        for (int i = 0; i < 256 * 256 * 4; ++i) {
+            const int a = i >> 10, x = i >> 2 & 255, c = i & 3, n = 255 - a;
+            const int value = c == 0 ? a : (x + c - 1) & 255;
+            plain.at(x, a, c) = inverted.at(x, a, c) = static_cast<u8>(value);
+            expected_plain.at(x, a, c) = static_cast<u8>(c == 0 ? n : n == 0 ? 0 : value * 255 / n);
+            expected_inverted.at(x, a, c) = static_cast<u8>(c == 0 ? n : a == 255 ? value : (value * a) >> 8);
         }
         reformat_old_cut_8bit_buff(plain.data(), plain.pitch(), 256, 256);
         reformat_new_cut_8bit_buff(inverted.data(), inverted.pitch(), 256, 256);
