@@ -231,12 +231,12 @@ TEST_F(Tool, TellsWhatFailedAndLeavesNothingBehind) {
         EXPECT_EQ(result.err, "trellis: " + std::string(c.err) + "\n") << c.arguments;
         EXPECT_EQ(files(), before) << c.arguments;
     }
-    for (const std::string wrong :
+    for (const std::string misuse :
          {"", "paint x.pic", "convert good.png", "convert good.png x.pic --kind colour",
           "convert good.png x.pic --compress maybe", "convert good.png x.pic --rect 0,0,1",
           "convert good.png x.pic --rect 1,0,0,0", "chart x.pic --size 0x5", "chart x.pic --size 5x5x5"}) {
-        EXPECT_EQ(run(wrong).status, 2) << wrong;
-        EXPECT_EQ(files(), before) << wrong;
+        EXPECT_EQ(run(misuse).status, 2) << misuse;
+        EXPECT_EQ(files(), before) << misuse;
     }
     // Whatever is told may fail to arrive.
     const Result full = run("formats >/dev/full 2>/dev/null #");
