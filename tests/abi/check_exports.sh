@@ -4,7 +4,8 @@
 set -euo pipefail
 
 exported=$(nm -D --defined-only "$1" | awk '{ print $3 }' | LC_ALL=C sort)
-diff <(echo "$exported") "$2" || {
+wanted=$(grep -v '^#' "$2" | tr ' ' '\n' | LC_ALL=C sort)
+diff <(echo "$exported") <(echo "$wanted") || {
     echo "The exported names (left) are not those of $2 (right)."
     exit 1
 }
