@@ -54,9 +54,9 @@ TEST(IffInterop, PicturesFromAndForOiiotool) {
             wrong += !with_matte || loaded.holds(mattes[i], x, y, 0) ? 0 : 1;
         }
         EXPECT_EQ(wrong, 0);
-        ASSERT_EQ(maya().save_cut_fn(dir.path("back.iff").c_str(), &loaded.colour.at(2, 1), loaded.colour.pitch(),
-                                     with_matte ? &loaded.matte.at(2, 1) : nullptr, loaded.matte.pitch(), 0, 0,
-                                     width - 1, height - 1, name.front() == 'r' ? 1 : 0),
+        ASSERT_EQ(maya.save_cut_fn(dir.path("back.iff").c_str(), &loaded.colour.at(2, 1), loaded.colour.pitch(),
+                                   with_matte ? &loaded.matte.at(2, 1) : nullptr, loaded.matte.pitch(), 0, 0, width - 1,
+                                   height - 1, name.front() == 'r' ? 1 : 0),
                   0);
         EXPECT_TRUE(shell(cd + "oiiotool --fail 0 --diff back.iff " + name + ".iff > /dev/null"));
     }

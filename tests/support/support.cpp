@@ -43,9 +43,16 @@ Bytes hex(const std::string& text) {
     return bytes;
 }
 
+Bytes text(const std::string& characters) { return {characters.begin(), characters.end()}; }
+
 Bytes operator+(Bytes a, const Bytes& b) {
     a.insert(a.end(), b.begin(), b.end());
     return a;
+}
+
+Bytes piece(const Bytes& bytes, std::size_t offset, std::size_t size) {
+    const auto first = bytes.begin() + static_cast<std::ptrdiff_t>(offset);
+    return {first, first + static_cast<std::ptrdiff_t>(size)};
 }
 
 Bytes zeros(std::size_t count) { return Bytes(count, 0); }

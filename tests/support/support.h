@@ -16,7 +16,10 @@ using Bytes = std::vector<std::uint8_t>;
 /// Bytes from hex text: "00 10 FF", "0010FF".
 Bytes hex(const std::string& text);
 
+Bytes text(const std::string& characters);
+
 Bytes operator+(Bytes a, const Bytes& b);
+Bytes piece(const Bytes& bytes, std::size_t offset, std::size_t size);
 Bytes zeros(std::size_t count);
 
 /// `size` bytes of `value`, big-endian or little-endian.

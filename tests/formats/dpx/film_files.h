@@ -5,20 +5,10 @@
 #include <cstring>
 #include <string>
 
-#include "trellis/trellis.h"
-
+#include "support/formats.h"
 #include "support/support.h"
 
 namespace support {
-
-inline pic_format filled(void (*init)(pic_format*)) {
-    pic_format format{};
-    init(&format);
-    return format;
-}
-
-inline const pic_format dpx = filled(init_dpx_pic_);
-inline const pic_format cineon = filled(init_smpte_pic_);
 
 /// The fields of a DPX header that tests vary. Width and lines are those of the file's lines.
 struct DpxHeader {

@@ -12,15 +12,6 @@ namespace {
 
 using namespace support;
 
-constexpr unsigned int untouched = 77;
-
-Bytes text(const std::string& characters) { return {characters.begin(), characters.end()}; }
-
-Bytes piece(const Bytes& bytes, std::size_t offset, std::size_t size) {
-    const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(offset);
-    return {begin, begin + static_cast<std::ptrdiff_t>(size)};
-}
-
 std::string utc(const char* pattern) {
     const std::time_t now = std::time(nullptr);
     char buffer[32];
@@ -131,18 +122,6 @@ TEST(FilmHeader, DefaultsAndReuse) {
         EXPECT_EQ(type, static_cast<int>(format.type));
     }
 }
-
-struct Info {
-    int result;
-    std::array<unsigned int, 12> out;
-
-    Info(const pic_format& format, const std::string& name) {
-        out.fill(untouched);
-        auto& o = out;
-        result = format.info_fn(name.c_str(), &o[0], &o[1], &o[2], &o[3], &o[4], &o[5], &o[6], &o[7], &o[8], &o[9],
-                                &o[10], &o[11]);
-    }
-};
 
 // What the queries and the probe say about a header, how a load takes it, and what the process-wide
 // words are afterwards.

@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 
 #include <climits>
-#include <fstream>
 #include <thread>
 
 #include "formats/dpx/film_files.h"
@@ -264,8 +263,7 @@ TEST(FilmPicture, FilesThatCannotSeek) {
     const std::pair<const pic_format&, Bytes> files[] = {{dpx, DpxHeader{.offset = 1664}.bytes()},
                                                          {cineon, CineonHeader{}.bytes()}};
     for (const auto& [format, bytes] : files) {
-        std::thread writer(
-            [&name, &data = bytes] { std::ofstream(name).write(reinterpret_cast<const char*>(data.data()), 2048); });
+        std::thread writer([&, &data = bytes] { dir.file("pipe", data); });
         FilmBuffers buffers(3, 2);
         EXPECT_EQ(buffers.load(format, name, 0, 0, 2, 1), 16);
         EXPECT_EQ(buffers.written(), 0);

@@ -4,22 +4,10 @@
 
 #include <string>
 
-#include "trellis/trellis.h"
-
+#include "support/formats.h"
 #include "support/support.h"
 
 namespace support {
-
-inline const pic_format& maya() {
-    static const pic_format format = [] {
-        pic_format filled{};
-        init_maya_pic_(&filled);
-        return filled;
-    }();
-    return format;
-}
-
-inline Bytes text(const std::string& characters) { return {characters.begin(), characters.end()}; }
 
 /// A chunk with its padding. A `size` of 0 or more is told instead of the true one.
 inline Bytes chunk(const std::string& tag, const Bytes& data, std::int64_t size = -1) {
@@ -50,8 +38,8 @@ struct Loaded {
 
     int load(const std::string& name, int file_x = 0, int file_y = 0) {
         set_buffer_type_trellis(deep ? 1 : 0);
-        const int code = maya().load_cut_fn(name.c_str(), colour.data(), colour.pitch(), matte.data(), matte.pitch(), 2,
-                                            1, 1 + width, height, file_x, file_y);
+        const int code = maya.load_cut_fn(name.c_str(), colour.data(), colour.pitch(), matte.data(), matte.pitch(), 2,
+                                          1, 1 + width, height, file_x, file_y);
         set_buffer_type_trellis(0);
         return code;
     }

@@ -66,9 +66,9 @@ TEST(IffWriter, EveryByteOfTheFile) {
     for (const auto& c : cases) {
         const std::time_t before = std::time(nullptr);
         // The rectangle's place does not matter, its size does.
-        EXPECT_EQ(maya().save_cut_fn(name.c_str(), c.colour ? c.colour->data() : nullptr, c.pitch,
-                                     c.matte ? c.matte->data() : nullptr, c.alpha_pitch, 10, 20, 9 + c.width,
-                                     19 + c.height, c.compress),
+        EXPECT_EQ(maya.save_cut_fn(name.c_str(), c.colour ? c.colour->data() : nullptr, c.pitch,
+                                   c.matte ? c.matte->data() : nullptr, c.alpha_pitch, 10, 20, 9 + c.width,
+                                   19 + c.height, c.compress),
                   0);
         const auto expected = [&](std::time_t time) {
             return saved_file(c.width, c.height, c.flags, c.compress, c.pixels, time);
@@ -120,10 +120,10 @@ TEST(IffWriter, RoundTripsWholeAndInRegions) {
         const bool with_matte = i % 2 == 1;
         const bool compress = i / 2 % 2 == 1;
         trellis::allow_vector_kernels(i < 4);
-        ASSERT_EQ(maya().save_cut_fn(name.c_str(), large.colour.data(), Large::width,
-                                     with_matte ? large.matte.data() : nullptr, Large::width, 0, 0, Large::width - 1,
-                                     Large::height - 1, compress ? 1 : 0),
-                  0);
+        ASSERT_EQ(
+            maya.save_cut_fn(name.c_str(), large.colour.data(), Large::width, with_matte ? large.matte.data() : nullptr,
+                             Large::width, 0, 0, Large::width - 1, Large::height - 1, compress ? 1 : 0),
+            0);
         ASSERT_EQ(contents(name).size() < (with_matte ? 4 : 3) * large.matte.size(), compress);
         large.expect_in<std::uint8_t>(name, with_matte, 0, 0, Large::width, Large::height);
         large.expect_in<std::uint16_t>(name, with_matte, 1, 1, Large::width - 2, 2);
@@ -136,7 +136,7 @@ TEST(IffWriter, Failures) {
     const TempDir dir;
     std::vector<std::uint8_t> row(65537 * 4, 5);
     const auto save = [&](const std::string& name, int x1, int y1, int compress = 0) {
-        return maya().save_mask_fn(name.c_str(), row.data(), 0, 0, 0, x1, y1, compress);
+        return maya.save_mask_fn(name.c_str(), row.data(), 0, 0, 0, x1, y1, compress);
     };
     EXPECT_EQ(save(dir.path("no/such.iff"), 3, 3), 6);
     EXPECT_EQ(save("/dev/full", 3, 3), 2);
@@ -146,7 +146,7 @@ TEST(IffWriter, Failures) {
     for (const auto& [x1, y1] : {std::pair{-1, 3}, {3, -1}, {65536, 0}, {0, 65536}}) {
         EXPECT_EQ(save(name, x1, y1), 9);
     }
-    EXPECT_EQ(maya().save_pic_fn(name.c_str(), row.data(), 0, 0, 0, 65535, 65535, 0), 9)
+    EXPECT_EQ(maya.save_pic_fn(name.c_str(), row.data(), 0, 0, 0, 65535, 65535, 0), 9)
         << "a form cannot tell such a size";
     EXPECT_FALSE(exists(name));
     EXPECT_EQ(codes_without_memory([&] { return save(name, 65535, 9, 1); }),

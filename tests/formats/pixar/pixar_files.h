@@ -4,20 +4,10 @@
 
 #include <string>
 
-#include "trellis/pic_format.h"
-
+#include "support/formats.h"
 #include "support/support.h"
 
 namespace support {
-
-inline const pic_format& pixar() {
-    static const pic_format format = [] {
-        pic_format filled{};
-        init_pixar_pic_(&filled);
-        return filled;
-    }();
-    return format;
-}
 
 /// The fields of a header that tests vary.
 struct PixarHeader {

@@ -11,8 +11,7 @@ namespace {
 using support::Bytes;
 using support::pixar;
 using support::PixarHeader;
-
-constexpr unsigned int untouched = 77;
+using support::untouched;
 
 TEST(PixarProbe, KindsAndRefusals) {
     const struct {
@@ -36,32 +35,18 @@ TEST(PixarProbe, KindsAndRefusals) {
         Bytes bytes = c.header.bytes();
         unsigned int kind = untouched;
         unsigned int found = untouched;
-        EXPECT_EQ(pixar().inq_type_fn(bytes.data(), 594, "none", 0, &kind, &found), 0) << c.what;
+        EXPECT_EQ(pixar.inq_type_fn(bytes.data(), 594, "none", 0, &kind, &found), 0) << c.what;
         EXPECT_EQ(found, c.found) << c.what;
         EXPECT_EQ(kind, c.kind) << c.what;
     }
     unsigned int kind = untouched;
     unsigned int found = untouched;
     Bytes bytes = PixarHeader{}.bytes();
-    EXPECT_EQ(pixar().inq_type_fn(bytes.data(), 593, "none", 0, &kind, &found), 49);
+    EXPECT_EQ(pixar.inq_type_fn(bytes.data(), 593, "none", 0, &kind, &found), 49);
     bytes[7] = 1;  // all eight bytes are the magic
-    EXPECT_EQ(pixar().inq_type_fn(bytes.data(), 760, "none", 0, &kind, &found), 0);
+    EXPECT_EQ(pixar.inq_type_fn(bytes.data(), 760, "none", 0, &kind, &found), 0);
     EXPECT_EQ(found, untouched);
 }
-
-struct Info {
-    int result;
-    std::array<unsigned int, 12> out;
-
-    static Info of(const std::string& name) {
-        Info info{};
-        info.out.fill(untouched);
-        auto& o = info.out;
-        info.result = pixar().info_fn(name.c_str(), &o[0], &o[1], &o[2], &o[3], &o[4], &o[5], &o[6], &o[7], &o[8],
-                                      &o[9], &o[10], &o[11]);
-        return info;
-    }
-};
 
 TEST(PixarInfo, OutsByFormatAndStorage) {
     const support::TempDir dir;
@@ -81,7 +66,7 @@ TEST(PixarInfo, OutsByFormatAndStorage) {
     };
     for (const auto& c : cases) {
         const PixarHeader header = {.width = 640, .height = 480, .format = c.format, .storage = c.storage};
-        const Info info = Info::of(dir.file("a.pic", header.bytes()));
+        const support::Info info(pixar, dir.file("a.pic", header.bytes()));
         EXPECT_EQ(info.result, c.result) << c.format;
         EXPECT_EQ(info.out, c.out) << c.format;
     }
@@ -92,7 +77,7 @@ TEST(PixarInfo, SizesAreSignExtendedAndFailuresLeaveTheOutsAlone) {
     unsigned int width = untouched;
     unsigned int height = untouched;
     const PixarHeader header = {.width = -2, .height = 32767};
-    EXPECT_EQ(pixar().size_pic_fn(dir.file("a.pic", header.bytes()).c_str(), &width, &height), 0);
+    EXPECT_EQ(pixar.size_pic_fn(dir.file("a.pic", header.bytes()).c_str(), &width, &height), 0);
     EXPECT_EQ(width, 0xFFFFFFFEU);
     EXPECT_EQ(height, 32767U);
 
@@ -109,9 +94,9 @@ TEST(PixarInfo, SizesAreSignExtendedAndFailuresLeaveTheOutsAlone) {
     };
     for (const auto& c : cases) {
         width = height = untouched;
-        EXPECT_EQ(pixar().size_pic_fn(c.name.c_str(), &width, &height), c.code) << c.name;
+        EXPECT_EQ(pixar.size_pic_fn(c.name.c_str(), &width, &height), c.code) << c.name;
         EXPECT_EQ(width + height, 2 * untouched) << c.name;
-        const Info info = Info::of(c.name);
+        const support::Info info(pixar, c.name);
         EXPECT_EQ(info.result, c.code) << c.name;
         for (const unsigned int out : info.out) { EXPECT_EQ(out, untouched) << c.name; }
     }

@@ -3,17 +3,19 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <climits>
-#include <fstream>
 #include <thread>
 
 #include "formats/pixar/pixar_files.h"
+#include "frame/cpu.h"
 
 namespace {
 
 using support::Bytes;
 using support::operator+;
 using support::hex;
+using support::piece;
 using support::pixar;
 
 constexpr std::size_t data_offset = 8192;
@@ -32,16 +34,11 @@ Bytes saved_row(const Bytes& samples, std::size_t channels, int compress) {
     }
     const int w = static_cast<int>(width);
     const std::string name = dir.path("row.pic");
-    const int code =
-        channels == 4 ? pixar().save_cut_fn(name.c_str(), colour.data(), w, matte.data(), w, 0, 0, w - 1, 0, compress)
-                      : pixar().save_pic_fn(name.c_str(), colour.data(), w, 0, 0, w - 1, 0, compress);
+    const int code = channels == 4
+                         ? pixar.save_cut_fn(name.c_str(), colour.data(), w, matte.data(), w, 0, 0, w - 1, 0, compress)
+                         : pixar.save_pic_fn(name.c_str(), colour.data(), w, 0, 0, w - 1, 0, compress);
     EXPECT_EQ(code, 0);
     return support::contents(name);
-}
-
-Bytes piece(const Bytes& bytes, std::size_t offset, std::size_t size) {
-    const auto first = bytes.begin() + static_cast<std::ptrdiff_t>(offset);
-    return {first, first + static_cast<std::ptrdiff_t>(size)};
 }
 
 Bytes repeated(const Bytes& bytes, std::size_t count) {
@@ -65,13 +62,12 @@ TEST(PixarWriter, HeaderTableAndPadding) {
     const support::TempDir dir;
     const std::string name = dir.path("a.pic");
     Bytes colour(640 * 480 * 4, 3);
-    ASSERT_EQ(pixar().save_pic_fn(name.c_str(), colour.data(), 640, 0, 0, 639, 479, 1), 0);
+    ASSERT_EQ(pixar.save_pic_fn(name.c_str(), colour.data(), 640, 0, 0, 639, 479, 1), 0);
     const Bytes file = support::contents(name);
 
     Bytes expected = support::zeros(data_offset);
     support::put(expected, 0, hex("00 00 E8 80"));
-    const std::string label = "Picture file written by the raster I/O library";
-    support::put(expected, 10, Bytes(label.begin(), label.end()));
+    support::put(expected, 10, support::text("Picture file written by the raster I/O library"));
     support::put(expected, 584, hex("01 E0 02 80 01 E0 02 80 00 0E 00 00 20 00"));
     support::put(expected, 760, hex("00 00 20 00 00 00 00 00"));
     // A row of 640 equal pixels is a packet of runs of 256, 256 and 128: 2 + 3 × 4 bytes.
@@ -82,7 +78,7 @@ TEST(PixarWriter, HeaderTableAndPadding) {
 
     // An image is saved dumped in rows of the rectangle's highest row first.
     Bytes rows = hex("00 01 02 03 00 11 12 13 00 21 22 23 00 31 32 33");
-    ASSERT_EQ(pixar().save_pic_fn(name.c_str(), rows.data(), 2, 1, 0, 1, 1, 0), 0);
+    ASSERT_EQ(pixar.save_pic_fn(name.c_str(), rows.data(), 2, 1, 0, 1, 1, 0), 0);
     const Bytes dumped = support::contents(name);
     EXPECT_EQ(piece(dumped, 592, 4), hex("00 0E 00 02"));
     EXPECT_EQ(piece(dumped, 760, 16), hex("00 00 20 00 00 00 00 00 00 00 00 06 00 00 00 00"));
@@ -117,48 +113,31 @@ TEST(PixarWriter, PacketsOfShortRows) {
     }
 }
 
-// Packets end early enough to fit a block, spans end at 4096 pixels, blocks end on packets.
+// Packets end early enough to fit a block, spans end at 4096 pixels, blocks end on packets: dumps of
+// 2730 three-channel and 2047 four-channel pixels and a fill packet of its header alone, 1638
+// four-channel runs, 2047 three-channel runs and then the span's last, and a long span.
 TEST(PixarWriter, PacketsOfLongRows) {
-    struct Packet {
-        std::size_t offset;  // from the tile's first byte
-        const char* header;
-    };
+    const Bytes runs4 = repeated(hex("1 1 1 1 1 1 1 1 2 2 2 2 2 2 2 2"), 900);
+    const Bytes runs3 = repeated(hex("1 1 1 1 1 1 2 2 2 2 2 2"), 1030);
     const struct {
-        const char* what;
         std::size_t channels;
         Bytes row;
-        std::vector<Packet> packets;
+        std::vector<std::pair<std::size_t, const char*>> packets;  // where in the tile, and what
         std::size_t length;
     } cases[] = {
-        {"three-channel dumps: 2730 pixels fill a block",
-         3,
-         distinct(3000, 3),
-         {{0, "A9 1A"}, {8192, "0D 11"}},
-         8192 + 2 + 270 * 3},
-        {"four-channel dumps: 2047 pixels, and a fill packet of its header alone",
-         4,
-         distinct(2500, 4),
-         {{0, "FE 17"}, {8190, "C4 01"}, {8192, "C4 11"}},
-         8192 + 2 + 453 * 4},
-        {"four-channel runs: 1638 of them",
-         4,
-         repeated(hex("1 1 1 1 1 1 1 1 2 2 2 2 2 2 2 2"), 900),
-         {{0, "65 26"}, {8192, "A1 20"}},
-         8192 + 2 + 162 * 5},
-        {"three-channel runs: 2047 of them, then the span's last",
-         3,
-         repeated(hex("1 1 1 1 1 1 2 2 2 2 2 2"), 1030),
-         {{0, "FE 27"}, {8190, "0C 00"}, {8192, "0C 20"}},
-         8192 + 2 + 13 * 4},
-        {"a span ends at 4096 pixels", 3, repeated(hex("7 7 7"), 5000), {{0, "0F 20"}, {66, "03 20"}}, 66 + 18},
+        {3, distinct(3000, 3), {{0, "A9 1A"}, {8192, "0D 11"}}, 8192 + 2 + 270 * 3},
+        {4, distinct(2500, 4), {{0, "FE 17"}, {8190, "C4 01"}, {8192, "C4 11"}}, 8192 + 2 + 453 * 4},
+        {4, runs4, {{0, "65 26"}, {8192, "A1 20"}}, 8192 + 2 + 162 * 5},
+        {3, runs3, {{0, "FE 27"}, {8190, "0C 00"}, {8192, "0C 20"}}, 8192 + 2 + 13 * 4},
+        {3, repeated(hex("7 7 7"), 5000), {{0, "0F 20"}, {66, "03 20"}}, 66 + 18},
     };
     for (const auto& test : cases) {
+        SCOPED_TRACE(&test - cases);
         const Bytes file = saved_row(test.row, test.channels, 1);
-        for (const Packet& packet : test.packets) {
-            EXPECT_EQ(piece(file, data_offset + packet.offset, 2), hex(packet.header))
-                << test.what << " at " << packet.offset;
+        for (const auto& [offset, header] : test.packets) {
+            EXPECT_EQ(piece(file, data_offset + offset, 2), hex(header)) << "at " << offset;
         }
-        EXPECT_EQ(piece(file, 768, 4), support::be(test.length, 4)) << test.what;
+        EXPECT_EQ(piece(file, 768, 4), support::be(test.length, 4));
     }
 }
 
@@ -170,7 +149,7 @@ TEST(PixarWriter, AFillPacketClosesABlock) {
     Bytes colour;
     const Bytes row = distinct(width, 4);
     for (int y = 0; y < 30; ++y) { colour = colour + row; }
-    ASSERT_EQ(pixar().save_pic_fn(name.c_str(), colour.data(), width, 0, 0, width - 1, 29, 1), 0);
+    ASSERT_EQ(pixar.save_pic_fn(name.c_str(), colour.data(), width, 0, 0, width - 1, 29, 1), 0);
     const Bytes file = support::contents(name);
     // Every row is a dump packet of 302 bytes: 27 fit, 38 bytes of the block are left.
     EXPECT_EQ(piece(file, data_offset + 27 * 302, 4), hex("63 00 00 00"));
@@ -178,36 +157,45 @@ TEST(PixarWriter, AFillPacketClosesABlock) {
     EXPECT_EQ(piece(file, 768, 4), support::be(8192 + 3 * 302, 4));
 }
 
+// At all widths around those of the vector kernels, with them and without.
 TEST(PixarWriter, WhatIsSavedLoadsBack) {
+    ASSERT_TRUE(trellis::use_avx2()) << "this machine cannot run the vector kernels";
     const support::TempDir dir;
     const std::string name = dir.path("a.pic");
-    const struct { int width, height; } sizes[] = {{1, 1}, {3, 2}, {67, 9}, {300, 40}, {2200, 5}, {9000, 2}};
-    for (const auto& size : sizes) {
-        for (const unsigned int colours : {1U, 2U, 256U}) {
-            for (const int compress : {0, 1}) {
-                support::Guarded<std::uint8_t> colour(size.width + 2, size.height + 1, 4);
-                support::Guarded<std::uint8_t> matte(size.width + 2, size.height + 1, 1, 5);
-                support::Noise noise(colours);
-                for (int y = 1; y <= size.height; ++y) {
-                    for (int x = 2; x < 2 + size.width; ++x) {
-                        for (int c = 1; c < 4; ++c) {
-                            colour.at(x, y, c) = static_cast<std::uint8_t>(noise.byte() % colours);
-                        }
-                        matte.at(x, y) = static_cast<std::uint8_t>(noise.byte() % colours);
-                    }
-                }
-                const int x1 = 1 + size.width;
-                ASSERT_EQ(pixar().save_cut_fn(name.c_str(), colour.data(), colour.pitch(), matte.data(), matte.pitch(),
-                                              2, 1, x1, size.height, compress),
-                          0);
-                support::Guarded<std::uint8_t> colour_back(size.width + 2, size.height + 1, 4);
-                support::Guarded<std::uint8_t> matte_back(size.width + 2, size.height + 1, 1, 5);
-                ASSERT_EQ(pixar().load_cut_fn(name.c_str(), colour_back.data(), colour_back.pitch(), matte_back.data(),
-                                              matte_back.pitch(), 2, 1, x1, size.height, 0, 0),
-                          0);
-                EXPECT_EQ(colour_back, colour) << size.width << " " << colours << " " << compress;
-                EXPECT_EQ(matte_back, matte) << size.width << " " << colours << " " << compress;
+    std::vector<std::pair<int, int>> sizes = {{300, 40}, {2200, 5}, {9000, 2}};
+    for (int width = 1; width <= 67; ++width) { sizes.emplace_back(width, 3); }
+    for (const auto& [width, height] : sizes) {
+        for (unsigned int variant = 0; variant < 12; ++variant) {
+            const bool with_matte = variant % 2 == 0;
+            const int compress = variant / 2 % 2;
+            const int colours = std::array{1, 2, 256}[variant / 4];
+            support::Guarded<std::uint8_t> colour(width + 2, height + 1, 4);
+            support::Guarded<std::uint8_t> matte(width + 2, height + 1, 1, 5);
+            const auto empty = std::pair(colour, matte);
+            support::Noise noise(variant + 1);
+            for (int i = 0; i < width * height * 4; ++i) {
+                const int x = 2 + i / 4 % width;
+                const int y = 1 + i / 4 / width;
+                const auto sample = static_cast<std::uint8_t>(noise.byte() % colours);
+                if (i % 4 != 0 || with_matte) { (i % 4 == 0 ? matte.at(x, y) : colour.at(x, y, i % 4)) = sample; }
             }
+            Bytes files[2];
+            for (const bool vectors : {true, false}) {
+                trellis::allow_vector_kernels(vectors);
+                auto [colour_back, matte_back] = empty;
+                const auto call = [&](auto cut_fn, auto pic_fn, auto& c, auto& m, auto... last) {
+                    return with_matte ? cut_fn(name.c_str(), c.data(), c.pitch(), m.data(), m.pitch(), 2, 1, 1 + width,
+                                               height, last...)
+                                      : pic_fn(name.c_str(), c.data(), c.pitch(), 2, 1, 1 + width, height, last...);
+                };
+                ASSERT_EQ(call(pixar.save_cut_fn, pixar.save_pic_fn, colour, matte, compress), 0);
+                files[vectors ? 1 : 0] = support::contents(name);
+                ASSERT_EQ(call(pixar.load_cut_fn, pixar.load_pic_fn, colour_back, matte_back, 0, 0), 0);
+                EXPECT_EQ(colour_back, colour) << width << " " << variant;
+                EXPECT_EQ(matte_back, matte) << width << " " << variant;
+            }
+            trellis::allow_vector_kernels(true);
+            EXPECT_EQ(files[0], files[1]) << width << " " << variant;
         }
     }
 }
@@ -215,18 +203,11 @@ TEST(PixarWriter, WhatIsSavedLoadsBack) {
 TEST(PixarWriter, MemoryIsThatOfARow) {
     const support::TempDir dir;
     Bytes colour(100UL * 500 * 4, 1);
-    EXPECT_LE(support::memory_of(
-                  [&] { pixar().save_pic_fn(dir.path("a.pic").c_str(), colour.data(), 100, 0, 0, 99, 499, 1); }),
-              256 * 1024 + 100 * 4);
-}
-
-TEST(PixarWriter, RunningOutOfMemory) {
-    const support::TempDir dir;
-    const std::string name = dir.path("a.pic");
-    Bytes colour(16, 1);
-    EXPECT_EQ(support::codes_without_memory(
-                  [&] { return pixar().save_pic_fn(name.c_str(), colour.data(), 2, 0, 0, 1, 1, 1); }),
-              (std::vector{3, 3, 0}));  // the file's buffer, a row
+    const auto save = [&, name = dir.path("a.pic")] {
+        return pixar.save_pic_fn(name.c_str(), colour.data(), 100, 0, 0, 99, 499, 1);
+    };
+    EXPECT_LE(support::memory_of(save), 256 * 1024 + 100 * 4);
+    EXPECT_EQ(support::codes_without_memory(save), (std::vector{3, 3, 0}));  // the file's buffer, a row
 }
 
 TEST(PixarWriter, MissingBuffersAreSavedAsZero) {
@@ -234,9 +215,9 @@ TEST(PixarWriter, MissingBuffersAreSavedAsZero) {
     const std::string name = dir.path("a.pic");
     Bytes colour = hex("EE 01 02 03");
     Bytes matte = hex("04");
-    ASSERT_EQ(pixar().save_cut_fn(name.c_str(), colour.data(), 1, nullptr, 0, 0, 0, 0, 0, 0), 0);
+    ASSERT_EQ(pixar.save_cut_fn(name.c_str(), colour.data(), 1, nullptr, 0, 0, 0, 0, 0, 0), 0);
     EXPECT_EQ(piece(support::contents(name), data_offset, 4), hex("03 02 01 00"));
-    ASSERT_EQ(pixar().save_cut_fn(name.c_str(), nullptr, 0, matte.data(), 1, 0, 0, 0, 0, 0), 0);
+    ASSERT_EQ(pixar.save_cut_fn(name.c_str(), nullptr, 0, matte.data(), 1, 0, 0, 0, 0, 0), 0);
     EXPECT_EQ(piece(support::contents(name), data_offset, 4), hex("00 00 00 04"));
 }
 
@@ -244,7 +225,7 @@ TEST(PixarWriter, Failures) {
     const support::TempDir dir;
     Bytes colour(40000 * 4, 1);
     const auto save = [&](const std::string& name, int x0, int y0, int x1, int y1) {
-        return pixar().save_pic_fn(name.c_str(), colour.data(), 0, x0, y0, x1, y1, 1);
+        return pixar.save_pic_fn(name.c_str(), colour.data(), 0, x0, y0, x1, y1, 1);
     };
     const std::string name = dir.path("a.pic");
     const struct {
