@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <bit>
 #include <cstdlib>
 #include <cstring>
+#include <tuple>
 
 #include "trellis/trellis.h"
 
@@ -16,21 +18,15 @@ namespace {
 using support::Bytes;
 
 TEST(Errors, MessagesByCode) {
-    const struct {
-        int code;
-        const char* message;
-    } cases[] = {
-        {0, "No error trellis"},
-        {1, "Read error in trellis"},
-        {20, "Bad Magic: Incorrect file format in trellis"},
-        {39, "SMPTE: format not ACADEMY, CINEMASCOPE, SUPER35 or VISTAVISION"},
-        {49, "Header buffer not long enough"},
-        {64, "Internal QUIRE error: see console"},
-        {65, "Unknown error number in trellis"},
-        {-1, "Unknown error number in trellis"},
-    };
-    for (const auto& c : cases) {
-        EXPECT_STREQ(err_msg_string_pic(static_cast<unsigned int>(c.code)), c.message) << c.code;
+    for (const auto& [code, message] : {std::pair{0, "No error trellis"},
+                                        {1, "Read error in trellis"},
+                                        {20, "Bad Magic: Incorrect file format in trellis"},
+                                        {39, "SMPTE: format not ACADEMY, CINEMASCOPE, SUPER35 or VISTAVISION"},
+                                        {49, "Header buffer not long enough"},
+                                        {64, "Internal QUIRE error: see console"},
+                                        {65, "Unknown error number in trellis"},
+                                        {-1, "Unknown error number in trellis"}}) {
+        EXPECT_STREQ(err_msg_string_pic(static_cast<unsigned int>(code)), message) << code;
     }
 }
 
@@ -176,14 +172,11 @@ TEST(Bytes, Reversal) {
 }
 
 TEST(FileHelpers, Extensions) {
-    const struct {
-        const char* name;
-        const char* extension;
-        int match;
-    } cases[] = {{"image.pic", "pic", 1}, {"epic", "pic", 1}, {"pic", "xpic", 0}, {"image.PIC", "pic", 0},
-                 {"image.pic", "", 1},    {"", "", 1},        {"pic", "pic", 1},  {"image.pic ", "pic", 0}};
-    for (const auto& c : cases) {
-        EXPECT_EQ(check_ext_trellis(c.name, c.extension), c.match) << c.name << " " << c.extension;
+    const std::tuple<const char*, const char*, int> cases[] = {
+        {"image.pic", "pic", 1}, {"epic", "pic", 1}, {"pic", "xpic", 0}, {"image.PIC", "pic", 0},
+        {"image.pic", "", 1},    {"", "", 1},        {"pic", "pic", 1},  {"image.pic ", "pic", 0}};
+    for (const auto& [name, extension, match] : cases) {
+        EXPECT_EQ(check_ext_trellis(name, extension), match) << name << " " << extension;
     }
     pic_format format{};
     unsigned int match = 7;
@@ -212,10 +205,7 @@ TEST(Descriptor, FilledFieldByField) {
     const struct {
         void (*init)(pic_format*);
         std::uint32_t type;
-        const char* ext;
-        const char* ext2;
-        const char* long_name;
-        const char* code;
+        const char *ext, *ext2, *long_name, *code;
     } cases[] = {
         {init_pixar_pic_, 7, "pic", "", "Pixar", "PIXAR"},
         {init_dpx_pic_, 33, "dpx", "dpx", "DPX(10bit)", "DPX"},
@@ -230,23 +220,15 @@ TEST(Descriptor, FilledFieldByField) {
         const auto save_cutout = format.save_cutout_fn;
         c.init(&format);
         EXPECT_EQ(format.type, c.type);
-        EXPECT_EQ(format.flag_1, 1);
-        EXPECT_EQ(format.flag_2, 1);
-        EXPECT_STREQ(format.ext, c.ext);
-        EXPECT_STREQ(format.ext2, c.ext2);
-        EXPECT_STREQ(format.ext3, "");
-        EXPECT_STREQ(format.ext_copy, c.ext);
-        EXPECT_STREQ(format.ext2_copy, c.ext2);
-        EXPECT_STREQ(format.ext3_copy, "");
-        EXPECT_STREQ(format.long_name, c.long_name);
-        EXPECT_STREQ(format.code_string, c.code);
+        EXPECT_EQ((std::array{format.flag_1, format.flag_2, format.spare_word}), (std::array{1, 1, 0}));
+        const std::array<const char*, 8> given = {format.ext,       format.ext2,       format.ext3,
+                                                  format.ext_copy,  format.ext2_copy,  format.ext3_copy,
+                                                  format.long_name, format.code_string};
+        const std::array<const char*, 8> expected = {c.ext, c.ext2, "", c.ext, c.ext2, "", c.long_name, c.code};
+        for (std::size_t i = 0; i < expected.size(); ++i) { EXPECT_STREQ(given[i], expected[i]) << i; }
         EXPECT_EQ(format.load_cutout_fn, load_cutout);
         EXPECT_EQ(format.save_cutout_fn, save_cutout);
-        EXPECT_EQ(format.size_cut_fn, nullptr);
-        EXPECT_EQ(format.spare_fn[0], nullptr);
-        EXPECT_EQ(format.spare_fn[2], nullptr);
-        EXPECT_EQ(format.spare_fn_2[1], nullptr);
-        EXPECT_EQ(format.spare_word, 0);
+        EXPECT_TRUE(!format.size_cut_fn && !format.spare_fn[0] && !format.spare_fn[2] && !format.spare_fn_2[1]);
     }
 }
 

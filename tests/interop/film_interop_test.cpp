@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 #include "formats/dpx/film_files.h"
 
 namespace {
@@ -14,14 +12,6 @@ using namespace support;
 constexpr int width = 61;
 constexpr int height = 37;
 constexpr std::size_t pixels = width * height;
-
-bool run(const std::string& command) {
-    return std::system(command.c_str()) == 0;  // NOLINT(cert-env33-c)
-}
-
-bool missing(const std::string& tools) {
-    return !run("for t in " + tools + "; do command -v $t > /dev/null || exit 1; done");
-}
 
 // Codes as other programs see them: top row first, red, green and blue of each pixel.
 using Codes = std::vector<unsigned int>;
@@ -65,12 +55,12 @@ class FilmInterop : public testing::Test {
     // Cineon files are logarithmic to GraphicsMagick, and converted, unless told otherwise.
     Codes graphicsmagick(const std::string& name) const {
         EXPECT_TRUE(
-            run("gm convert -define cineon:colorspace=rgb " + in(name) + " -depth 16 -endian MSB RGB:" + in("seen")));
+            shell("gm convert -define cineon:colorspace=rgb " + in(name) + " -depth 16 -endian MSB RGB:" + in("seen")));
         return raw_codes(in("seen"), false);
     }
 
     Codes openimageio(const std::string& name) const {
-        EXPECT_TRUE(run("oiiotool " + in(name) + " -d uint16 -o " + in("seen.tif")));
+        EXPECT_TRUE(shell("oiiotool " + in(name) + " -d uint16 -o " + in("seen.tif")));
         return graphicsmagick("seen.tif");
     }
 
@@ -83,11 +73,11 @@ class FilmInterop : public testing::Test {
 TEST_F(FilmInterop, FFmpegReadsAndWritesDpx) {
     if (missing("ffmpeg")) { GTEST_SKIP() << "ffmpeg is not installed"; }
     const Codes saved = save(dpx, "a.dpx");
-    ASSERT_TRUE(run("ffmpeg -v error -y -i " + in("a.dpx") + " -f rawvideo -pix_fmt gbrp10be " + in("planes")));
+    ASSERT_TRUE(shell("ffmpeg -v error -y -i " + in("a.dpx") + " -f rawvideo -pix_fmt gbrp10be " + in("planes")));
     EXPECT_EQ(raw_codes(in("planes"), true), saved);
     for (const std::string order : {"be", "le"}) {
-        ASSERT_TRUE(run("ffmpeg -v error -y -f rawvideo -pix_fmt gbrp10be -s 61x37 -i " + in("planes") +
-                        " -pix_fmt gbrp10" + order + " " + in("b.dpx")));
+        ASSERT_TRUE(shell("ffmpeg -v error -y -f rawvideo -pix_fmt gbrp10be -s 61x37 -i " + in("planes") +
+                          " -pix_fmt gbrp10" + order + " " + in("b.dpx")));
         EXPECT_EQ(contents(in("b.dpx"))[0], order == "be" ? 'S' : 'X');
         EXPECT_EQ(load(dpx, "b.dpx"), saved) << order;
     }
@@ -99,7 +89,7 @@ TEST_F(FilmInterop, OpenImageIOReadsBothAndWritesDpx) {
     EXPECT_EQ(openimageio("a.cin"), saved);
     EXPECT_EQ(save(dpx, "a.dpx"), saved);
     EXPECT_EQ(openimageio("a.dpx"), saved);
-    ASSERT_TRUE(run("oiiotool " + in("seen.tif") + " -d uint10 -o " + in("b.dpx")));
+    ASSERT_TRUE(shell("oiiotool " + in("seen.tif") + " -d uint10 -o " + in("b.dpx")));
     EXPECT_EQ(load(dpx, "b.dpx"), saved);
 }
 
@@ -110,7 +100,7 @@ TEST_F(FilmInterop, GraphicsMagickReadsBothAndWritesCineon) {
     EXPECT_EQ(save(cineon, "a.cin"), saved);
     EXPECT_EQ(graphicsmagick("a.cin"), saved);
     // It converts what it writes, so a third program says which codes these are.
-    ASSERT_TRUE(run("gm convert -endian MSB -size 61x37 -depth 16 RGB:" + in("seen") + " -depth 10 " + in("b.cin")));
+    ASSERT_TRUE(shell("gm convert -endian MSB -size 61x37 -depth 16 RGB:" + in("seen") + " -depth 10 " + in("b.cin")));
     const Codes written = load(cineon, "b.cin");
     EXPECT_EQ(written, openimageio("b.cin"));
     EXPECT_NE(written, Codes(pixels * 3, 0));

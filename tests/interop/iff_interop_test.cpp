@@ -3,19 +3,16 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 #include "formats/iff/iff_files.h"
 
 namespace {
 
 using support::Bytes;
 using support::maya;
-
-bool shell(const std::string& command) { return std::system(command.c_str()) == 0; }
+using support::shell;
 
 TEST(IffInterop, PicturesFromAndForOiiotool) {
-    if (!shell("command -v oiiotool > /dev/null")) {
+    if (support::missing("oiiotool")) {
         GTEST_SKIP() << "SKIPPED: oiiotool is not installed (package openimageio-tools)";
     }
     constexpr int width = 150;

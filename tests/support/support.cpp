@@ -78,6 +78,14 @@ std::string TempDir::file(const std::string& name, const Bytes& bytes) const {
     return path(name);
 }
 
+bool shell(const std::string& command) {
+    return std::system(command.c_str()) == 0;  // NOLINT(cert-env33-c)
+}
+
+bool missing(const std::string& programs) {
+    return !shell("for p in " + programs + "; do command -v $p > /dev/null || exit 1; done");
+}
+
 Bytes contents(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return Bytes(std::istreambuf_iterator<char>(in), {});

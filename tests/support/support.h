@@ -46,6 +46,12 @@ class TempDir {
     std::string path_;
 };
 
+/// Runs a command of the shell and tells whether it succeeded.
+bool shell(const std::string& command);
+
+/// Whether one of several programs, given by name, is not installed.
+bool missing(const std::string& programs);
+
 Bytes contents(const std::string& path);
 bool exists(const std::string& path);
 
@@ -78,9 +84,7 @@ class Guarded {
 
   private:
     static constexpr int guard = 512;
-    int height_;
-    int channels_;
-    int pitch_;
+    int height_, channels_, pitch_;
     std::vector<Sample> samples_;
 };
 

@@ -4,18 +4,6 @@
 
 namespace support {
 
-namespace {
-
-void write_rows(png_structp file, const Png& png) {
-    Bytes rows = png.rows;
-    std::vector<png_bytep> lines(std::size_t(png.height));
-    for (std::size_t y = 0; y < lines.size(); ++y) { lines[y] = rows.data() + y * rows.size() / lines.size(); }
-    png_write_image(file, lines.data());
-    png_write_end(file, nullptr);
-}
-
-}  // namespace
-
 void write_png(const std::string& path, const Png& png) {
     png_structp file = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
     png_infop info = png_create_info_struct(file);
@@ -34,7 +22,11 @@ void write_png(const std::string& path, const Png& png) {
     if (png.rows.empty()) {
         png_write_chunk(file, reinterpret_cast<png_const_bytep>("IDAT"), nullptr, 0);
     } else {
-        write_rows(file, png);
+        Bytes rows = png.rows;
+        std::vector<png_bytep> lines(std::size_t(png.height));
+        for (std::size_t y = 0; y < lines.size(); ++y) { lines[y] = rows.data() + y * rows.size() / lines.size(); }
+        png_write_image(file, lines.data());
+        png_write_end(file, nullptr);
     }
     png_destroy_write_struct(&file, &info);
     std::fclose(stream);
@@ -43,14 +35,11 @@ void write_png(const std::string& path, const Png& png) {
 Bytes rgba_of_png(const std::string& path) {
     png_image image{};
     image.version = PNG_IMAGE_VERSION;
-    if (png_image_begin_read_from_file(&image, path.c_str()) == 0) {
-        throw std::runtime_error(path + ": " + image.message);
-    }
+    png_image_begin_read_from_file(&image, path.c_str());
     image.format = PNG_FORMAT_RGBA;
     Bytes pixels(PNG_IMAGE_SIZE(image));
-    if (png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr) == 0) {
-        throw std::runtime_error(path + ": " + image.message);
-    }
+    png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr);
+    if (PNG_IMAGE_FAILED(image)) { throw std::runtime_error(path + ": " + image.message); }
     return pixels;
 }
 

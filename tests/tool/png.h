@@ -12,10 +12,7 @@
 namespace support {
 
 struct Png {
-    int width;
-    int height;
-    int colour_type;
-    int bit_depth;
+    int width, height, colour_type, bit_depth;
     Bytes rows;  // top row first, packed as in the file; none for a file that ends before them
     std::vector<png_color> palette = {};
     Bytes transparency = {};  // of the palette's entries, or the one transparent grey

@@ -24,8 +24,7 @@ using nlohmann::json;
 
 struct Result {
     int status;
-    std::string out;
-    std::string err;
+    std::string out, err;
 };
 
 std::string text(const std::string& path) {
@@ -155,8 +154,7 @@ TEST_F(Tool, TurnsKindsIntoOneAnother) {
     EXPECT_EQ(info("mask.pic")["kind"], "mask");
 
     struct Case {
-        const char* arguments;
-        const char* rgba;
+        const char *arguments, *rgba;
     };
     for (const Case& c : {
              Case{"image.png out.png --kind cutout", "FF0000FF 6496C8FF"},
@@ -195,8 +193,7 @@ TEST_F(Tool, TellsWhatFailedAndLeavesNothingBehind) {
     const std::set<std::string> before = files();
 
     struct Case {
-        const char* arguments;
-        const char* err;
+        const char *arguments, *err;
     };
     for (const Case& c : {
              Case{"info none.pic", "none.pic: Failed to open file in trellis (code 6)"},

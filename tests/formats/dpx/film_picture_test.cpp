@@ -30,8 +30,7 @@ TEST(FilmPicture, PlacementInBothOrientations) {
     const TempDir dir;
     constexpr int f = 0xA5A5;  // filler
     const struct {
-        int orientation;
-        int x0, y0, x1, y1, file_x, file_y;
+        int orientation, x0, y0, x1, y1, file_x, file_y;
         Rows rows;  // of a 4 × 3 buffer
     } cases[] = {
         // Two lines of three pixels: whole, moved, the lower row, offsets of either sign.
@@ -233,9 +232,7 @@ TEST(FilmPicture, FailingSaves) {
     const std::string name = dir.path("a");
     const struct {
         std::string name;
-        int orientation;
-        int x0, y0, x1, y1;
-        int code;
+        int orientation, x0, y0, x1, y1, code;
     } cases[] = {
         {dir.path("missing/a"), 0, 0, 0, 1, 1, 6},
         {"/dev/full", 0, 0, 0, 1, 1, 2},

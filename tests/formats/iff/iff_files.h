@@ -50,8 +50,7 @@ struct Loaded {
                (deep ? value * 64 + value / 4 : value);
     }
 
-    int width;
-    int height;
+    int width, height;
     Guarded<Sample> colour;
     Guarded<Sample> matte;
 };

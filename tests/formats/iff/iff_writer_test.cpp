@@ -41,8 +41,7 @@ TEST(IffWriter, EveryByteOfTheFile) {
         Bytes* colour;
         int pitch;
         Bytes* matte;
-        int alpha_pitch;
-        int width, height;
+        int alpha_pitch, width, height;
         std::uint64_t flags;
         int compress;
         Bytes pixels;

@@ -39,8 +39,7 @@ inline Bytes tile_pointer(std::uint64_t offset, std::uint64_t length) {
 /// A whole file: header, table, and the data of the tiles one after the other. An empty tile is
 /// absent.
 inline Bytes pixar_file(const PixarHeader& header, const std::vector<Bytes>& tiles) {
-    Bytes table;
-    Bytes data;
+    Bytes table, data;
     for (const Bytes& tile : tiles) {
         const std::size_t offset = 760 + 16 * tiles.size() + data.size();
         table = table + (tile.empty() ? tile_pointer(0, 0) : tile_pointer(offset, tile.size()));

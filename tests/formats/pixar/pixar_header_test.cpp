@@ -17,8 +17,7 @@ TEST(PixarProbe, KindsAndRefusals) {
     const struct {
         const char* what;
         PixarHeader header;
-        unsigned int found;
-        unsigned int kind;
+        unsigned int found, kind;
     } cases[] = {
         {"image", {.format = 14}, 1, 0},
         {"cutout", {.format = 15}, 1, 1},
@@ -52,9 +51,7 @@ TEST(PixarInfo, OutsByFormatAndStorage) {
     const support::TempDir dir;
     constexpr unsigned int none = untouched;
     const struct {
-        int format;
-        int storage;
-        int result;
+        int format, storage, result;
         std::array<unsigned int, 12> out;
     } cases[] = {
         {15, 0, 0, {1, 0, 0, 0, 1, 4, 0, 0, 0, 640, 480, none}},

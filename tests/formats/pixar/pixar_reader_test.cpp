@@ -41,8 +41,7 @@ struct Loaded {
         return bytes;
     }
 
-    int width;
-    int height;
+    int width, height;
     support::Guarded<std::uint8_t> colour{40, 40, 4};
     support::Guarded<std::uint8_t> matte{40, 40, 1};
 };
@@ -53,10 +52,8 @@ TEST(PixarReader, StorageCodesPacketTypesAndChannels) {
     const support::TempDir dir;
     const struct {
         const char* what;
-        int format;
-        int storage;
-        const char* tile;
-        const char* pixels;
+        int format, storage;
+        const char *tile, *pixels;
     } cases[] = {
         {"dumped cutout", 15, 2, "01 02 03 04 11 12 13 14 21 22 23 24 31 32 33 34",
          "01 02 03 04 11 12 13 14 21 22 23 24 31 32 33 34"},

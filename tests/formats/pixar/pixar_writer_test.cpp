@@ -25,8 +25,7 @@ constexpr std::size_t data_offset = 8192;
 Bytes saved_row(const Bytes& samples, std::size_t channels, int compress) {
     const support::TempDir dir;
     const std::size_t width = samples.size() / channels;
-    Bytes colour;
-    Bytes matte;
+    Bytes colour, matte;
     for (std::size_t x = 0; x < width; ++x) {
         const std::uint8_t* s = &samples[x * channels];
         colour = colour + Bytes{static_cast<std::uint8_t>(x), s[2], s[1], s[0]};
@@ -92,8 +91,7 @@ TEST(PixarWriter, PacketsOfShortRows) {
     const struct {
         const char* what;
         std::size_t channels;
-        Bytes row;
-        Bytes tile;
+        Bytes row, tile;
     } cases[] = {
         {"one pixel", 4, hex("01 02 03 04"), hex("00 10 01 02 03 04")},
         {"two pixels", 3, a + b, hex("01 10") + a + b},
