@@ -1,6 +1,8 @@
 // A host executable that exports the two hooks. It saves and loads pictures and tells whether the
 // library's calls have come here.
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -17,12 +19,14 @@ int progress_calls = 0;
 float last_fraction = 0;
 int lines_until_escape = 0;
 constexpr int escape_answer = 11;
+int file_to_close = -1;
 
 }  // namespace
 
 void occaisional_update_progress_trellis_(float fraction) {
     ++progress_calls;
     last_fraction = fraction;
+    close(file_to_close);
 }
 
 int escape_test_utils_pic() { return lines_until_escape-- > 0 ? 0 : escape_answer; }
@@ -65,6 +69,14 @@ int main(int argc, char** argv) {
                    (lines == 0 || bytes.substr(bytes.size() - line) == bytes.substr(bytes.size() - 2 * line, line)),
                "a stopped save does not end with a line repeated");
     }
+
+    // Closed behind the library's back, a file that is read already cannot be closed again.
+    pic_format maya{};
+    init_maya_pic_(&maya);
+    expect(maya.save_pic_fn(name, colour.data(), side, 0, 0, side - 1, side - 1, 1) == 0, "an IFF save");
+    file_to_close = dup(STDIN_FILENO);
+    close(file_to_close);  // the number that the next file gets
+    expect(maya.load_pic_fn(name, colour.data(), side, 0, 0, side - 1, side - 1, 0, 0) == 15, "a failing close");
     std::remove(name);
     return 0;
 }
