@@ -137,30 +137,24 @@ void check_layouts(int depth) {
             run(colour.start(), matte.start(), cutout.start(), count);
         });
     };
-    check_row(
-        [](Sample* colour, Sample* matte, Sample* cutout) {
-            cutout[0] = *matte;
-            std::copy_n(colour + first, 3, cutout + 1);
-        },
-        [=](auto... row) { rgb_and_a_to_cut_convert_trellis(depth, row...); });
-    check_row(
-        [](Sample* colour, Sample*, Sample* cutout) {
-            cutout[0] = sizeof(Sample) == 1 ? 255 : 16383;
-            std::copy_n(colour + first, 3, cutout + 1);
-        },
-        [=](auto* colour, auto*, auto* cutout, int count) {
-            rgb_and_a_to_cut_convert_trellis(depth, colour, nullptr, cutout, count);
-        });
-    check_row(
-        [](Sample* colour, Sample* matte, Sample* cutout) {
-            *matte = cutout[0];
-            std::copy_n(cutout + 1, 3, colour + first);
-        },
-        [=](auto... row) { cut_to_rgb_and_a_convert_trellis(depth, row...); });
-    check_row([](Sample* colour, Sample*, Sample* cutout) { std::copy_n(cutout + 1, 3, colour + first); },
-              [=](auto* colour, auto*, auto* cutout, int count) {
-                  cut_to_rgb_and_a_convert_trellis(depth, colour, nullptr, cutout, count);
-              });
+    for (const bool with_matte : {true, false}) {
+        check_row(
+            [=](Sample* colour, Sample* matte, Sample* cutout) {
+                cutout[0] = with_matte ? *matte : sizeof(Sample) == 1 ? 255 : 16383;
+                std::copy_n(colour + first, 3, cutout + 1);
+            },
+            [=](auto* colour, auto* matte, auto* cutout, int count) {
+                rgb_and_a_to_cut_convert_trellis(depth, colour, with_matte ? matte : nullptr, cutout, count);
+            });
+        check_row(
+            [=](Sample* colour, Sample* matte, Sample* cutout) {
+                *matte = with_matte ? cutout[0] : *matte;
+                std::copy_n(cutout + 1, 3, colour + first);
+            },
+            [=](auto* colour, auto* matte, auto* cutout, int count) {
+                cut_to_rgb_and_a_convert_trellis(depth, colour, with_matte ? matte : nullptr, cutout, count);
+            });
+    }
     check_row(
         [](Sample* colour, Sample* mask, Sample*) {
             *mask = grey(colour[first], colour[first + 1], colour[first + 2]);

@@ -73,6 +73,8 @@ TempDir::~TempDir() {
 }
 
 std::string TempDir::file(const std::string& name, const Bytes& bytes) const {
+    // Some file systems wait for the disk when a file's old contents are replaced; pipes stay.
+    if (std::filesystem::is_regular_file(path(name))) { std::filesystem::remove(path(name)); }
     std::ofstream out(path(name), std::ios::binary);
     out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     return path(name);

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <climits>
+#include <filesystem>
 #include <thread>
 
 #include "formats/pixar/pixar_files.h"
@@ -180,6 +181,7 @@ TEST(PixarWriter, WhatIsSavedLoadsBack) {
             Bytes files[2];
             for (const bool vectors : {true, false}) {
                 trellis::allow_vector_kernels(vectors);
+                std::filesystem::remove(name);
                 auto [colour_back, matte_back] = empty;
                 const auto call = [&](auto cut_fn, auto pic_fn, auto& c, auto& m, auto... last) {
                     return with_matte ? cut_fn(name.c_str(), c.data(), c.pitch(), m.data(), m.pitch(), 2, 1, 1 + width,
