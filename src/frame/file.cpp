@@ -166,6 +166,9 @@ Error OutputFile::seek(std::uint64_t position) {
 }
 
 Error OutputFile::write(const void* source, std::size_t size) {
+    if (size == 0) {
+        return Error::none;
+    }
     if (size <= output_room) {
         std::uint8_t* bytes = room(size);
         if (bytes == nullptr) {

@@ -171,7 +171,7 @@ void check_in_place(int depth) {
     constexpr std::size_t size = sizeof(Sample) == 1 ? 4 : 3;
     for (const bool vectors : {true, false}) {
         allow_vector_kernels(vectors);
-        for (std::size_t count : {0, 1, 3, 16, 31, 67, 1100}) {
+        for (const std::size_t count : {0U, 1U, 3U, 16U, 31U, 67U, 1100U}) {
             std::vector<Sample> memory(count * 4);
             std::vector<Sample> matte(count);
             for (std::size_t i = 0; i < count * size; ++i) { memory[i] = static_cast<Sample>(i * 77); }

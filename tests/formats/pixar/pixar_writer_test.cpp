@@ -183,10 +183,10 @@ TEST(PixarWriter, WhatIsSavedLoadsBack) {
                 trellis::allow_vector_kernels(vectors);
                 std::filesystem::remove(name);
                 auto [colour_back, matte_back] = empty;
-                const auto call = [&](auto cut_fn, auto pic_fn, auto& c, auto& m, auto... last) {
-                    return with_matte ? cut_fn(name.c_str(), c.data(), c.pitch(), m.data(), m.pitch(), 2, 1, 1 + width,
-                                               height, last...)
-                                      : pic_fn(name.c_str(), c.data(), c.pitch(), 2, 1, 1 + width, height, last...);
+                const auto call = [&, w = width, h = height](auto cut_fn, auto pic_fn, auto& c, auto& m, auto... last) {
+                    return with_matte
+                               ? cut_fn(name.c_str(), c.data(), c.pitch(), m.data(), m.pitch(), 2, 1, 1 + w, h, last...)
+                               : pic_fn(name.c_str(), c.data(), c.pitch(), 2, 1, 1 + w, h, last...);
                 };
                 ASSERT_EQ(call(pixar.save_cut_fn, pixar.save_pic_fn, colour, matte, compress), 0);
                 files[vectors ? 1 : 0] = support::contents(name);
