@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
+#include <functional>
 
 #include "trellis/trellis.h"
 
@@ -14,86 +16,106 @@ namespace {
 using support::Guarded;
 using u8 = std::uint8_t;
 using u16 = std::uint16_t;
+using List = std::vector<int>;
 
-struct Record {
-    int calls;
-    void* rgb;
-    int pitch;
-    void* alpha;
-    std::vector<int> rectangle;
-    std::vector<int> last;  // file_x and file_y, or compress
-    int buffer_type;
-};
+// What a sample of a pixel shows of the picture, and the samples of pixels in memory order.
+enum Channel { blue, green, red, matte, grey, opaque, black, spare };
+using Shape = std::vector<Channel>;
+const Shape colour = {spare, blue, green, red};
+const Shape cutout = {matte, blue, green, red};
 
-Record record;
-int slot_result = 0;
-bool slot_is_wide = false;  // the depth of the buffers that the slot works on
-int channels = 0;           // samples of a pixel behind `rgb`: 1 for masks
-std::vector<int> saved;     // what a save slot saw: colour and then matte samples, row by row
+Shape at_depth(Shape shape, bool wide) {
+    if (wide) { std::erase(shape, spare); }
+    return shape;
+}
 
-// An 8-bit sample of a picture, or a 16-bit one that narrows to it and does not look it.
-int sample(int x, int y, int channel, bool wide) {
+// An 8-bit sample of the picture, or a 16-bit one that narrows to it and does not look it.
+int sample(int x, int y, Channel channel, bool wide) {
+    const auto other = [=](Channel c) { return sample(x, y, c, wide); };
+    switch (channel) {
+        case black: return 0;
+        case opaque: return wide ? 16383 : 255;
+        case grey: return static_cast<int>(0.11 * other(blue) + 0.59 * other(green) + 0.3 * other(red));
+        default: break;
+    }
     const int value = (x * 7 + y * 31 + channel * 59) & 0xFF;
     return wide ? value * 64 + 63 : value;
 }
 
 int converted(int mode, int value) { return mode == 1 ? value * 64 + value / 4 : mode == 2 ? value >> 6 : value; }
 
-// Calls `at` with every sample of the recorded rectangle; 8-bit colour has a spare byte.
+// The picture lies in a rectangle of 4 × 3 pixels, in the host's buffers and in the slot's.
 template <class Sample, class At>
-void each(void* pixels, int pitch, int size, At at) {
-    const std::vector<int>& r = record.rectangle;
-    for (int y = r[1]; y <= r[3]; ++y) {
-        for (int x = r[0]; x <= r[2]; ++x) {
-            for (int c = size == 4 && sizeof(Sample) == 1 ? 1 : 0, n = 0; c < size; ++c, ++n) {
-                at(static_cast<Sample*>(pixels)[(y * pitch + x) * size + c], x - r[0], y - r[1], n);
-            }
+void each_sample(Sample* pixels, int pitch, int x0, int y0, const Shape& shape, At at) {
+    for (int i = 0; i < 12; ++i) {
+        Sample* to = pixels + ((y0 + i / 4) * pitch + x0 + i % 4) * static_cast<int>(shape.size());
+        for (const Channel channel : shape) {
+            if (channel != spare) { at(*to, i % 4, i / 4, channel); }
+            ++to;
         }
     }
 }
 
+// How slots are to behave, and how the last call came to one.
+struct Record {
+    int mode = 0;          // of the wrapper
+    bool is_wide = false;  // the depth of the slot's buffers
+    Shape shape = {};      // of their pixels
+    int result = 0;
+
+    int calls = 0;
+    const void* pixels = nullptr;
+    int pitch = 0;
+    const void* mattes = nullptr;
+    List rectangle = {};
+    List last = {};                   // file_x and file_y, or compress
+    bool saw_something_else = false;  // than the host's picture
+} record;
+
 template <class At>
-void each_of_slot(void* pixels, int pitch, int size, At at) {
-    slot_is_wide ? each<u16>(pixels, pitch, size, at) : each<u8>(pixels, pitch, size, at);
+int called(void* pixels, int pitch, void* mattes, int matte_pitch, const List& rectangle, const List& last, At at) {
+    record = {record.mode, record.is_wide, record.shape, record.result, record.calls + 1,
+              pixels,      pitch,          mattes,       rectangle,     last};
+    const auto each = [&]<class Sample>(Sample) {
+        each_sample(static_cast<Sample*>(pixels), pitch, rectangle[0], rectangle[1], record.shape, at);
+        if (mattes != nullptr) {
+            each_sample(static_cast<Sample*>(mattes), matte_pitch, rectangle[0], rectangle[1], {matte}, at);
+        }
+    };
+    if (record.result == 0) { record.is_wide ? each(u16{}) : each(u8{}); }
+    return record.result;
 }
 
-int load_cut(const char*, void* rgb, int pitch, void* alpha, int alpha_pitch, int x0, int y0, int x1, int y1,
+int load_cut(const char*, void* pixels, int pitch, void* mattes, int matte_pitch, int x0, int y0, int x1, int y1,
              int file_x, int file_y) {
-    record = {record.calls + 1, rgb, pitch, alpha, {x0, y0, x1, y1}, {file_x, file_y}, inq_buffer_type_trellis()};
-    if (slot_result == 0) {
-        const auto store = [](int first) {
-            return [first](auto& to, int x, int y, int c) {
-                to = static_cast<std::remove_reference_t<decltype(to)>>(sample(x, y, first + c, slot_is_wide));
-            };
-        };
-        each_of_slot(rgb, pitch, channels, store(0));
-        if (alpha != nullptr) { each_of_slot(alpha, alpha_pitch, 1, store(3)); }
-    }
-    return slot_result;
+    EXPECT_EQ(inq_buffer_type_trellis(), record.is_wide ? 1 : 0) << "the slot finds its own depth";
+    return called(pixels, pitch, mattes, matte_pitch, {x0, y0, x1, y1}, {file_x, file_y},
+                  []<class Sample>(Sample& to, int x, int y, Channel channel) {
+                      to = static_cast<Sample>(sample(x, y, channel, record.is_wide));
+                  });
 }
 
-int load_pic(const char* name, void* rgb, int pitch, int x0, int y0, int x1, int y1, int file_x, int file_y) {
-    return load_cut(name, rgb, pitch, nullptr, 0, x0, y0, x1, y1, file_x, file_y);
+int load_pic(const char* name, void* pixels, int pitch, int x0, int y0, int x1, int y1, int file_x, int file_y) {
+    return load_cut(name, pixels, pitch, nullptr, 0, x0, y0, x1, y1, file_x, file_y);
 }
 
-int save_cut(const char*, void* rgb, int pitch, void* alpha, int alpha_pitch, int x0, int y0, int x1, int y1,
+int save_cut(const char*, void* pixels, int pitch, void* mattes, int matte_pitch, int x0, int y0, int x1, int y1,
              int compress) {
-    record = {record.calls + 1, rgb, pitch, alpha, {x0, y0, x1, y1}, {compress}, 0};
-    saved.clear();
-    const auto take = [](const auto& from, int, int, int) { saved.push_back(from); };
-    each_of_slot(rgb, pitch, channels, take);
-    if (alpha != nullptr) { each_of_slot(alpha, alpha_pitch, 1, take); }
-    return slot_result;
+    return called(pixels, pitch, mattes, matte_pitch, {x0, y0, x1, y1}, {compress},
+                  [](int seen, int x, int y, Channel channel) {
+                      const bool host_is_wide = record.is_wide != (record.mode != 0);
+                      record.saw_something_else |= seen != converted(record.mode, sample(x, y, channel, host_is_wide));
+                  });
 }
 
-int save_pic(const char* name, void* rgb, int pitch, int x0, int y0, int x1, int y1, int compress) {
-    return save_cut(name, rgb, pitch, nullptr, 0, x0, y0, x1, y1, compress);
+int save_pic(const char* name, void* pixels, int pitch, int x0, int y0, int x1, int y1, int compress) {
+    return save_cut(name, pixels, pitch, nullptr, 0, x0, y0, x1, y1, compress);
 }
 
 int size_100_50(const char*, unsigned int* width, unsigned int* height) {
     *width = 100;
     *height = 50;
-    return slot_result;
+    return record.result;
 }
 
 template <class Slot>
@@ -108,10 +130,10 @@ struct Information {
     float real[4] = {};
     trellis_default_outline outline = {};
 
-    int load(int mode, int kind, trellis_slot_fn fn, void* cutout, const char* name = "a") {
-        return load_cut_fn_convert_trellis(mode, kind, fn, name, &width, &height, &int_3, &int_4, &real[0], &real[1],
+    int load(int mode, int kind, trellis_slot_fn fn, void* pixels) {
+        return load_cut_fn_convert_trellis(mode, kind, fn, "a", &width, &height, &int_3, &int_4, &real[0], &real[1],
                                            &real[2], &real[3], &int_5, &int_6, &outline_size, &outline, &data_size,
-                                           cutout, &int_7);
+                                           pixels, &int_7);
     }
     int size(int mode, int kind, trellis_slot_fn fn) {
         return size_cut_fn_convert_trellis(mode, kind, fn, "a", &width, &height, &int_3, &int_4, &real[0], &real[1],
@@ -125,183 +147,148 @@ struct Information {
     }
 };
 
-constexpr int x0 = 2, y0 = 1, x1 = 5, y1 = 3;  // 4 × 3 pixels
+/// The buffers and the rectangle that a host gives a wrapper.
+struct Host {
+    void* pixels;
+    int pitch;
+    void* mattes;
+    int matte_pitch;
+    int x0, y0, x1, y1;
+};
+
+using Call = std::function<int(int mode, const Host& host)>;
+
+// Calls of wrappers that take one buffer, or two, or a slot of one of several kinds.
+
+template <class Function, class Slot, class... Last>
+Call one(Function function, Slot slot, Last... last) {
+    return [=](int mode, const Host& h) {
+        return function(mode, slot, "a", h.pixels, h.pitch, h.x0, h.y0, h.x1, h.y1, last...);
+    };
+}
+
+template <class Function, class Slot, class... Last>
+Call two(Function function, Slot slot, Last... last) {
+    return [=](int mode, const Host& h) {
+        return function(mode, slot, "a", h.pixels, h.pitch, h.mattes, h.matte_pitch, h.x0, h.y0, h.x1, h.y1, last...);
+    };
+}
+
+Call load_mask(int kind, trellis_slot_fn slot) {
+    return one([=](int mode, auto... rest) { return load_mask_fn_convert_trellis(mode, kind, rest...); }, slot, -7, -8);
+}
+
+Call save_mask(int kind, trellis_slot_fn slot) {
+    return one([=](int mode, auto... rest) { return save_mask_fn_convert_trellis(mode, kind, rest...); }, slot, 9);
+}
+
+Call load_cutout(int kind, trellis_slot_fn slot) {
+    return [=](int mode, const Host& h) {
+        Information info;
+        const int code = info.load(mode, kind, slot, h.pixels);
+        if (code == 0) {
+            info.expect_defaults(record.is_wide ? 96 : 48);
+            EXPECT_EQ(info.outline.points[2].x, 3.0F);
+        }
+        return code;
+    };
+}
+
+Call save_cutout(int kind, trellis_slot_fn slot, int width = 4) {
+    return [=](int mode, const Host& h) {
+        return save_cut_fn_convert_trellis(mode, kind, slot, "a", width, 3, 0, 0, 0, 0, 0, nullptr, 0, h.pixels, 0, 0,
+                                           0, 0, 0);
+    };
+}
+
+enum Packing { anywhere, packed_in_mode_0, packed };
+
+const struct Wrapper {
+    Packing packing;   // of the host's pixels
+    Shape host, slot;  // the pixels, and what they show of each other
+    bool slot_mattes;  // they are the host's mattes unless its pixels show them
+    List last;         // what the slot gets as file_x and file_y, or as compress
+    Call call;
+    bool is_load() const { return last.size() == 2; }
+} wrappers[] = {
+    {anywhere, colour, colour, false, {-7, -8}, one(load_pic_fn_convert_trellis, load_pic, -7, -8)},
+    {anywhere, colour, colour, true, {-7, -8}, two(load_rgba_fn_convert_trellis, load_cut, -7, -8)},
+    {anywhere, cutout, cutout, false, {-7, -8}, one(load_rgba_inone_fn_convert_trellis, load_pic, -7, -8)},
+    {packed_in_mode_0, {grey}, colour, false, {-7, -8}, load_mask(1, any(load_pic))},
+    {packed_in_mode_0, {matte}, colour, true, {-7, -8}, load_mask(2, any(load_cut))},
+    {anywhere, {blue}, {blue}, false, {-7, -8}, load_mask(3, any(load_pic))},
+    {packed, {opaque, blue, green, red}, colour, false, {0, 0}, load_cutout(1, any(load_pic))},
+    {packed, cutout, colour, true, {0, 0}, load_cutout(2, any(load_cut))},
+    {anywhere, colour, colour, false, {9}, one(save_pic_fn_convert_trellis, save_pic, 9)},
+    {anywhere, colour, colour, true, {9}, two(save_rgba_fn_convert_trellis, save_cut, 9)},
+    {anywhere, cutout, cutout, false, {9}, one(save_rgba_inone_fn_convert_trellis, save_pic, 9)},
+    {packed_in_mode_0, {blue}, {spare, blue, blue, blue}, false, {1}, save_mask(1, any(save_pic))},
+    {packed_in_mode_0, {matte}, {spare, black, black, black}, true, {1}, save_mask(2, any(save_cut))},
+    {anywhere, {blue}, {blue}, false, {9}, save_mask(3, any(save_pic))},
+    {packed, cutout, colour, false, {1}, save_cutout(1, any(save_pic))},
+    {packed, cutout, colour, true, {0}, save_cutout(2, any(save_cut))},
+};
 
 class Wrappers : public testing::Test {
   protected:
-    void SetUp() override {
-        record = {};
-        slot_result = 0;
-    }
+    void SetUp() override { record = {}; }
     void TearDown() override { set_buffer_type_trellis(0); }
-
-    /// Calls `body` with a mode and the host's depth, as the type of its samples; the buffer type
-    /// setting is the host's.
-    template <class Body>
-    static void every_mode(bool is_load, Body body) {
-        for (const auto& [mode, wide] : {std::pair{0, false}, {0, true}, {1, is_load}, {2, !is_load}}) {
-            SCOPED_TRACE("mode " + std::to_string(mode));
-            slot_is_wide = wide != (mode != 0);
-            channels = slot_is_wide ? 3 : 4;
-            record = {};
-            set_buffer_type_trellis(wide ? 1 : 0);
-            wide ? body(mode, u16{}) : body(mode, u8{});
-            EXPECT_EQ(inq_buffer_type_trellis(), wide ? 1 : 0);
-        }
-    }
-
-    /// A host's buffer whose rectangle holds the picture's samples, `first` being that of channel
-    /// 0.
-    template <class Sample>
-    static Guarded<Sample> filled(int size, int first_channel, int mode_of_values, bool wide_values) {
-        Guarded<Sample> buffer(8, 5, size);
-        for (int y = y0; y <= y1; ++y) {
-            for (int x = x0; x <= x1; ++x) {
-                for (int c = size == 1 ? 0 : size - 3, n = first_channel; c < size; ++c, ++n) {
-                    buffer.at(x, y, c) =
-                        static_cast<Sample>(converted(mode_of_values, sample(x - x0, y - y0, n, wide_values)));
-                }
-            }
-        }
-        return buffer;
-    }
 };
 
-TEST_F(Wrappers, LoadsOfColourAndMatte) {
-    every_mode(true, [](int mode, auto type) {
-        using Sample = decltype(type);
-        const int size = sizeof(Sample) == 2 ? 3 : 4;
-        Guarded<Sample> rgb(8, 5, size);
-        Guarded<Sample> alpha(8, 5, 1);
-        for (const bool with_matte : {false, true}) {
-            const int code =
-                with_matte
-                    ? load_rgba_fn_convert_trellis(mode, load_cut, "a", rgb.data(), rgb.pitch(), alpha.data(),
-                                                   alpha.pitch(), x0, y0, x1, y1, -7, -8)
-                    : load_pic_fn_convert_trellis(mode, load_pic, "a", rgb.data(), rgb.pitch(), x0, y0, x1, y1, -7, -8);
-            EXPECT_EQ(code, 0);
-            EXPECT_EQ(record.rgb == rgb.data(), mode == 0);
-            EXPECT_EQ(record.pitch, mode == 0 ? rgb.pitch() : 4);
-            EXPECT_EQ(record.rectangle, mode == 0 ? (std::vector{x0, y0, x1, y1}) : (std::vector{0, 0, 3, 2}));
-            EXPECT_EQ(record.last, (std::vector{-7, -8}));
-            EXPECT_EQ(record.buffer_type, slot_is_wide ? 1 : 0) << "the slot finds its own depth";
-            EXPECT_EQ(rgb, filled<Sample>(size, 0, mode, slot_is_wide));
-        }
-        EXPECT_EQ(alpha, filled<Sample>(1, 3, mode, slot_is_wide));
-        load_rgba_fn_convert_trellis(mode, load_cut, "a", rgb.data(), rgb.pitch(), nullptr, 77, x0, y0, x1, y1, 0, 0);
-        EXPECT_EQ(record.alpha, nullptr) << "no matte stays no matte";
-    });
+/// Gives a wrapper a host's buffers of one depth. Samples that a load fills or a save reads are as
+/// the picture has them, and no call may change any other.
+template <class Sample>
+void check(const Wrapper& wrapper, int mode) {
+    constexpr bool wide = sizeof(Sample) == 2;
+    SCOPED_TRACE(std::to_string(&wrapper - wrappers) + (wide ? ", 16-bit, mode " : ", 8-bit, mode ") +
+                 std::to_string(mode));
+    record = {mode, wide != (mode != 0)};
+    record.shape = at_depth(wrapper.slot, record.is_wide);
+    const Shape shape = at_depth(wrapper.host, wide);
+    const bool is_packed = wrapper.packing == packed || (wrapper.packing == packed_in_mode_0 && mode == 0);
+    const int x0 = is_packed ? 0 : 2;
+    const int y0 = is_packed ? 0 : 1;
+    const bool is_load = wrapper.is_load();
+    const auto buffer = [&](const Shape& channels, bool filled) {
+        Guarded<Sample> samples(x0 + 4, y0 + 3, static_cast<int>(channels.size()), is_packed ? 0 : 3);
+        const auto fill = [&](Sample& to, int x, int y, Channel c) {
+            const int value = is_load ? converted(mode, sample(x, y, c, record.is_wide)) : sample(x, y, c, wide);
+            to = static_cast<Sample>(value);
+        };
+        if (filled) { each_sample(samples.data(), samples.pitch(), x0, y0, channels, fill); }
+        return samples;
+    };
+    auto pixels = buffer(shape, !is_load);
+    auto mattes = buffer({matte}, !is_load);
+
+    set_buffer_type_trellis(wide ? 1 : 0);
+    const Host host = {pixels.data(), pixels.pitch(), mattes.data(), mattes.pitch(), x0, y0, x0 + 3, y0 + 2};
+    EXPECT_EQ(wrapper.call(mode, host), 0);
+    EXPECT_EQ(inq_buffer_type_trellis(), wide ? 1 : 0);
+
+    EXPECT_EQ(record.calls, 1);
+    EXPECT_EQ(record.pitch, mode == 0 ? host.pitch : 4);
+    EXPECT_EQ(record.rectangle, mode == 0 ? (List{x0, y0, host.x1, host.y1}) : (List{0, 0, 3, 2}));
+    EXPECT_EQ(record.mattes != nullptr, wrapper.slot_mattes);
+    EXPECT_EQ(record.last, wrapper.last);
+    EXPECT_FALSE(record.saw_something_else);
+    if (wrapper.packing == anywhere) { EXPECT_EQ(record.pixels == host.pixels, mode == 0); }
+    const bool mattes_apart = wrapper.slot_mattes && std::ranges::count(shape, matte) == 0;
+    EXPECT_EQ(pixels, buffer(shape, true));
+    EXPECT_EQ(mattes, buffer({matte}, !is_load || mattes_apart));
 }
 
-TEST_F(Wrappers, SavesOfColourAndMatte) {
-    every_mode(false, [](int mode, auto type) {
-        using Sample = decltype(type);
-        const bool wide = sizeof(Sample) == 2;
-        auto rgb = filled<Sample>(wide ? 3 : 4, 0, 0, wide);
-        auto alpha = filled<Sample>(1, 3, 0, wide);
-        const auto rgb_before = rgb;
-        const auto alpha_before = alpha;
-        EXPECT_EQ(save_rgba_fn_convert_trellis(mode, save_cut, "a", rgb.data(), rgb.pitch(), alpha.data(),
-                                               alpha.pitch(), x0, y0, x1, y1, 9),
-                  0);
-        std::vector<int> expected;
-        for (const int first : {0, 3}) {
-            for (int i = 0; i < 12 * (first == 0 ? 3 : 1); ++i) {
-                const int pixel = first == 0 ? i / 3 : i;
-                expected.push_back(converted(mode, sample(pixel % 4, pixel / 4, first == 0 ? i % 3 : 3, wide)));
-            }
-        }
-        EXPECT_EQ(saved, expected);
-        EXPECT_EQ(record.last, std::vector{9});
-        EXPECT_EQ(save_pic_fn_convert_trellis(mode, save_pic, "a", rgb.data(), rgb.pitch(), x0, y0, x1, y1, 0), 0);
-        expected.resize(36);
-        EXPECT_EQ(saved, expected);
-        EXPECT_EQ(rgb, rgb_before);
-        EXPECT_EQ(alpha, alpha_before);
-    });
-}
-
-// RGBA in one buffer: four samples a pixel on both sides, at either depth.
-TEST_F(Wrappers, RgbaInOne) {
-    slot_is_wide = true;
-    channels = 4;
-    u8 rgba[48] = {};
-    EXPECT_EQ(load_rgba_inone_fn_convert_trellis(2, load_pic, "a", rgba, 4, 0, 0, 3, 2, 0, 0), 0);
-    EXPECT_EQ(save_rgba_inone_fn_convert_trellis(1, save_pic, "a", rgba, 4, 0, 0, 3, 2, 0), 0);
-    for (int i = 0; i < 48; ++i) {
-        EXPECT_EQ(rgba[i], sample(i / 4 % 4, i / 16, i % 4, false));
-        EXPECT_EQ(saved[static_cast<std::size_t>(i)], converted(1, rgba[i]));
+TEST_F(Wrappers, BetweenShapesAndDepths) {
+    for (const Wrapper& wrapper : wrappers) {
+        check<u8>(wrapper, 0);
+        check<u16>(wrapper, 0);
+        check<u8>(wrapper, wrapper.is_load() ? 2 : 1);
+        check<u16>(wrapper, wrapper.is_load() ? 1 : 2);
     }
-}
-
-TEST_F(Wrappers, MasksFromAndToEverySlot) {
-    for (const int kind : {1, 2, 3}) {
-        SCOPED_TRACE("kind " + std::to_string(kind));
-        every_mode(true, [kind](int mode, auto type) {
-            channels = kind == 3 ? 1 : channels;
-            decltype(type) mask[12] = {};
-            EXPECT_EQ(load_mask_fn_convert_trellis(mode, kind, kind == 2 ? any(load_cut) : any(load_pic), "a", mask, 4,
-                                                   0, 0, 3, 2, -1, -2),
-                      0);
-            EXPECT_EQ(record.last, (std::vector{-1, -2}));
-            for (int i = 0; i < 12; ++i) {
-                const auto value = [i](int c) { return sample(i % 4, i / 4, c, slot_is_wide); };
-                const int grey = static_cast<int>(0.11 * value(0) + 0.59 * value(1) + 0.3 * value(2));
-                EXPECT_EQ(mask[i], converted(mode, kind == 1 ? grey : value(kind == 2 ? 3 : 0)));
-            }
-        });
-        every_mode(false, [kind](int mode, auto type) {
-            channels = kind == 3 ? 1 : channels;
-            decltype(type) mask[12] = {0, 200};
-            EXPECT_EQ(save_mask_fn_convert_trellis(mode, kind, kind == 2 ? any(save_cut) : any(save_pic), "a", mask, 4,
-                                                   0, 0, 3, 2, 0),
-                      0);
-            const int second = converted(mode, 200);
-            std::vector<int> expected(kind == 3 ? 12 : kind == 1 ? 36 : 48);
-            for (const int i : kind == 3 ? std::vector{1} : kind == 1 ? std::vector{3, 4, 5} : std::vector{37}) {
-                expected[static_cast<std::size_t>(i)] = second;
-            }
-            EXPECT_EQ(saved, expected);
-            EXPECT_EQ(record.last, std::vector{kind == 3 ? 0 : 1}) << "kinds 1 and 2: compressed";
-            EXPECT_EQ(mask[1], 200);
-        });
-    }
-}
-
-TEST_F(Wrappers, CutoutsFromAndToPictures) {
-    for (const int kind : {1, 2}) {
-        SCOPED_TRACE("kind " + std::to_string(kind));
-        every_mode(true, [kind](int mode, auto type) {
-            decltype(type) cutout[48] = {};
-            Information info;
-            EXPECT_EQ(info.load(mode, kind, kind == 1 ? any(load_pic) : any(load_cut), cutout), 0);
-            const int opaque = slot_is_wide ? 16383 : 255;
-            for (int i = 0; i < 48; ++i) {
-                const int x = i / 4 % 4;
-                const int value = i % 4 != 0  ? sample(x, i / 16, i % 4 - 1, slot_is_wide)
-                                  : kind == 1 ? opaque
-                                              : sample(x, i / 16, 3, slot_is_wide);
-                EXPECT_EQ(cutout[i], converted(mode, value)) << i;
-            }
-            info.expect_defaults(slot_is_wide ? 96 : 48);
-            EXPECT_EQ(info.outline.points[2].x, 3.0F);
-        });
-        every_mode(false, [kind](int mode, auto type) {
-            decltype(type) cutout[48];
-            std::vector<int> expected;
-            for (int i = 0; i < 48; ++i) {
-                cutout[i] = static_cast<decltype(type)>(i * 5);
-                if (i % 4 != 0) { expected.push_back(converted(mode, i * 5)); }
-            }
-            for (int i = 0; i < 48 && kind == 2; i += 4) { expected.push_back(converted(mode, i * 5)); }
-            EXPECT_EQ(save_cut_fn_convert_trellis(mode, kind, kind == 1 ? any(save_pic) : any(save_cut), "a", 4, 3, 0,
-                                                  0, 0, 0, 0, nullptr, 0, cutout, 0, 0, 0, 0, 0),
-                      0);
-            EXPECT_EQ(saved, expected);
-            EXPECT_EQ(record.last, std::vector{kind == 1 ? 1 : 0}) << "compress";
-            for (int i = 0; i < 48; ++i) { EXPECT_EQ(cutout[i], i * 5) << "the host's buffer stays as it is"; }
-        });
-    }
+    u16 pixels[36];
+    record = {1, false, colour};
+    EXPECT_EQ(load_rgba_fn_convert_trellis(1, load_cut, "a", pixels, 4, nullptr, 77, 0, 0, 3, 2, 0, 0), 0);
+    EXPECT_EQ(record.mattes, nullptr) << "no matte stays no matte";
 }
 
 // A native slot gets everything as it is, the floats in the places of floats; int_5 becomes 0.
@@ -316,9 +303,9 @@ TEST_F(Wrappers, NativeCutoutSlots) {
         got.insert(got.end(), {a, b, c, d});
         return 17;
     };
-    u8 cutout[48] = {};
-    EXPECT_EQ(save_cut_fn_convert_trellis(0, 0, any(native), "a", 4, 3, 13, 14, 15, 16, 17, cutout, 18, cutout, 19,
-                                          1.5F, 2.5F, 3.5F, 4.5F),
+    u8 bytes[48] = {};
+    EXPECT_EQ(save_cut_fn_convert_trellis(0, 0, any(native), "a", 4, 3, 13, 14, 15, 16, 17, bytes, 18, bytes, 19, 1.5F,
+                                          2.5F, 3.5F, 4.5F),
               17);
     EXPECT_EQ(got, (std::vector<double>{4, 3, 13, 14, 0, 16, 17, 18, 19, 1.5, 2.5, 3.5, 4.5}));
 
@@ -367,90 +354,36 @@ TEST_F(Wrappers, Sizes) {
 
 TEST_F(Wrappers, RefusalsAndFailures) {
     u16 buffer[256] = {};
-    Information info;
-    slot_is_wide = false;
-    channels = 4;
-    const auto load_pic_in = [&](int mode, int x, int right) {
-        return load_pic_fn_convert_trellis(mode, load_pic, "a", buffer, 4, x, x, right, right, 0, 0);
-    };
-    const auto all = [&](int mode, int cut_kind, int mask_kind) {
-        return std::vector{
-            load_pic_in(mode, 0, 3),
-            save_pic_fn_convert_trellis(mode, save_pic, "a", buffer, 4, 0, 0, 3, 2, 0),
-            load_rgba_fn_convert_trellis(mode, load_cut, "a", buffer, 4, buffer, 4, 0, 0, 3, 2, 0, 0),
-            save_rgba_fn_convert_trellis(mode, save_cut, "a", buffer, 4, buffer, 4, 0, 0, 3, 2, 0),
-            load_rgba_inone_fn_convert_trellis(mode, load_pic, "a", buffer, 4, 0, 0, 3, 2, 0, 0),
-            save_rgba_inone_fn_convert_trellis(mode, save_pic, "a", buffer, 4, 0, 0, 3, 2, 0),
-            info.load(mode, cut_kind, any(load_pic), buffer),
-            save_cut_fn_convert_trellis(mode, cut_kind, any(save_pic), "a", 4, 3, 0, 0, 0, 0, 0, nullptr, 0, buffer, 0,
-                                        0, 0, 0, 0),
-            load_mask_fn_convert_trellis(mode, mask_kind, any(load_pic), "a", buffer, 4, 0, 0, 3, 2, 0, 0),
-            save_mask_fn_convert_trellis(mode, mask_kind, any(save_pic), "a", buffer, 4, 0, 0, 3, 2, 0)};
-    };
-    EXPECT_EQ(all(-1, 1, 1), std::vector(10, 14));
-    EXPECT_EQ(all(3, 1, 1), std::vector(10, 14));
-    EXPECT_EQ(record.calls, 0);
+    const Host host = {buffer, 4, buffer + 128, 4, 0, 0, 3, 2};
+    for (const Wrapper& wrapper : wrappers) {
+        SCOPED_TRACE(&wrapper - wrappers);
+        record = {1, !wrapper.is_load()};
+        record.shape = at_depth(wrapper.slot, record.is_wide);
+        EXPECT_EQ(wrapper.call(-1, host), 14);
+        EXPECT_EQ(wrapper.call(3, host), 14);
+        EXPECT_EQ(record.calls, 0);
+        // Without memory the slot is not called.
+        const List codes = support::codes_without_memory([&] { return wrapper.call(1, host); });
+        EXPECT_GT(codes.size(), 1U);
+        EXPECT_EQ(List(codes.rbegin() + 1, codes.rend()), List(codes.size() - 1, 3));
+        EXPECT_EQ(record.calls, 1);
+        record.result = 42;
+        EXPECT_EQ(wrapper.call(1, host), 42);
+    }
+    for (const Call& call : {load_cutout(3, any(load_pic)), save_cutout(3, any(save_pic)), load_mask(0, any(load_pic)),
+                             save_mask(0, any(save_pic))}) {
+        EXPECT_EQ(call(0, host), 14) << "a kind that is not served";
+    }
     EXPECT_EQ(load_pic_fn_convert_trellis(0, nullptr, "a", buffer, 4, 0, 0, 3, 2, 0, 0), 14) << "an empty slot";
-    const std::vector kinds = all(0, 3, 0);
-    EXPECT_EQ(std::vector(kinds.begin() + 6, kinds.end()), std::vector(4, 14));
+    EXPECT_EQ(load_pic_fn_convert_trellis(1, load_pic, "a", buffer, 4, INT_MIN, INT_MIN, INT_MAX, INT_MAX, 0, 0), 3);
 
-    // No memory, or no way to ask for so much: the slot is not called.
-    record = {};
-    EXPECT_EQ(support::codes_without_memory([&] {
-                  return load_rgba_fn_convert_trellis(1, load_cut, "a", buffer, 4, buffer + 128, 4, 0, 0, 3, 2, 0, 0);
-              }),
-              (std::vector{3, 3, 0}));
-    EXPECT_EQ(record.calls, 1);
-    EXPECT_EQ(load_pic_in(1, INT_MIN, INT_MAX), 3);
-
-    // The slot's own answer comes back, also where there are no pixels.
-    slot_result = 42;
-    EXPECT_EQ(load_pic_in(1, 0, 2), 42);
-    EXPECT_EQ(load_pic_in(1, 5, 4), 42);
-    info.width = 0;
-    EXPECT_EQ(info.load(2, 1, any(load_pic), buffer), 42);
-    EXPECT_EQ(
-        save_cut_fn_convert_trellis(1, 2, any(save_cut), "a", -3, 4, 0, 0, 0, 0, 0, nullptr, 0, buffer, 0, 0, 0, 0, 0),
-        42);
-    EXPECT_EQ(record.calls, 5);
-}
-
-// The real thing: 16-bit buffers out to a Pixar file, and back into every 8-bit shape.
-TEST_F(Wrappers, APixarCutoutBetweenDepthsAndShapes) {
-    const support::TempDir dir;
-    const std::string path = dir.path("a.pic");
-    const char* name = path.c_str();
-    pic_format pixar{};
-    init_pixar_pic_(&pixar);
-    u16 colour[18], matte[6], wide[18] = {}, wide_matte[6] = {};
-    u8 cutout[24] = {}, rgba[24] = {}, mask[6] = {}, grey[6] = {};
-    for (int i = 0; i < 18; ++i) {
-        colour[i] = static_cast<u16>(i * 900 + 63);
-        matte[i / 3] = static_cast<u16>(i / 3 * 3000);
-    }
-    set_buffer_type_trellis(1);
-    EXPECT_EQ(save_rgba_fn_convert_trellis(2, pixar.save_cut_fn, name, colour, 2, matte, 2, 0, 0, 1, 2, 1), 0);
-    EXPECT_EQ(load_rgba_fn_convert_trellis(1, pixar.load_cut_fn, name, wide, 2, wide_matte, 2, 0, 0, 1, 2, 0, 0), 0);
-    set_buffer_type_trellis(0);
+    // The slot's own answer comes back also where there are no pixels.
+    record = {.result = 42};
+    EXPECT_EQ(load_pic_fn_convert_trellis(1, load_pic, "a", buffer, 4, 5, 5, 4, 4, 0, 0), 42);
+    EXPECT_EQ(save_cutout(2, any(save_cut), -3)(1, host), 42);
     Information info;
-    info.width = 2;
-    EXPECT_EQ(info.load(0, 2, any(pixar.load_cut_fn), cutout, name), 0);
-    EXPECT_EQ(load_rgba_inone_fn_convert_trellis(0, pixar.load_pic_fn, name, rgba, 2, 0, 0, 1, 2, 0, 0), 0);
-    EXPECT_EQ(load_mask_fn_convert_trellis(0, 2, any(pixar.load_cut_fn), name, mask, 2, 0, 0, 1, 2, 0, 0), 0);
-    EXPECT_EQ(load_mask_fn_convert_trellis(0, 1, any(pixar.load_pic_fn), name, grey, 2, 0, 0, 1, 2, 0, 0), 0);
-    for (int i = 0; i < 6; ++i) {
-        EXPECT_EQ(cutout[4 * i], matte[i] >> 6);
-        EXPECT_EQ(mask[i], matte[i] >> 6);
-        EXPECT_EQ(wide_matte[i], converted(1, matte[i] >> 6));
-        for (int c = 0; c < 3; ++c) {
-            const int narrow = (colour[3 * i + c] >> 6) & 0xFF;
-            EXPECT_EQ(cutout[4 * i + 1 + c], narrow);
-            EXPECT_EQ(rgba[4 * i + 1 + c], narrow);
-            EXPECT_EQ(wide[3 * i + c], converted(1, narrow));
-        }
-        const u8* pixel = cutout + 4 * i;
-        EXPECT_EQ(grey[i], static_cast<int>(0.11 * pixel[1] + 0.59 * pixel[2] + 0.3 * pixel[3]));
-    }
+    info.width = 0;
+    EXPECT_EQ(info.load(1, 1, any(load_pic), buffer), 42);
 }
 
 }  // namespace
