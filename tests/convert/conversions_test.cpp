@@ -93,7 +93,8 @@ void every_width(Body body) {
     ASSERT_TRUE(use_avx2()) << "this machine cannot run the vector kernels";
     for (const bool vectors : {true, false}) {
         allow_vector_kernels(vectors);
-        for (int width = 0; width <= 67; ++width) {
+        for (int i = 0; i <= 68; ++i) {
+            const int width = i == 68 ? 1100 : i;  // more than two of the blocks that cutouts are split in
             SCOPED_TRACE(std::to_string(width) + (vectors ? " with vectors" : " plain"));
             body(width);
         }
@@ -134,9 +135,6 @@ TEST(Conversions, BetweenDepths) {
     copy_and_convert_cut_buffer_trellis(-3, 4, 1, from, 4, 0, 0, 0, untouched.data(), 4, 0, 0);
     copy_and_convert_cut_buffer_trellis(4, -3, 1, from, 4, 0, 0, 0, untouched.data(), 4, 0, 0);
     EXPECT_EQ(untouched.written(), 0) << "equal types and empty blocks";
-    EXPECT_EQ(convert::widened(255), 16383);
-    EXPECT_EQ(convert::widened(1), 64);
-    EXPECT_EQ(convert::narrowed(16384), 0) << "samples above full scale wrap";
 }
 
 template <class Sample>
@@ -237,9 +235,9 @@ TEST(Conversions, TheFastGreyIsTheExactOne) {
 }
 
 TEST(Conversions, BetweenConventionsForEveryMatteAndColour) {
-    every_width([](int narrow) {
+    every_width([](int wanted) {
         // A row for each matte; the colours of the widest rows are 0 to 255, 1 to 0 and 2 to 1.
-        const int width = narrow == 67 ? 256 : narrow;
+        const int width = wanted == 1100 ? 256 : wanted;
         Buffers<u8> all(width, 256);
         for (int i = 0; i < width * 256; ++i) {
             u8* cutout = all.pixel(i % width, i / width).cutout;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <functional>
 
@@ -58,6 +59,7 @@ void each_sample(Sample* pixels, int pitch, int x0, int y0, const Shape& shape, 
 
 // How slots are to behave, and how the last call came to one.
 struct Record {
+    bool is_load = false;
     int mode = 0;          // of the wrapper
     bool is_wide = false;  // the depth of the slot's buffers
     Shape shape = {};      // of their pixels
@@ -69,17 +71,28 @@ struct Record {
     const void* mattes = nullptr;
     List rectangle = {};
     List last = {};                   // file_x and file_y, or compress
-    bool saw_something_else = false;  // than the host's picture
+    bool saw_something_else = false;  // than the picture
 } record;
 
-template <class At>
-int called(void* pixels, int pitch, void* mattes, int matte_pitch, const List& rectangle, const List& last, At at) {
-    record = {record.mode, record.is_wide, record.shape, record.result, record.calls + 1,
-              pixels,      pitch,          mattes,       rectangle,     last};
+// The picture as one side has it: it begins in the slot of a load, or at the host of a save.
+int shown(bool in_slot, int x, int y, Channel channel) {
+    const bool begins_wide = record.is_wide != (!record.is_load && record.mode != 0);
+    const int value = sample(x, y, channel, begins_wide);
+    return in_slot == record.is_load ? value : converted(record.mode, value);
+}
+
+int slot(void* pixels, int pitch, void* mattes, int matte_pitch, const List& rectangle, const List& last) {
+    record = {record.is_load, record.mode, record.is_wide, record.shape, record.result, record.calls + 1,
+              pixels,         pitch,       mattes,         rectangle,    last};
+    const auto load_or_look = []<class Sample>(Sample& at, int x, int y, Channel channel) {
+        const auto value = static_cast<Sample>(shown(true, x, y, channel));
+        if (record.is_load) { at = value; }
+        record.saw_something_else |= at != value;
+    };
     const auto each = [&]<class Sample>(Sample) {
-        each_sample(static_cast<Sample*>(pixels), pitch, rectangle[0], rectangle[1], record.shape, at);
+        each_sample(static_cast<Sample*>(pixels), pitch, rectangle[0], rectangle[1], record.shape, load_or_look);
         if (mattes != nullptr) {
-            each_sample(static_cast<Sample*>(mattes), matte_pitch, rectangle[0], rectangle[1], {matte}, at);
+            each_sample(static_cast<Sample*>(mattes), matte_pitch, rectangle[0], rectangle[1], {matte}, load_or_look);
         }
     };
     if (record.result == 0) { record.is_wide ? each(u16{}) : each(u8{}); }
@@ -89,10 +102,7 @@ int called(void* pixels, int pitch, void* mattes, int matte_pitch, const List& r
 int load_cut(const char*, void* pixels, int pitch, void* mattes, int matte_pitch, int x0, int y0, int x1, int y1,
              int file_x, int file_y) {
     EXPECT_EQ(inq_buffer_type_trellis(), record.is_wide ? 1 : 0) << "the slot finds its own depth";
-    return called(pixels, pitch, mattes, matte_pitch, {x0, y0, x1, y1}, {file_x, file_y},
-                  []<class Sample>(Sample& to, int x, int y, Channel channel) {
-                      to = static_cast<Sample>(sample(x, y, channel, record.is_wide));
-                  });
+    return slot(pixels, pitch, mattes, matte_pitch, {x0, y0, x1, y1}, {file_x, file_y});
 }
 
 int load_pic(const char* name, void* pixels, int pitch, int x0, int y0, int x1, int y1, int file_x, int file_y) {
@@ -101,11 +111,7 @@ int load_pic(const char* name, void* pixels, int pitch, int x0, int y0, int x1, 
 
 int save_cut(const char*, void* pixels, int pitch, void* mattes, int matte_pitch, int x0, int y0, int x1, int y1,
              int compress) {
-    return called(pixels, pitch, mattes, matte_pitch, {x0, y0, x1, y1}, {compress},
-                  [](int seen, int x, int y, Channel channel) {
-                      const bool host_is_wide = record.is_wide != (record.mode != 0);
-                      record.saw_something_else |= seen != converted(record.mode, sample(x, y, channel, host_is_wide));
-                  });
+    return slot(pixels, pitch, mattes, matte_pitch, {x0, y0, x1, y1}, {compress});
 }
 
 int save_pic(const char* name, void* pixels, int pitch, int x0, int y0, int x1, int y1, int compress) {
@@ -119,15 +125,15 @@ int size_100_50(const char*, unsigned int* width, unsigned int* height) {
 }
 
 template <class Slot>
-trellis_slot_fn any(Slot slot) {
-    return reinterpret_cast<trellis_slot_fn>(slot);
+trellis_slot_fn any(Slot fn) {
+    return reinterpret_cast<trellis_slot_fn>(fn);
 }
 
 /// A cutout-information block as a host keeps it.
 struct Information {
     unsigned int width = 4, height = 3, int_3 = 91, int_4 = 92, int_5 = 95, int_6 = 96;
     unsigned int outline_size = 97, data_size = 98, int_7 = 99;
-    float real[4] = {};
+    std::array<float, 4> real = {};
     trellis_default_outline outline = {};
 
     int load(int mode, int kind, trellis_slot_fn fn, void* pixels) {
@@ -139,11 +145,12 @@ struct Information {
         return size_cut_fn_convert_trellis(mode, kind, fn, "a", &width, &height, &int_3, &int_4, &real[0], &real[1],
                                            &real[2], &real[3], &int_6, &outline_size, &data_size, &int_7);
     }
+    void expect(const std::vector<unsigned int>& numbers, const std::array<float, 4>& reals) const {
+        EXPECT_EQ((std::vector{int_3, int_4, int_5, int_6, outline_size, data_size, int_7}), numbers);
+        EXPECT_EQ(real, reals);
+    }
     void expect_defaults(unsigned int bytes) const {
-        EXPECT_EQ((std::vector{int_3, int_4, int_5, int_6, outline_size, data_size, int_7}),
-                  (std::vector{0U, 0U, 95U, 1U, 40U, bytes, 3U}));
-        EXPECT_EQ((std::vector{real[0], real[1], real[2], real[3]}),
-                  (std::vector{float(width - 1) / 2, float(height - 1) / 2, 0.5F, 0.5F}));
+        expect({0, 0, 95, 1, 40, bytes, 3}, {float(width - 1) / 2, float(height - 1) / 2, 0.5F, 0.5F});
     }
 };
 
@@ -161,31 +168,31 @@ using Call = std::function<int(int mode, const Host& host)>;
 // Calls of wrappers that take one buffer, or two, or a slot of one of several kinds.
 
 template <class Function, class Slot, class... Last>
-Call one(Function function, Slot slot, Last... last) {
+Call one(Function function, Slot fn, Last... last) {
     return [=](int mode, const Host& h) {
-        return function(mode, slot, "a", h.pixels, h.pitch, h.x0, h.y0, h.x1, h.y1, last...);
+        return function(mode, fn, "a", h.pixels, h.pitch, h.x0, h.y0, h.x1, h.y1, last...);
     };
 }
 
 template <class Function, class Slot, class... Last>
-Call two(Function function, Slot slot, Last... last) {
+Call two(Function function, Slot fn, Last... last) {
     return [=](int mode, const Host& h) {
-        return function(mode, slot, "a", h.pixels, h.pitch, h.mattes, h.matte_pitch, h.x0, h.y0, h.x1, h.y1, last...);
+        return function(mode, fn, "a", h.pixels, h.pitch, h.mattes, h.matte_pitch, h.x0, h.y0, h.x1, h.y1, last...);
     };
 }
 
-Call load_mask(int kind, trellis_slot_fn slot) {
-    return one([=](int mode, auto... rest) { return load_mask_fn_convert_trellis(mode, kind, rest...); }, slot, -7, -8);
+Call load_mask(int kind, trellis_slot_fn fn) {
+    return one([=](int mode, auto... rest) { return load_mask_fn_convert_trellis(mode, kind, rest...); }, fn, -7, -8);
 }
 
-Call save_mask(int kind, trellis_slot_fn slot) {
-    return one([=](int mode, auto... rest) { return save_mask_fn_convert_trellis(mode, kind, rest...); }, slot, 9);
+Call save_mask(int kind, trellis_slot_fn fn) {
+    return one([=](int mode, auto... rest) { return save_mask_fn_convert_trellis(mode, kind, rest...); }, fn, 9);
 }
 
-Call load_cutout(int kind, trellis_slot_fn slot) {
+Call load_cutout(int kind, trellis_slot_fn fn) {
     return [=](int mode, const Host& h) {
         Information info;
-        const int code = info.load(mode, kind, slot, h.pixels);
+        const int code = info.load(mode, kind, fn, h.pixels);
         if (code == 0) {
             info.expect_defaults(record.is_wide ? 96 : 48);
             EXPECT_EQ(info.outline.points[2].x, 3.0F);
@@ -194,10 +201,10 @@ Call load_cutout(int kind, trellis_slot_fn slot) {
     };
 }
 
-Call save_cutout(int kind, trellis_slot_fn slot, int width = 4) {
+Call save_cutout(int kind, trellis_slot_fn fn, int width = 4) {
     return [=](int mode, const Host& h) {
-        return save_cut_fn_convert_trellis(mode, kind, slot, "a", width, 3, 0, 0, 0, 0, 0, nullptr, 0, h.pixels, 0, 0,
-                                           0, 0, 0);
+        return save_cut_fn_convert_trellis(mode, kind, fn, "a", width, 3, 0, 0, 0, 0, 0, nullptr, 0, h.pixels, 0, 0, 0,
+                                           0, 0);
     };
 }
 
@@ -242,19 +249,15 @@ void check(const Wrapper& wrapper, int mode) {
     constexpr bool wide = sizeof(Sample) == 2;
     SCOPED_TRACE(std::to_string(&wrapper - wrappers) + (wide ? ", 16-bit, mode " : ", 8-bit, mode ") +
                  std::to_string(mode));
-    record = {mode, wide != (mode != 0)};
-    record.shape = at_depth(wrapper.slot, record.is_wide);
+    const bool is_load = wrapper.is_load();
+    record = {is_load, mode, wide != (mode != 0), at_depth(wrapper.slot, wide != (mode != 0))};
     const Shape shape = at_depth(wrapper.host, wide);
     const bool is_packed = wrapper.packing == packed || (wrapper.packing == packed_in_mode_0 && mode == 0);
     const int x0 = is_packed ? 0 : 2;
     const int y0 = is_packed ? 0 : 1;
-    const bool is_load = wrapper.is_load();
     const auto buffer = [&](const Shape& channels, bool filled) {
         Guarded<Sample> samples(x0 + 4, y0 + 3, static_cast<int>(channels.size()), is_packed ? 0 : 3);
-        const auto fill = [&](Sample& to, int x, int y, Channel c) {
-            const int value = is_load ? converted(mode, sample(x, y, c, record.is_wide)) : sample(x, y, c, wide);
-            to = static_cast<Sample>(value);
-        };
+        const auto fill = [](Sample& to, int x, int y, Channel c) { to = static_cast<Sample>(shown(false, x, y, c)); };
         if (filled) { each_sample(samples.data(), samples.pitch(), x0, y0, channels, fill); }
         return samples;
     };
@@ -286,47 +289,45 @@ TEST_F(Wrappers, BetweenShapesAndDepths) {
         check<u16>(wrapper, wrapper.is_load() ? 1 : 2);
     }
     u16 pixels[36];
-    record = {1, false, colour};
+    record = {true, 1, false, colour};
     EXPECT_EQ(load_rgba_fn_convert_trellis(1, load_cut, "a", pixels, 4, nullptr, 77, 0, 0, 3, 2, 0, 0), 0);
     EXPECT_EQ(record.mattes, nullptr) << "no matte stays no matte";
 }
 
+// What a native slot got: numbers, and 0 for a pointer; and what it answers: the place of each
+// argument, through the pointer that is there.
+double got(double number) { return number; }
+double got(const void*) { return 0; }
+void answer(const char*, int) {}
+void answer(unsigned int* number, int place) { *number = static_cast<unsigned int>(place); }
+void answer(float* number, int place) { *number = static_cast<float>(place); }
+void answer(void* bytes, int place) { *static_cast<u8*>(bytes) = static_cast<u8>(place); }
+
 // A native slot gets everything as it is, the floats in the places of floats; int_5 becomes 0.
 TEST_F(Wrappers, NativeCutoutSlots) {
-    static std::vector<double> got;
-    const trellis_save_cutout_fn native = [](const char*, int width, int height, int int_3, int int_4, int int_5,
-                                             int int_6, int outline_size, void*, int data_size, void*, int int_7,
-                                             float a, float b, float c, float d) {
-        for (const int value : {width, height, int_3, int_4, int_5, int_6, outline_size, data_size, int_7}) {
-            got.push_back(value);
-        }
-        got.insert(got.end(), {a, b, c, d});
+    static std::vector<double> all;
+    const trellis_save_cutout_fn save = [](auto... arguments) {
+        all = {got(arguments)...};
         return 17;
     };
     u8 bytes[48] = {};
-    EXPECT_EQ(save_cut_fn_convert_trellis(0, 0, any(native), "a", 4, 3, 13, 14, 15, 16, 17, bytes, 18, bytes, 19, 1.5F,
+    EXPECT_EQ(save_cut_fn_convert_trellis(0, 0, any(save), "a", 4, 3, 13, 14, 15, 16, 17, bytes, 18, bytes, 19, 1.5F,
                                           2.5F, 3.5F, 4.5F),
               17);
-    EXPECT_EQ(got, (std::vector<double>{4, 3, 13, 14, 0, 16, 17, 18, 19, 1.5, 2.5, 3.5, 4.5}));
+    EXPECT_EQ(all, (std::vector<double>{0, 4, 3, 13, 14, 0, 16, 17, 0, 18, 0, 19, 1.5, 2.5, 3.5, 4.5}));
 
-    const trellis_load_cutout_fn native_load = [](const char*, unsigned int*, unsigned int*, unsigned int* int_3,
-                                                  unsigned int*, float* real_1, float*, float*, float*,
-                                                  unsigned int* int_5, unsigned int*, unsigned int*, void*,
-                                                  unsigned int* data_size, void* pixels, unsigned int* int_7) {
-        *int_3 = 3;
-        *real_1 = 1.5F;
-        *int_5 = 5;
-        *data_size = 13;
-        *int_7 = 7;
-        static_cast<u8*>(pixels)[47] = 255;
+    const trellis_load_cutout_fn load = [](auto... arguments) {
+        int place = 0;
+        (answer(arguments, place++), ...);
         return 0;
     };
     Information info;
     u16 wide[48] = {};
-    EXPECT_EQ(info.load(1, 0, any(native_load), wide), 0);
-    EXPECT_EQ((std::vector{info.int_3, info.int_5, info.data_size, info.int_7}), (std::vector{3U, 5U, 13U, 7U}));
-    EXPECT_EQ(info.real[0], 1.5F);
-    EXPECT_EQ(wide[47] - wide[46], 16383);
+    EXPECT_EQ(info.load(1, 0, any(load), wide), 0);
+    info.expect({3, 4, 9, 10, 11, 13, 15}, {5, 6, 7, 8});
+    EXPECT_EQ(info.width * 10 + info.height, 12U);
+    EXPECT_EQ(info.outline.point_count, 12);
+    EXPECT_EQ(wide[0], 14 * 64 + 3);
 }
 
 TEST_F(Wrappers, Sizes) {
@@ -357,8 +358,7 @@ TEST_F(Wrappers, RefusalsAndFailures) {
     const Host host = {buffer, 4, buffer + 128, 4, 0, 0, 3, 2};
     for (const Wrapper& wrapper : wrappers) {
         SCOPED_TRACE(&wrapper - wrappers);
-        record = {1, !wrapper.is_load()};
-        record.shape = at_depth(wrapper.slot, record.is_wide);
+        record = {wrapper.is_load(), 1, !wrapper.is_load(), at_depth(wrapper.slot, !wrapper.is_load())};
         EXPECT_EQ(wrapper.call(-1, host), 14);
         EXPECT_EQ(wrapper.call(3, host), 14);
         EXPECT_EQ(record.calls, 0);

@@ -2,6 +2,8 @@
 
 // Maya IFF files put together chunk by chunk, and buffers of both types to load them into.
 
+#include <gtest/gtest.h>
+
 #include <string>
 
 #include "support/formats.h"
@@ -48,6 +50,21 @@ struct Loaded {
     bool holds(int value, int x, int y, int channel) {
         return (channel == 0 ? matte.at(2 + x, 1 + y) : colour.at(2 + x, 1 + y, channel - (deep ? 1 : 0))) ==
                (deep ? value * 64 + value / 4 : value);
+    }
+
+    /// Expects `value` of pixel (x, y) and channel, where it is not negative, and nothing else.
+    template <class Value>
+    void expect(std::uint64_t flags, Value value) {
+        int wrong = 0;
+        int samples = 0;
+        for (int i = 0; i < 4 * width * height; ++i) {
+            const int expected = value(i / 4 % width, i / 4 / width, i % 4);
+            if (expected < 0 || (flags & (i % 4 == 0 ? 2 : 1)) == 0) { continue; }
+            ++samples;
+            wrong += holds(expected, i / 4 % width, i / 4 / width, i % 4) ? 0 : 1;
+        }
+        EXPECT_EQ(wrong, 0);
+        EXPECT_EQ(colour.written() + matte.written(), samples);
     }
 
     int width, height;
