@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -52,7 +53,7 @@ Bytes operator+(Bytes a, const Bytes& b) {
 
 Bytes piece(const Bytes& bytes, std::size_t offset, std::size_t size) {
     const auto first = bytes.begin() + static_cast<std::ptrdiff_t>(offset);
-    return {first, first + static_cast<std::ptrdiff_t>(size)};
+    return {first, first + static_cast<std::ptrdiff_t>(std::min(size, bytes.size() - offset))};
 }
 
 Bytes zeros(std::size_t count) { return Bytes(count, 0); }

@@ -19,7 +19,8 @@ Bytes hex(const std::string& text);
 Bytes text(const std::string& characters);
 
 Bytes operator+(Bytes a, const Bytes& b);
-Bytes piece(const Bytes& bytes, std::size_t offset, std::size_t size);
+/// Up to `size` bytes at `offset`.
+Bytes piece(const Bytes& bytes, std::size_t offset, std::size_t size = SIZE_MAX);
 Bytes zeros(std::size_t count);
 
 /// `size` bytes of `value`, big-endian or little-endian.

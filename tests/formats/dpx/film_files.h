@@ -2,7 +2,7 @@
 
 // DPX and Cineon files put together byte by byte, and buffers for what is loaded from them.
 
-#include <cstring>
+#include <span>
 #include <string>
 
 #include "support/formats.h"
@@ -10,89 +10,80 @@
 
 namespace support {
 
-/// The fields of a DPX header that tests vary. Width and lines are those of the file's lines.
-struct DpxHeader {
-    std::uint64_t width = 3;
-    std::uint64_t lines = 2;
-    int descriptor = 50;
-    int bit_size = 10;
-    int orientation = 0;
+inline constexpr auto byte = [](auto value) { return static_cast<std::uint8_t>(value); };
+
+/// The fields of a header that tests vary.
+struct FilmHeader {
+    Bytes magic = {};                   // the right one when it is empty
+    std::int64_t width = 3, lines = 2;  // of the file's lines
+    int bits = 10, orientation = 0;
+    // DPX files alone have these,
     bool big = true;
-    int elements = 1;
-    std::uint64_t offset = 2048;
-
-    Bytes bytes() const {
-        const auto number = [this](std::uint64_t value, int size) { return big ? be(value, size) : le(value, size); };
-        Bytes header = zeros(2048);
-        put(header, 0, hex(big ? "53 44 50 58" : "58 50 44 53") + number(offset, 4));
-        put(header, 768, number(static_cast<std::uint64_t>(orientation), 2));
-        put(header, 770, number(static_cast<std::uint64_t>(elements), 2));
-        put(header, 772, number(width, 4) + number(lines, 4));
-        put(header, 800, be(static_cast<std::uint64_t>(descriptor << 8 | 9), 2));
-        header[803] = static_cast<std::uint8_t>(bit_size);
-        return header;
-    }
-};
-
-/// The fields of a Cineon header that tests vary.
-struct CineonHeader {
-    std::uint64_t width = 3;
-    std::uint64_t lines = 2;
+    int descriptor = 50, elements = 1;
+    std::int64_t offset = 2048;
+    // and Cineon files these.
     int channels = 3;
-    int orientation = 0;
-    int bits = 10;
-    Bytes format = {0, 5, 0, 0};  // interleave, packing, signed, sense
-    std::uint64_t generic_length = 1024;
-    std::uint64_t user_length = 0;
+    Bytes layout = {0, 5, 0, 0};  // interleave, packing, signed, sense
+    std::int64_t generic_length = 1024, user_length = 0;
 
-    Bytes bytes() const {
+    Bytes bytes(const pic_format& format) const {
+        const auto number = [order = big || &format == &cineon ? be : le](std::int64_t value, int size) {
+            return order(static_cast<std::uint64_t>(value), size);
+        };
         Bytes header = zeros(2048);
-        put(header, 0, hex("80 2A 5F D7 00 00 77 77"));  // the image offset is not to be believed
-        put(header, 8, be(generic_length, 4) + zeros(4) + be(user_length, 4));
-        put(header, 192, be(static_cast<std::uint64_t>(orientation << 8 | channels), 2));
-        put(header, 198, {static_cast<std::uint8_t>(bits), 0});
-        put(header, 200, be(width, 4) + be(lines, 4));
-        put(header, 680, format);
+        if (&format == &dpx) {
+            put(header, 0, hex(big ? "53 44 50 58" : "58 50 44 53") + number(offset, 4));
+            put(header, 768, number(orientation, 2) + number(elements, 2) + number(width, 4) + number(lines, 4));
+            put(header, 800, {byte(descriptor), 9, 0, byte(bits)});
+        } else {
+            put(header, 0, hex("80 2A 5F D7 00 00 77 77"));  // the image offset is not to be believed
+            put(header, 8, number(generic_length, 4) + zeros(4) + number(user_length, 4));
+            put(header, 192, {byte(orientation), byte(channels)});
+            put(header, 198, Bytes{byte(bits), 0} + number(width, 4) + number(lines, 4));
+            put(header, 680, layout);
+        }
+        put(header, 0, magic);
         return header;
     }
 };
 
-/// The last-header buffer's contents.
-inline Bytes last_header() {
+/// Where the pixels of a saved file start: after the header and what follows it.
+inline std::size_t image_start(const pic_format& format) { return &format == &dpx ? 2048 : 2048 + 24576; }
+
+/// The last-header buffer.
+inline std::span<std::uint8_t> last_header() {
     void* block = nullptr;
     int size = 0;
     inq_last_header_trellis(&block, &size);
-    const auto* bytes = static_cast<const std::uint8_t*>(block);
-    return {bytes, bytes + size};
+    return {static_cast<std::uint8_t*>(block), static_cast<std::size_t>(size)};
 }
 
 /// Puts a header where the next save looks for one.
-inline void prepare_header(const pic_format& format, Bytes bytes) {
-    void* block = nullptr;
-    int size = 0;
-    bytes.resize(bytes.size() + (format.type == TRELLIS_TYPE_CINEON ? 8 : 0));
-    realloc_last_header_trellis(static_cast<int>(bytes.size()));
+inline void prepare_header(const pic_format& format, const Bytes& bytes) {
+    free_last_header_trellis();
+    realloc_last_header_trellis(static_cast<int>(bytes.size()) + (&format == &dpx ? 0 : 8));
     set_last_header_type_trellis(static_cast<int>(format.type));
-    inq_last_header_trellis(&block, &size);
-    std::memcpy(block, bytes.data(), bytes.size());
+    std::copy(bytes.begin(), bytes.end(), last_header().begin());
 }
 
 inline void prepare_orientation(const pic_format& format, int orientation) {
-    prepare_header(format, format.type == TRELLIS_TYPE_DPX ? DpxHeader{.orientation = orientation}.bytes()
-                                                           : CineonHeader{.orientation = orientation}.bytes());
+    prepare_header(format, FilmHeader{.orientation = orientation}.bytes(format));
 }
 
-/// Guarded buffers of width × height pixels, and loads and saves of rectangles in them.
+/// Guarded buffers of width × height pixels, and loads and saves of rectangles in them. Mode 4 is
+/// about masks, 5 about pictures, 6 about cutouts.
 struct FilmBuffers {
     FilmBuffers(int width, int height) : colour(width, height, 3), matte(width, height, 1, 5) {}
 
-    int load(const pic_format& format, const std::string& name, int x0, int y0, int x1, int y1, int file_x = 0,
-             int file_y = 0) {
-        return format.load_cut_fn(name.c_str(), colour.data(), colour.pitch(), matte.data(), matte.pitch(), x0, y0, x1,
-                                  y1, file_x, file_y);
+    int load(const pic_format& format, const std::string& file, int x0, int y0, int x1, int y1, int file_x = 0,
+             int file_y = 0, int mode = 6) {
+        const char* name = file.c_str();
+        return mode == 4   ? format.load_mask_fn(name, matte.data(), matte.pitch(), x0, y0, x1, y1, file_x, file_y)
+               : mode == 5 ? format.load_pic_fn(name, colour.data(), colour.pitch(), x0, y0, x1, y1, file_x, file_y)
+                           : format.load_cut_fn(name, colour.data(), colour.pitch(), matte.data(), matte.pitch(), x0,
+                                                y0, x1, y1, file_x, file_y);
     }
 
-    /// Mode 4 saves a mask, 5 a picture, 6 a cutout.
     int save(const pic_format& format, int mode, const std::string& file, int x0, int y0, int x1, int y1) {
         const char* name = file.c_str();
         return mode == 4   ? format.save_mask_fn(name, matte.data(), matte.pitch(), x0, y0, x1, y1, 1)
@@ -101,14 +92,14 @@ struct FilmBuffers {
                                                 y0, x1, y1, 0);
     }
 
+    /// Sample 3 is the matte.
+    std::uint16_t& at(int x, int y, int sample) { return sample == 3 ? matte.at(x, y) : colour.at(x, y, sample); }
+
     /// Noise of `bits` bits everywhere.
     void fill(int width, int height, int bits = 10) {
         Noise noise(static_cast<std::uint32_t>(width + height));
         for (int i = 0; i < width * height * 4; ++i) {
-            const auto sample = static_cast<std::uint16_t>(noise.next() & ((1U << bits) - 1));
-            const int x = i / 4 % width;
-            const int y = i / 4 / width;
-            (i % 4 == 3 ? matte.at(x, y) : colour.at(x, y, i % 4)) = sample;
+            at(i / 4 % width, i / 4 / width, i % 4) = static_cast<std::uint16_t>(noise.next() & ((1U << bits) - 1));
         }
     }
 
