@@ -8,8 +8,7 @@
 #include <climits>
 #include <functional>
 
-#include "trellis/trellis.h"
-
+#include "support/formats.h"
 #include "support/support.h"
 
 namespace {
@@ -136,8 +135,8 @@ struct Information {
     std::array<float, 4> real = {};
     trellis_default_outline outline = {};
 
-    int load(int mode, int kind, trellis_slot_fn fn, void* pixels) {
-        return load_cut_fn_convert_trellis(mode, kind, fn, "a", &width, &height, &int_3, &int_4, &real[0], &real[1],
+    int load(int mode, int kind, trellis_slot_fn fn, void* pixels, const char* name = "a") {
+        return load_cut_fn_convert_trellis(mode, kind, fn, name, &width, &height, &int_3, &int_4, &real[0], &real[1],
                                            &real[2], &real[3], &int_5, &int_6, &outline_size, &outline, &data_size,
                                            pixels, &int_7);
     }
@@ -384,6 +383,43 @@ TEST_F(Wrappers, RefusalsAndFailures) {
     Information info;
     info.width = 0;
     EXPECT_EQ(info.load(1, 1, any(load_pic), buffer), 42);
+}
+
+// The real thing: 16-bit buffers out to a Pixar file, and back into every shape.
+TEST_F(Wrappers, APixarCutoutBetweenDepthsAndShapes) {
+    const support::TempDir dir;
+    const std::string path = dir.path("a.pic");
+    const char* name = path.c_str();
+    const pic_format& pixar = support::pixar;
+    u16 colours[18], mattes[6], wide[18] = {}, wide_mattes[6] = {};
+    u8 cutouts[24] = {}, rgba[24] = {}, mask[6] = {}, greys[6] = {};
+    for (int i = 0; i < 18; ++i) {
+        colours[i] = static_cast<u16>(i * 900 + 63);
+        mattes[i / 3] = static_cast<u16>(i / 3 * 3000);
+    }
+    set_buffer_type_trellis(1);
+    EXPECT_EQ(save_rgba_fn_convert_trellis(2, pixar.save_cut_fn, name, colours, 2, mattes, 2, 0, 0, 1, 2, 1), 0);
+    EXPECT_EQ(load_rgba_fn_convert_trellis(1, pixar.load_cut_fn, name, wide, 2, wide_mattes, 2, 0, 0, 1, 2, 0, 0), 0);
+    set_buffer_type_trellis(0);
+    Information info;
+    info.width = 2;
+    EXPECT_EQ(info.load(0, 2, any(pixar.load_cut_fn), cutouts, name), 0);
+    EXPECT_EQ(load_rgba_inone_fn_convert_trellis(0, pixar.load_pic_fn, name, rgba, 2, 0, 0, 1, 2, 0, 0), 0);
+    EXPECT_EQ(load_mask_fn_convert_trellis(0, 2, any(pixar.load_cut_fn), name, mask, 2, 0, 0, 1, 2, 0, 0), 0);
+    EXPECT_EQ(load_mask_fn_convert_trellis(0, 1, any(pixar.load_pic_fn), name, greys, 2, 0, 0, 1, 2, 0, 0), 0);
+    for (int i = 0; i < 6; ++i) {
+        EXPECT_EQ(cutouts[4 * i], mattes[i] >> 6);
+        EXPECT_EQ(mask[i], mattes[i] >> 6);
+        EXPECT_EQ(wide_mattes[i], converted(1, mattes[i] >> 6));
+        for (int c = 0; c < 3; ++c) {
+            const int narrow = (colours[3 * i + c] >> 6) & 0xFF;
+            EXPECT_EQ(cutouts[4 * i + 1 + c], narrow);
+            EXPECT_EQ(rgba[4 * i + 1 + c], narrow);
+            EXPECT_EQ(wide[3 * i + c], converted(1, narrow));
+        }
+        const u8* pixel = cutouts + 4 * i;
+        EXPECT_EQ(greys[i], static_cast<int>(0.11 * pixel[1] + 0.59 * pixel[2] + 0.3 * pixel[3]));
+    }
 }
 
 }  // namespace
