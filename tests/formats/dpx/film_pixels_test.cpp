@@ -91,7 +91,7 @@ TEST(FilmPixels, VectorKernelsDoWhatThePlainLoopsDo) {
             const auto if_matte = [&](auto* buffer) { return (given & 2) != 0 ? buffer : nullptr; };
             std::array<std::vector<Guarded<std::uint8_t>>, 2> packed;
             std::array<std::vector<FilmBuffers>, 2> unpacked;
-            for (const std::size_t vectors : {0, 1}) {
+            for (const std::size_t vectors : {0U, 1U}) {
                 trellis::allow_vector_kernels(vectors == 1);
                 for (const Mode mode : {Mode::mask, Mode::picture, Mode::cutout}) {
                     std::uint8_t* out = packed[vectors].emplace_back(67, 1, 5).data();
