@@ -71,7 +71,9 @@ TEST(PixarReader, StorageCodesPacketTypesChannelsAndBlocks) {
 
 // A 5 × 3 picture in 2 × 2 tiles, one tile absent. Tiles are stored whole, so the grid is 6 × 4 and
 // the picture's rows stand at its top.
-Bytes tiled_pixel(int x, int from_top) { return support::be(0x01020304U * (6 * from_top + x + 1), 4); }
+Bytes tiled_pixel(int x, int from_top) {
+    return support::be(0x01020304U * static_cast<unsigned int>(6 * from_top + x + 1), 4);
+}
 bool in_absent_tile(int x, int from_top) { return x < 2 && from_top >= 2; }
 Bytes tiled_file() {
     std::vector<Bytes> tiles;
