@@ -232,7 +232,9 @@ TEST_F(Tool, TellsWhatFailedAndLeavesNothingBehind) {
          {"", "paint x.pic", "convert good.png", "convert good.png x.pic --kind colour",
           "convert good.png x.pic --compress maybe", "convert good.png x.pic --rect 0,0,1",
           "convert good.png x.pic --rect 1,0,0,0", "chart x.pic --size 0x5", "chart x.pic --size 5x5x5"}) {
-        EXPECT_EQ(run(misuse).status, 2) << misuse;
+        const Result result = run(misuse);
+        EXPECT_EQ(result.status, 2) << misuse;
+        EXPECT_EQ(result.out, "") << misuse;
         EXPECT_EQ(files(), before) << misuse;
     }
     // Whatever is told may fail to arrive.
