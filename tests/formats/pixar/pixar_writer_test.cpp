@@ -81,7 +81,7 @@ TEST(PixarWriter, Packets) {
     const Bytes c = hex("2A2B2C");
     const Bytes a4 = a + hex("0D");
     const Bytes b4 = b + hex("1D");
-    const Bytes image = distinct(3000, 3);
+    const Bytes image = distinct(5460, 3);
     const Bytes cutout = distinct(2500, 4);
     const Bytes row = distinct(100, 3);
     const Bytes runs = hex("01") + a + hex("01") + b;
@@ -101,8 +101,8 @@ TEST(PixarWriter, Packets) {
         {"a long run", 3, repeated(a, 300), hex("0120 FF") + a + hex("2B") + a},
         {"a run and one pixel more", 3, repeated(a, 257), hex("0020 FF") + a + hex("0010") + a},
         {"mattes that differ", 4, hex("01020304 01020305"), hex("0110 01020304 01020305")},
-        {"dumps: 2730 pixels of three channels fill a block", 3, image,
-         hex("A91A") + piece(image, 0, 2730 * 3) + hex("0D11") + piece(image, 2730 * 3, 270 * 3)},
+        {"dumps: 2730 pixels of three channels fill a block, which needs no padding", 3, image,
+         hex("A91A") + piece(image, 0, 2730 * 3) + hex("A91A") + piece(image, 2730 * 3, 2730 * 3)},
         {"dumps: 2047 pixels of four channels, and a fill packet of its header alone", 4, cutout,
          hex("FE17") + piece(cutout, 0, 2047 * 4) + hex("C401 C411") + piece(cutout, 2047 * 4, 453 * 4)},
         {"1638 four-channel runs fill a block", 4, repeated(a4 + a4 + b4 + b4, 900),
