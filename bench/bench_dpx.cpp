@@ -116,7 +116,7 @@ void save_whole(benchmark::State& state, const Format& format, Kind kind) {
 }
 
 void save_floor(benchmark::State& state, const Format& format, Kind kind) {
-    bench::time_write_floor(state, bench::file_size(saved(format, kind)));
+    bench::time_write_floor(state, saved(format, kind));
 }
 
 // A header of the transposed orientation for the next save, as a host prepares it.

@@ -173,7 +173,7 @@ void iff_load_single(benchmark::State& state, Content content) {
 void iff_save_floor(benchmark::State& state, Content content) {
     const std::string name = bench::path("single.iff");
     save(content, name);
-    bench::time_write_floor(state, bench::file_size(name));
+    bench::time_write_floor(state, name);
 }
 
 void peer_load(benchmark::State& state, Content content) {

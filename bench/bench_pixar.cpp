@@ -82,7 +82,7 @@ void pixar_save(benchmark::State& state, Content content, bool compress) {
 }
 
 void pixar_save_floor(benchmark::State& state, Content content, bool compress) {
-    bench::time_write_floor(state, bench::file_size(saved(state, content, compress)));
+    bench::time_write_floor(state, saved(state, content, compress));
     set_rate(state);
 }
 

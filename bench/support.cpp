@@ -105,14 +105,17 @@ void read_floor(const std::string& name, std::size_t output) {
     }
 }
 
-void time_write_floor(benchmark::State& state, std::size_t size) {
-    static const std::vector<char> piece(piece_size, 'x');
-    time_saves(state, path("floor.raw"), [size](const char* name) {
+void time_write_floor(benchmark::State& state, const std::string& saved) {
+    std::vector<char> bytes(file_size(saved));
+    std::FILE* source = std::fopen(saved.c_str(), "r");
+    bytes.resize(std::fread(bytes.data(), 1, bytes.size(), source));
+    std::fclose(source);
+    time_saves(state, path("floor.raw"), [&bytes](const char* name) {
         std::FILE* file = std::fopen(name, "w");
         std::setvbuf(file, nullptr, _IONBF, 0);
-        std::size_t written = 0;
-        while (written < size) {
-            written += std::fwrite(piece.data(), 1, std::min(piece_size, size - written), file);
+        for (std::size_t written = 0; written < bytes.size();) {
+            written +=
+                std::fwrite(&bytes[written], 1, std::min(piece_size, bytes.size() - written), file);
         }
         return std::fclose(file) == 0;
     });

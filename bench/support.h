@@ -54,7 +54,8 @@ void time_saves(benchmark::State& state, const std::string& name, Save save) {
     }
 }
 
-/// The floor under a save: writes `size` bytes in 64 KiB pieces to a new file.
-void time_write_floor(benchmark::State& state, std::size_t size);
+/// The floor under a save: writes the bytes of a file, which are in memory, in 64 KiB pieces to a
+/// new file.
+void time_write_floor(benchmark::State& state, const std::string& saved);
 
 }  // namespace bench
