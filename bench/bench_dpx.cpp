@@ -18,20 +18,12 @@ struct Format {
 };
 
 const Format& dpx() {
-    static const Format format = [] {
-        Format filled{"dpx", {}};
-        init_dpx_pic_(&filled.slots);
-        return filled;
-    }();
+    static const Format format = {"dpx", bench::format<init_dpx_pic_>()};
     return format;
 }
 
 const Format& cineon() {
-    static const Format format = [] {
-        Format filled{"cin", {}};
-        init_smpte_pic_(&filled.slots);
-        return filled;
-    }();
+    static const Format format = {"cin", bench::format<init_smpte_pic_>()};
     return format;
 }
 

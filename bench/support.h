@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "trellis/pic_format.h"
+
 namespace bench {
 
 inline constexpr int width = 2048;
@@ -20,6 +22,17 @@ inline constexpr std::size_t pixels = static_cast<std::size_t>(width) * height;
 std::string path(const std::string& name);
 
 std::size_t file_size(const std::string& name);
+
+/// A format's descriptor, filled once.
+template <void (*init)(pic_format*)>
+const pic_format& format() {
+    static const pic_format filled = [] {
+        pic_format record{};
+        init(&record);
+        return record;
+    }();
+    return filled;
+}
 
 /// Samples of two kinds of picture: bars and ramps that code well, and noise that does not.
 enum class Content { chart, noise };

@@ -29,12 +29,6 @@ Error close_stream(std::FILE*& file) {
     return closing == nullptr || std::fclose(closing) == 0 ? Error::none : Error::close;
 }
 
-Error seek_stream(std::FILE* file, std::uint64_t position) {
-    return position <= INT64_MAX && fseeko(file, static_cast<off_t>(position), SEEK_SET) == 0
-               ? Error::none
-               : Error::seek;
-}
-
 }  // namespace
 
 InputFile::~InputFile() {
@@ -158,8 +152,8 @@ Error OutputFile::seek(std::uint64_t position) {
     if (Error error = flush(); failed(error)) {
         return error;
     }
-    if (Error error = seek_stream(file_, position); failed(error)) {
-        return error;
+    if (position > INT64_MAX || fseeko(file_, static_cast<off_t>(position), SEEK_SET) != 0) {
+        return Error::seek;
     }
     position_ = position;
     return Error::none;

@@ -18,8 +18,9 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::uint64_t chunk_header_size = 8;
 constexpr int deepest_form = 16;
-constexpr int most_chunks =
-    100000;  // more are not shown: no picture has them, and nobody reads them
+
+// More are not shown: no picture has them, and nobody reads them.
+constexpr int most_chunks = 100000;
 
 class ChunkReader {
   public:
