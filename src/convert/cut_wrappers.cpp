@@ -65,9 +65,7 @@ class CutCall {
     void* matte() { return matte_.data(); }
 
     Error prepare(int source_kind) {
-        if (Error error = cutout_.prepare(); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(cutout_.prepare());
         return source_kind == cut_slot
                    ? matte_.allocate(call_.pixels(), pixel_bytes<MatteBuffer>(call_.slot_is_wide()))
                    : Error::none;
@@ -88,9 +86,7 @@ class CutCall {
         colour_ = cutout_.data();
         if (!cutout_.is_temporary()) {
             const std::size_t bytes = pixel_bytes<CutoutBuffer>(call_.slot_is_wide());
-            if (Error error = copy_.allocate(call_.pixels(), bytes); failed(error)) {
-                return error;
-            }
+            TRELLIS_TRY(copy_.allocate(call_.pixels(), bytes));
             colour_ = copy_.data();
             std::memcpy(colour_, cutout_.data(), call_.pixels() * bytes);
         }
@@ -140,9 +136,7 @@ int load_cut_fn_convert_trellis(int mode, int source_kind, trellis_slot_fn fn, c
     if (!call.possible(fn)) {
         return code(Error::not_in_format);
     }
-    if (Error error = cut.prepare(source_kind); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(cut.prepare(source_kind));
     void* pixels = cut.cutout().data();
     const int pitch = cut.cutout().pitch();
     const SlotRectangle at = call.packed();
@@ -189,9 +183,7 @@ int save_cut_fn_convert_trellis(int mode, int source_kind, trellis_slot_fn fn, c
     if (!cut.call().possible(fn)) {
         return code(Error::not_in_format);
     }
-    if (Error error = cut.prepare(source_kind); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(cut.prepare(source_kind));
     cut.cutout().convert_before();
     if (source_kind == native_slot) {
         return slot_as<trellis_save_cutout_fn>(fn)(
@@ -201,9 +193,7 @@ int save_cut_fn_convert_trellis(int mode, int source_kind, trellis_slot_fn fn, c
     if (source_kind != picture_slot && source_kind != cut_slot) {
         return code(Error::not_in_format);
     }
-    if (Error error = cut.split(); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(cut.split());
     const int pitch = cut.call().width();
     const SlotRectangle at = cut.call().packed();
     if (source_kind == picture_slot) {

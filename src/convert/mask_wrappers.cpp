@@ -18,9 +18,7 @@ class MaskCall {
     MaskCall(const SlotCall& call, void* mask, int pitch) : call_(call), mask_(call, mask, pitch) {}
 
     Error prepare(int source_kind) {
-        if (Error error = mask_.prepare(); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(mask_.prepare());
         const bool has_colour = source_kind == picture_slot || source_kind == cut_slot;
         return has_colour ? colour_.allocate(call_.pixels(),
                                              pixel_bytes<ColourBuffer>(call_.slot_is_wide()))
@@ -79,9 +77,7 @@ int load_mask_fn_convert_trellis(int mode, int source_kind, trellis_slot_fn fn, 
         return code(Error::not_in_format);
     }
     MaskCall buffers(call, mask, pitch);
-    if (Error error = buffers.prepare(source_kind); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(buffers.prepare(source_kind));
     const SlotRectangle at = call.slot();
     const SlotRectangle packed = call.packed();
     int result = code(Error::not_in_format);
@@ -124,9 +120,7 @@ int save_mask_fn_convert_trellis(int mode, int source_kind, trellis_slot_fn fn, 
         return code(Error::not_in_format);
     }
     MaskCall buffers(call, mask, pitch);
-    if (Error error = buffers.prepare(source_kind); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(buffers.prepare(source_kind));
     buffers.mask().convert_before();
     const SlotRectangle at = call.slot();
     const SlotRectangle packed = call.packed();

@@ -19,9 +19,7 @@ int load_one(int mode, trellis_load_pic_fn fn, const char* name, void* pixels, i
         return code(Error::not_in_format);
     }
     SlotBuffer<Buffer> buffer(call, pixels, pitch);
-    if (Error error = buffer.prepare(); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(buffer.prepare());
     const SlotRectangle at = call.slot();
     const int result = call.load([&] {
         return fn(name, buffer.data(), buffer.pitch(), at.x0, at.y0, at.x1, at.y1, file_x, file_y);
@@ -38,9 +36,7 @@ int save_one(int mode, trellis_save_pic_fn fn, const char* name, void* pixels, i
         return code(Error::not_in_format);
     }
     SlotBuffer<Buffer> buffer(call, pixels, pitch);
-    if (Error error = buffer.prepare(); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(buffer.prepare());
     buffer.convert_before();
     const SlotRectangle at = call.slot();
     return fn(name, buffer.data(), buffer.pitch(), at.x0, at.y0, at.x1, at.y1, compress);
@@ -79,12 +75,8 @@ int load_rgba_fn_convert_trellis(int mode, trellis_load_cut_fn fn, const char* n
     }
     SlotBuffer<ColourBuffer> colour(call, rgb, pitch);
     SlotBuffer<MatteBuffer> matte(call, alpha, alpha_pitch);
-    if (Error error = colour.prepare(); failed(error)) {
-        return code(error);
-    }
-    if (Error error = matte.prepare(); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(colour.prepare());
+    TRELLIS_TRY_CODE(matte.prepare());
     const SlotRectangle at = call.slot();
     const int result = call.load([&] {
         return fn(name, colour.data(), colour.pitch(), matte.data(), matte.pitch(), at.x0, at.y0,
@@ -104,12 +96,8 @@ int save_rgba_fn_convert_trellis(int mode, trellis_save_cut_fn fn, const char* n
     }
     SlotBuffer<ColourBuffer> colour(call, rgb, pitch);
     SlotBuffer<MatteBuffer> matte(call, alpha, alpha_pitch);
-    if (Error error = colour.prepare(); failed(error)) {
-        return code(error);
-    }
-    if (Error error = matte.prepare(); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(colour.prepare());
+    TRELLIS_TRY_CODE(matte.prepare());
     colour.convert_before();
     matte.convert_before();
     const SlotRectangle at = call.slot();

@@ -157,11 +157,7 @@ class SlotBuffer {
             (call_.host().width() != call_.width() || call_.host().height() != call_.height())) {
             return Error::allocation;
         }
-        if (Error error =
-                temporary_.allocate(call_.pixels(), pixel_bytes<Buffer>(call_.slot_is_wide()));
-            failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(temporary_.allocate(call_.pixels(), pixel_bytes<Buffer>(call_.slot_is_wide())));
         slot_ = {temporary_.data(), call_.width(), 0, 0};
         return Error::none;
     }

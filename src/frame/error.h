@@ -38,4 +38,22 @@ constexpr int code(Error error) {
     return static_cast<int>(error);
 }
 
+/// Hands a failure on to the caller: returns from the function around it when `expression`, an
+/// Error, is one. TRELLIS_TRY_CODE does the same where the caller is a host that wants a number.
+#define TRELLIS_TRY(expression)                                      \
+    do {                                                             \
+        if (const ::trellis::Error trellis_try_error = (expression); \
+            ::trellis::failed(trellis_try_error)) {                  \
+            return trellis_try_error;                                \
+        }                                                            \
+    } while (false)
+
+#define TRELLIS_TRY_CODE(expression)                                 \
+    do {                                                             \
+        if (const ::trellis::Error trellis_try_error = (expression); \
+            ::trellis::failed(trellis_try_error)) {                  \
+            return ::trellis::code(trellis_try_error);               \
+        }                                                            \
+    } while (false)
+
 }  // namespace trellis

@@ -36,9 +36,7 @@ InputFile::~InputFile() {
 }
 
 Error InputFile::open(const char* name) {
-    if (Error error = buffer_.allocate(input_buffer_size); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(buffer_.allocate(input_buffer_size));
     file_ = open_unbuffered(name, "r");
     if (file_ == nullptr) {
         return Error::open;
@@ -117,9 +115,7 @@ OutputFile::~OutputFile() {
 }
 
 Error OutputFile::create(const char* name) {
-    if (Error error = buffer_.allocate(output_buffer_size); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(buffer_.allocate(output_buffer_size));
     file_ = open_unbuffered(name, "w");
     return file_ == nullptr ? Error::open : Error::none;
 }
@@ -149,9 +145,7 @@ Error OutputFile::close() {
 }
 
 Error OutputFile::seek(std::uint64_t position) {
-    if (Error error = flush(); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(flush());
     if (position > INT64_MAX || fseeko(file_, static_cast<off_t>(position), SEEK_SET) != 0) {
         return Error::seek;
     }
@@ -175,18 +169,12 @@ Error OutputFile::write(const void* source, std::size_t size) {
     // Up to the next unit by way of the buffer, whole units straight from the source.
     const auto* from = static_cast<const std::uint8_t*>(source);
     const std::size_t head = output_unit - static_cast<std::size_t>(position_ % output_unit);
-    if (Error error = write(from, head); failed(error)) {
-        return error;
-    }
-    if (Error error = flush(); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(write(from, head));
+    TRELLIS_TRY(flush());
     const std::size_t rest = (size - head) % output_unit;
     const std::size_t units = size - head - rest;
     position_ += units;
-    if (Error error = write_through(from + head, units); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(write_through(from + head, units));
     return write(from + head + units, rest);
 }
 

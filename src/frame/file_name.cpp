@@ -10,9 +10,7 @@ Error join_name(const char* name, const char* suffix, Block<char>& joined) {
     }
     const std::size_t length = std::strlen(name);
     const std::size_t suffix_size = std::strlen(suffix) + 1;
-    if (Error error = joined.allocate(length + suffix_size); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(joined.allocate(length + suffix_size));
     std::memcpy(joined.data(), name, length);
     std::memcpy(joined.data() + length, suffix, suffix_size);
     return Error::none;

@@ -73,43 +73,27 @@ Error pass_name(InputFile& file, int length) {
         return Error::read;
     }
     Block<char> name;
-    if (Error error = name.allocate(size); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(name.allocate(size));
     return file.read(name.data(), name.size());
 }
 
 // Reads the file up to the outline size.
 Error load_front(InputFile& file, const char* name, std::span<void* const, field_count> fields) {
     Block<char> side_name;
-    if (Error error = join_name(name, suffix, side_name); failed(error)) {
-        return error;
-    }
-    if (Error error = file.open(side_name.data()); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(join_name(name, suffix, side_name));
+    TRELLIS_TRY(file.open(side_name.data()));
     int reserved = 0;
-    if (Error error = load_word(file, &reserved); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(load_word(file, &reserved));
     int version = 0;
-    if (Error error = load_word(file, &version); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(load_word(file, &version));
     if (version != current_version) {
         std::printf("Warning: Newer cutout info version %d\n", version);
     }
     int name_length = 0;
-    if (Error error = load_word(file, &name_length); failed(error)) {
-        return error;
-    }
-    if (Error error = pass_name(file, name_length); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(load_word(file, &name_length));
+    TRELLIS_TRY(pass_name(file, name_length));
     for (void* field : fields) {
-        if (Error error = load_word(file, field); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(load_word(file, field));
     }
     return Error::none;
 }
@@ -137,30 +121,16 @@ Error save(const char* name, const cinfo_fields& fields, const void* outline, le
         return Error::buffer;
     }
     Block<char> side_name;
-    if (Error error = join_name(name, suffix, side_name); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(join_name(name, suffix, side_name));
     OutputFile file;
-    if (Error error = file.create(side_name.data()); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.create(side_name.data()));
     const std::size_t name_size = std::strlen(name) + 1;
     const cinfo_start start = {0, current_version, static_cast<int>(name_size)};
-    if (Error error = file.write_record(start); failed(error)) {
-        return error;
-    }
-    if (Error error = file.write(name, name_size); failed(error)) {
-        return error;
-    }
-    if (Error error = file.write_record(fields); failed(error)) {
-        return error;
-    }
-    if (Error error = file.write(outline, static_cast<std::size_t>(outline_size)); failed(error)) {
-        return error;
-    }
-    if (Error error = file.write_record(last); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.write_record(start));
+    TRELLIS_TRY(file.write(name, name_size));
+    TRELLIS_TRY(file.write_record(fields));
+    TRELLIS_TRY(file.write(outline, static_cast<std::size_t>(outline_size)));
+    TRELLIS_TRY(file.write_record(last));
     return file.flush();
 }
 

@@ -34,35 +34,23 @@ bool is_sound(const mpc_record& record) {
 
 Error load_first_preview(const char* side_name, mpc_header& header, Preview& preview) {
     InputFile file;
-    if (Error error = file.open(side_name); failed(error)) {
-        return error;
-    }
-    if (Error error = file.read_record(header); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.open(side_name));
+    TRELLIS_TRY(file.read_record(header));
     // A negative number is a position beyond every file.
     const auto record_position = static_cast<std::uint64_t>(int{header.header_size});
-    if (Error error = file.seek(record_position); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.seek(record_position));
     mpc_record& record = preview.record;
-    if (Error error = file.read_record(record); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.read_record(record));
     if (!is_sound(record)) {
         return Error::read;
     }
     const auto header_size = static_cast<std::uint64_t>(int{record.header_size});
-    if (Error error = file.seek(record_position + header_size); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.seek(record_position + header_size));
     const auto size = static_cast<std::uint64_t>(int{record.byte_count});
     if (size > file.remaining()) {
         return Error::read;
     }
-    if (Error error = preview.resize(size / sizeof(MinipicPixel)); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(preview.resize(size / sizeof(MinipicPixel)));
     return file.read(preview.pixels.data(), size);
 }
 
@@ -91,13 +79,9 @@ void report_type(int source, int* type) {
 int read_minipic_trellis(const char* name, void* destination, int capacity, int* width, int* height,
                          int* type) {
     Block<char> side_name;
-    if (Error error = find_side_file(name, side_name); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(find_side_file(name, side_name));
     minipic_state& state = last_minipic();
-    if (Error error = join_name(name, "", state.name); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(join_name(name, "", state.name));
     mpc_header header{};
     if (Error error = load_first_preview(side_name.data(), header, state.first); failed(error)) {
         state.first.clear();

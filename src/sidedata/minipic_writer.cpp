@@ -51,9 +51,7 @@ Error start_preview(const Size& size, Preview& preview) {
     if (size.width < 0 || size.height < 0 || count > largest_count) {
         return Error::write;
     }
-    if (Error error = preview.resize(static_cast<std::uint64_t>(count)); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(preview.resize(static_cast<std::uint64_t>(count)));
     std::ranges::fill(preview.pixels.span(), MinipicPixel{});
     preview.record = {
         .header_size = sizeof(mpc_record),
@@ -83,13 +81,9 @@ void draw_previews(minipic_state& state, const PictureBuffers& buffers, const Re
 }
 
 Error write_preview(OutputFile& file, Preview& preview) {
-    if (Error error = file.write_record(preview.record); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.write_record(preview.record));
     const std::size_t size = preview.pixels.size() * sizeof(MinipicPixel);
-    if (Error error = file.write(preview.pixels.data(), size); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.write(preview.pixels.data(), size));
     // A preview without pixels ends the file, as a failed write does.
     Error error = file.flush();
     return size == 0 ? Error::write : error;
@@ -97,28 +91,18 @@ Error write_preview(OutputFile& file, Preview& preview) {
 
 Error write_file(minipic_state& state) {
     Block<char> side_name;
-    if (Error error = join_name(state.name.data(), minipic_suffix, side_name); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(join_name(state.name.data(), minipic_suffix, side_name));
     OutputFile file;
-    if (Error error = file.create(side_name.data()); failed(error)) {
-        return error;
-    }
-    if (Error error = file.write_record(state.header); failed(error)) {
-        return error;
-    }
-    if (Error error = write_preview(file, state.first); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.create(side_name.data()));
+    TRELLIS_TRY(file.write_record(state.header));
+    TRELLIS_TRY(write_preview(file, state.first));
     return write_preview(file, state.second);
 }
 
 Error write_minipic(const char* name, const PictureBuffers& buffers, const Rectangle& picture,
                     int depth) {
     minipic_state& state = last_minipic();
-    if (Error error = join_name(name, "", state.name); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(join_name(name, "", state.name));
     state.header = {
         .word_1 = 0,
         .word_2 = 1,
@@ -126,12 +110,8 @@ Error write_minipic(const char* name, const PictureBuffers& buffers, const Recta
         .picture_count = 2,
         .source = buffers.source,
     };
-    if (Error error = start_preview(first_size(), state.first); failed(error)) {
-        return error;
-    }
-    if (Error error = start_preview(second_size(picture), state.second); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(start_preview(first_size(), state.first));
+    TRELLIS_TRY(start_preview(second_size(picture), state.second));
     draw_previews(state, buffers, picture, depth);
     return write_file(state);
 }

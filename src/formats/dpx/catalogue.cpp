@@ -34,9 +34,7 @@ std::uint8_t* buffer_row(std::uint8_t* buffer, int file_row) {
 Error read_three_byte_rows(InputFile& file, std::uint8_t* buffer) {
     for (int row = 0; row < catalogue_height; ++row) {
         std::uint8_t bytes[catalogue_width * 3];
-        if (Error error = file.read_record(bytes); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(file.read_record(bytes));
         std::uint8_t* pixel = buffer_row(buffer, row);
         for (int x = 0; x < catalogue_width; ++x, pixel += 4) {
             std::reverse_copy(bytes + 3 * x, bytes + 3 * x + 3, pixel + 1);
@@ -46,9 +44,7 @@ Error read_three_byte_rows(InputFile& file, std::uint8_t* buffer) {
 }
 
 Error read_four_byte_rows(InputFile& file, std::uint8_t* buffer) {
-    if (Error error = file.read(buffer, catalogue_size); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.read(buffer, catalogue_size));
     for (int row = 0; row < catalogue_height / 2; ++row) {
         std::uint8_t* upper = buffer + static_cast<std::size_t>(row) * row_size;
         std::swap_ranges(upper, upper + row_size, buffer_row(buffer, row));
@@ -83,13 +79,9 @@ Error write_catalogue(OutputFile& file, Colour16 colour, Matte16 matte,
 int load_smpte_catalogue(const char* name, void* buffer, int capacity, unsigned int* width,
                          unsigned int* height, unsigned int* present) {
     InputFile file;
-    if (Error error = file.open(name); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(file.open(name));
     cineon_buffer header{};
-    if (Error error = read_smpte_header(file, header); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(read_smpte_header(file, header));
     const std::uint32_t length = header.header.file.user_length;
     if (length == 0) {
         return code(file.close());

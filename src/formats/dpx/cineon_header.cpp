@@ -60,9 +60,7 @@ Error read_smpte_header(InputFile& file, cineon_buffer& buffer) {
     g_iTransfer = cineon_transfer;
     g_bSwap = 1;
     cineon_header& header = buffer.header;
-    if (Error error = file.read_record(header.file); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.read_record(header.file));
     if (header.file.magic != cineon_magic) {
         return Error::magic;
     }
@@ -80,13 +78,8 @@ Error read_smpte_header(InputFile& file, cineon_buffer& buffer) {
         return Error::unsupported;
     }
     auto* bytes = reinterpret_cast<std::uint8_t*>(&buffer);
-    if (Error error = file.read(bytes + sizeof header.file, static_cast<std::size_t>(rest));
-        failed(error)) {
-        return error;
-    }
-    if (Error error = file.read_record(header.industry); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.read(bytes + sizeof header.file, static_cast<std::size_t>(rest)));
+    TRELLIS_TRY(file.read_record(header.industry));
     return check(header);
 }
 

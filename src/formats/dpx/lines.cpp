@@ -120,9 +120,7 @@ class LinePacker {
     Error pack_columns(std::int64_t first, std::size_t count, std::uint8_t* lines) {
         const std::size_t piece = count * size_;
         if (scratch_.size() < turned_rows * piece) {
-            if (Error error = scratch_.allocate(turned_rows * piece); failed(error)) {
-                return error;
-            }
+            TRELLIS_TRY(scratch_.allocate(turned_rows * piece));
         }
         const std::int64_t left = walk_.rectangle.x1 - first - static_cast<std::int64_t>(count) + 1;
         const auto pitch = static_cast<std::ptrdiff_t>(line_size());
@@ -209,9 +207,7 @@ class LineUnpacker {
         const std::size_t size = pixel_size(layout_);
         const std::size_t piece = count * size;
         if (scratch_.size() < turned_rows * piece) {
-            if (Error error = scratch_.allocate(turned_rows * piece); failed(error)) {
-                return error;
-            }
+            TRELLIS_TRY(scratch_.allocate(turned_rows * piece));
         }
         const std::int64_t left = walk_.rectangle.x1 - first - static_cast<std::int64_t>(count) + 1;
         const std::uint8_t* last_line = lines + static_cast<std::ptrdiff_t>(count - 1) * pitch;
@@ -268,9 +264,7 @@ class LineReader {
   private:
     Error read_at(std::uint64_t line, std::size_t size, std::uint8_t* bytes) {
         const std::uint64_t position = start_ + line * line_size_ + (whole_ ? 0 : skip_);
-        if (Error error = file_.seek(position); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(file_.seek(position));
         return file_.read(bytes, size);
     }
 
@@ -296,9 +290,7 @@ Error pack_ten_bit_lines(OutputFile& file, Colour16 colour, Matte16 matte,
         std::min(walk.lines_per_batch(line_size), static_cast<std::uint64_t>(walk.lines)));
     Block<std::uint8_t> batch;
     if (walk.lines > 0) {
-        if (Error error = batch.allocate(batch_lines * line_size); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(batch.allocate(batch_lines * line_size));
         // What counts as the line before the first.
         std::memset(batch.data() + (batch_lines - 1) * line_size, 0, line_size);
     }
@@ -307,18 +299,14 @@ Error pack_ten_bit_lines(OutputFile& file, Colour16 colour, Matte16 matte,
             std::min(static_cast<std::int64_t>(batch_lines), walk.lines - first));
         int stop = 0;
         std::size_t packed = ask_host(first, count, walk.lines, stop);
-        if (Error error = packer.pack(first, packed, batch.data()); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(packer.pack(first, packed, batch.data()));
         if (stop != 0) {
             const std::size_t before = (packed > 0 ? packed : batch_lines) - 1;
             std::memmove(batch.data() + packed * line_size, batch.data() + before * line_size,
                          line_size);
             ++packed;
         }
-        if (Error error = file.write(batch.data(), packed * line_size); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(file.write(batch.data(), packed * line_size));
         if (stop != 0) {
             Error error = file.flush();
             return failed(error) ? error : static_cast<Error>(stop);
@@ -354,18 +342,13 @@ Error unpack_ten_bit_lines(InputFile& file, const LineRegion& region, Colour16 c
                           static_cast<std::uint64_t>(walk.pixels) * size);
         const std::uint64_t batch_lines = std::min(walk.lines_per_batch(reader.pitch()), lines);
         Block<std::uint8_t> batch;
-        if (Error error = batch.allocate(batch_lines * reader.pitch()); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(batch.allocate(batch_lines * reader.pitch()));
         for (std::uint64_t first = 0; first < lines; first += batch_lines) {
             const auto count = static_cast<std::size_t>(std::min(batch_lines, lines - first));
             reader.read(first, count, batch.data());
-            if (Error error = unpacker.unpack(static_cast<std::int64_t>(first), count,
-                                              batch.data() + reader.offset(),
-                                              static_cast<std::size_t>(reader.pitch()));
-                failed(error)) {
-                return error;
-            }
+            TRELLIS_TRY(unpacker.unpack(static_cast<std::int64_t>(first), count,
+                                        batch.data() + reader.offset(),
+                                        static_cast<std::size_t>(reader.pitch())));
         }
     }
     unpacker.clear_from(static_cast<std::int64_t>(lines));

@@ -66,30 +66,20 @@ void answer(unsigned int found_kind, unsigned int* kind, unsigned int* is_this_f
 
 int size_dpx(const char* name, unsigned int* width, unsigned int* height) {
     InputFile file;
-    if (Error error = file.open(name); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(file.open(name));
     raw_dpx_header header{};
     DpxFields fields{};
-    if (Error error = read_dpx_header(file, header, fields); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(read_dpx_header(file, header, fields));
     Picture picture{};
-    if (Error error = fields.picture(picture); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(fields.picture(picture));
     return close_with_size(file, picture, width, height);
 }
 
 int size_smpte(const char* name, unsigned int* width, unsigned int* height) {
     InputFile file;
-    if (Error error = file.open(name); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(file.open(name));
     cineon_buffer buffer{};
-    if (Error error = read_smpte_header(file, buffer); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(read_smpte_header(file, buffer));
     return close_with_size(file, picture_of(buffer.header), width, height);
 }
 
@@ -99,14 +89,10 @@ int info_dpx(const char* name, unsigned int* compression, unsigned int* flag_a,
              unsigned int* width, unsigned int* height, unsigned int* zero_3) {
     *zero_3 = 0;  // answered even for a file that fails
     InputFile file;
-    if (Error error = file.open(name); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(file.open(name));
     raw_dpx_header header{};
     DpxFields fields{};
-    if (Error error = read_dpx_fields(file, header, fields); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(read_dpx_fields(file, header, fields));
     *compression = 0;
     *flag_a = *flag_b = 1;
     *image_offset = fields.image_offset;
@@ -120,9 +106,7 @@ int info_dpx(const char* name, unsigned int* compression, unsigned int* flag_a,
     }
     *zero_1 = *zero_2 = 0;
     Picture picture{};
-    if (Error error = fields.picture(picture); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(fields.picture(picture));
     return close_with_size(file, picture, width, height);
 }
 
@@ -133,13 +117,9 @@ int info_smpte(const char* name, unsigned int* compression, unsigned int* flag_a
                unsigned int* zero_3) {
     *zero_3 = 0;  // answered even for a file that fails
     InputFile file;
-    if (Error error = file.open(name); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(file.open(name));
     cineon_buffer buffer{};
-    if (Error error = read_smpte_header(file, buffer); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(read_smpte_header(file, buffer));
     const cineon_header& header = buffer.header;
     *compression = 0;
     *flag_a = *flag_b = 1;
@@ -170,9 +150,7 @@ int inq_dpx_type_fn_(void* bytes, int length, const char* name, std::int64_t /*r
         return code(Error::none);
     }
     raw_dpx_header header{};
-    if (Error error = file.read_record(header); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(file.read_record(header));
     // One byte, so its byte order does not matter; and the process-wide words stay as they are.
     answer(probed_kind(header.image.elements[0].descriptor), kind, is_this_format);
     return code(Error::none);

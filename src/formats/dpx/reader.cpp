@@ -68,11 +68,8 @@ Error load_lines(InputFile& file, const Picture& picture, Layout layout, Colour1
             region.skip_lines = static_cast<std::uint64_t>(picture.lines - right);
             region.skip_pixels = static_cast<std::uint64_t>(picture.pixels_per_line - top);
         }
-        if (Error error =
-                unpack_ten_bit_lines(file, region, colour, matte, rectangle, picture.orientation);
-            failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(
+            unpack_ten_bit_lines(file, region, colour, matte, rectangle, picture.orientation));
     }
     return file.close();
 }
@@ -82,46 +79,32 @@ Error load_lines(InputFile& file, const Picture& picture, Layout layout, Colour1
 Error load_dpx(const char* name, Colour16 colour, Matte16 matte, const Rectangle& rectangle,
                int file_x, int file_y) {
     InputFile file;
-    if (Error error = file.open(name); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.open(name));
     auto* header = new_last_header<raw_dpx_header>(TRELLIS_TYPE_DPX);
     if (header == nullptr) {
         return Error::allocation;
     }
     DpxFields fields{};
-    if (Error error = read_dpx_header(file, *header, fields); failed(error)) {
-        return error;
-    }
-    if (Error error = seek_image(file, fields.image_offset); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(read_dpx_header(file, *header, fields));
+    TRELLIS_TRY(seek_image(file, fields.image_offset));
     leave_in_host_order(header->image.orientation, fields.orientation);
     Picture picture{};
-    if (Error error = fields.picture(picture); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(fields.picture(picture));
     return load_lines(file, picture, layout_of(fields), colour, matte, rectangle, file_x, file_y);
 }
 
 Error load_smpte(const char* name, Colour16 colour, Matte16 matte, const Rectangle& rectangle,
                  int file_x, int file_y) {
     InputFile file;
-    if (Error error = file.open(name); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.open(name));
     auto* buffer = new_last_header<cineon_buffer>(TRELLIS_TYPE_CINEON);
     if (buffer == nullptr) {
         return Error::allocation;
     }
-    if (Error error = read_smpte_header(file, *buffer); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(read_smpte_header(file, *buffer));
     // The image follows the user data, wherever the header says that it starts.
     const cineon_header& header = buffer->header;
-    if (Error error = seek_image(file, file.position() + header.file.user_length); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(seek_image(file, file.position() + header.file.user_length));
     return load_lines(file, picture_of(header), layout_of(header), colour, matte, rectangle, file_x,
                       file_y);
 }

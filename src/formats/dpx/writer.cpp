@@ -15,13 +15,8 @@ namespace {
 Error save_lines(OutputFile& file, unsigned int orientation_number, Colour16 colour, Matte16 matte,
                  const Rectangle& rectangle, Mode mode) {
     Orientation orientation{};
-    if (Error error = parse_orientation(orientation_number, orientation); failed(error)) {
-        return error;
-    }
-    if (Error error = pack_ten_bit_lines(file, colour, matte, rectangle, mode, orientation);
-        failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(parse_orientation(orientation_number, orientation));
+    TRELLIS_TRY(pack_ten_bit_lines(file, colour, matte, rectangle, mode, orientation));
     return file.close();
 }
 
@@ -31,9 +26,7 @@ Error save_dpx(const char* name, Colour16 colour, Matte16 matte, const Rectangle
                Mode mode) {
     const TimeText time(dpx_time_pattern);
     OutputFile file;
-    if (Error error = file.create(name); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.create(name));
     auto* header = held_last_header<dpx_header>(TRELLIS_TYPE_DPX);
     if (header == nullptr) {
         header = new_last_header<dpx_header>(TRELLIS_TYPE_DPX);
@@ -43,12 +36,8 @@ Error save_dpx(const char* name, Colour16 colour, Matte16 matte, const Rectangle
         *header = default_dpx_header(name, time);
     }
     set_dpx_save_fields(*header, name, time, rectangle, mode);
-    if (Error error = file.write_record(*header); failed(error)) {
-        return error;
-    }
-    if (Error error = file.flush(); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.write_record(*header));
+    TRELLIS_TRY(file.flush());
     const std::uint16_t orientation = header->generic.image.orientation;
     leave_in_host_order(header->generic.image.orientation, orientation);
     return save_lines(file, orientation, colour, matte, rectangle, mode);
@@ -58,9 +47,7 @@ Error save_smpte(const char* name, Colour16 colour, Matte16 matte, const Rectang
                  Mode mode) {
     const TimeText date(cineon_date_pattern);
     OutputFile file;
-    if (Error error = file.create(name); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.create(name));
     auto* buffer = held_last_header<cineon_buffer>(TRELLIS_TYPE_CINEON);
     if (buffer == nullptr) {
         buffer = new_last_header<cineon_buffer>(TRELLIS_TYPE_CINEON);
@@ -71,15 +58,9 @@ Error save_smpte(const char* name, Colour16 colour, Matte16 matte, const Rectang
     }
     cineon_header& header = buffer->header;
     set_cineon_save_fields(header, name, date, rectangle, mode);
-    if (Error error = file.write_record(header); failed(error)) {
-        return error;
-    }
-    if (Error error = write_catalogue(file, colour, matte, rectangle); failed(error)) {
-        return error;
-    }
-    if (Error error = file.flush(); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.write_record(header));
+    TRELLIS_TRY(write_catalogue(file, colour, matte, rectangle));
+    TRELLIS_TRY(file.flush());
     return save_lines(file, header.image.orientation, colour, matte, rectangle, mode);
 }
 

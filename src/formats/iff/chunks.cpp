@@ -21,15 +21,11 @@ Error read_small(InputFile& file, Record& record) {
 
 Error read_iff_chunk_header(InputFile& file, Forms forms, Chunk& chunk) {
     iff_chunk_header header{};
-    if (Error error = read_small(file, header); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(read_small(file, header));
     chunk = {header.tag, header.size, file.position()};
     if (chunk.tag == form_tag && forms == Forms::entered) {
         be32 type;
-        if (Error error = read_small(file, type); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(read_small(file, type));
         // A form too small for its own type wraps to a size that leads out of any file.
         chunk = {type, header.size - std::uint32_t{sizeof type}, file.position()};
     }
@@ -41,16 +37,10 @@ Error skip_chunk(InputFile& file, const Chunk& chunk) {
 }
 
 Error find_chunk(InputFile& file, Forms forms, std::uint32_t wanted, Chunk& chunk) {
-    if (Error error = read_iff_chunk_header(file, forms, chunk); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(read_iff_chunk_header(file, forms, chunk));
     while (chunk.tag != wanted) {
-        if (Error error = skip_chunk(file, chunk); failed(error)) {
-            return error;
-        }
-        if (Error error = read_iff_chunk_header(file, forms, chunk); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(skip_chunk(file, chunk));
+        TRELLIS_TRY(read_iff_chunk_header(file, forms, chunk));
     }
     return Error::none;
 }

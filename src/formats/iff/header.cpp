@@ -9,19 +9,13 @@ Error read_header_data(InputFile& file, const Chunk& chunk, maya_header& header)
 
 Error read_maya_header(InputFile& file, maya_header& header) {
     Chunk chunk{};
-    if (Error error = read_iff_chunk_header(file, Forms::entered, chunk); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(read_iff_chunk_header(file, Forms::entered, chunk));
     // A bare chunk of this name serves as well as a form.
     if (chunk.tag != picture_tag) {
         return Error::unsupported;
     }
-    if (Error error = find_chunk(file, Forms::entered, header_tag, chunk); failed(error)) {
-        return error;
-    }
-    if (Error error = read_header_data(file, chunk, header); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(find_chunk(file, Forms::entered, header_tag, chunk));
+    TRELLIS_TRY(read_header_data(file, chunk, header));
     return skip_chunk(file, chunk);
 }
 

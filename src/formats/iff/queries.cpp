@@ -31,9 +31,7 @@ unsigned int kind_of(const maya_header& header) {
 
 Error open_and_read_header(const char* name, maya_header& header) {
     InputFile file;
-    if (Error error = file.open(name); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.open(name));
     Error result = read_maya_header(file, header);
     if (Error error = file.close(); failed(error)) {
         result = error;
@@ -47,9 +45,7 @@ Error find_header(InputFile& file, maya_header& header) {
         return Error::read;
     }
     Chunk chunk{};
-    if (Error error = find_chunk(file, Forms::closed, header_tag, chunk); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(find_chunk(file, Forms::closed, header_tag, chunk));
     return read_header_data(file, chunk, header);
 }
 
@@ -87,9 +83,7 @@ int info_maya(const char* name, unsigned int* compression, unsigned int* flag_a,
               unsigned int* zero_3) {
     *zero_3 = 0;
     maya_header header{};
-    if (Error error = open_and_read_header(name, header); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(open_and_read_header(name, header));
     *compression = header.compression;
     *flag_a = *flag_b = *image_offset = *deep = *zero_1 = *zero_2 = 0;
     *kind = kind_of(header);
@@ -101,9 +95,7 @@ int info_maya(const char* name, unsigned int* compression, unsigned int* flag_a,
 
 int size_maya(const char* name, unsigned int* width, unsigned int* height) {
     maya_header header{};
-    if (Error error = open_and_read_header(name, header); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(open_and_read_header(name, header));
     *width = static_cast<unsigned int>(header.width);
     *height = static_cast<unsigned int>(header.height);
     return code(Error::none);

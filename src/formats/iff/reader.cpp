@@ -33,24 +33,18 @@ class TileReader {
         const unsigned int count = header_.tiles;
         for (unsigned int k = 0; k < count;) {
             Chunk chunk{};
-            if (Error error = read_iff_chunk_header(file_, Forms::entered, chunk); failed(error)) {
-                return error;
-            }
+            TRELLIS_TRY(read_iff_chunk_header(file_, Forms::entered, chunk));
             // Depths may stand among the tiles, and nothing else.
             if (chunk.tag == tile_tag) {
                 const float done = static_cast<float>(k) / static_cast<float>(count);
-                if (Error error = load_tile(chunk, done); failed(error)) {
-                    return error;
-                }
+                TRELLIS_TRY(load_tile(chunk, done));
                 ++k;
             } else if (chunk.tag != depth_tag) {
                 return Error::read;
             }
             // What follows the last tile need not even be there.
             if (k < count) {
-                if (Error error = skip_chunk(file_, chunk); failed(error)) {
-                    return error;
-                }
+                TRELLIS_TRY(skip_chunk(file_, chunk));
             }
         }
         return Error::none;
@@ -62,9 +56,7 @@ class TileReader {
         if (chunk.size < sizeof corners) {
             return Error::read;
         }
-        if (Error error = file_.read_record(corners); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(file_.read_record(corners));
         occaisional_update_progress_trellis_(done);
         const Rectangle tile{corners.x0, corners.y0, corners.x1, corners.y1};
         if (tile.empty()) {
@@ -142,9 +134,7 @@ class TileReader {
         const Rows rows = {static_cast<std::uint64_t>(visible.y0 - tile.y0) * pitch,
                            static_cast<std::uint64_t>(visible.height()) * pitch,
                            static_cast<std::uint64_t>(tile.y1 - visible.y1) * pitch};
-        if (Error error = decode_planes(size, rows); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(decode_planes(size, rows));
         const auto column = static_cast<std::size_t>(visible.x0 - tile.x0);
         destination_.store(decoded_planes(rows.visible, pitch).from(column, 0), visible);
         return Error::none;
@@ -161,23 +151,13 @@ class TileReader {
     Error decode_planes(std::uint64_t code_size, const Rows& rows) {
         const std::uint64_t needed = header_.channels() * rows.visible;
         if (planes_.size() < needed) {
-            if (Error error = planes_.allocate(needed); failed(error)) {
-                return error;
-            }
+            TRELLIS_TRY(planes_.allocate(needed));
         }
         TileCode code(file_, code_size);
         for (std::size_t plane = 0; plane < header_.channels(); ++plane) {
-            if (Error error = code.skip(rows.before); failed(error)) {
-                return error;
-            }
-            if (Error error =
-                    code.decode(planes_.span().subspan(plane * rows.visible, rows.visible));
-                failed(error)) {
-                return error;
-            }
-            if (Error error = code.skip(rows.after); failed(error)) {
-                return error;
-            }
+            TRELLIS_TRY(code.skip(rows.before));
+            TRELLIS_TRY(code.decode(planes_.span().subspan(plane * rows.visible, rows.visible)));
+            TRELLIS_TRY(code.skip(rows.after));
         }
         return code.at_packet_end() ? Error::none : Error::read;
     }
@@ -212,13 +192,9 @@ class TileReader {
 Error load_picture(InputFile& file, const Buffers& buffers, const Rectangle& rectangle, int file_x,
                    int file_y) {
     maya_header header{};
-    if (Error error = read_maya_header(file, header); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(read_maya_header(file, header));
     Chunk bitmap{};
-    if (Error error = find_chunk(file, Forms::entered, bitmap_tag, bitmap); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(find_chunk(file, Forms::entered, bitmap_tag, bitmap));
     const Destination destination(buffers, header, rectangle, file_x, file_y);
     return TileReader(file, header, destination).load();
 }
@@ -228,9 +204,7 @@ Error load_picture(InputFile& file, const Buffers& buffers, const Rectangle& rec
 Error read_maya_pic(const char* name, const Buffers& buffers, const Rectangle& rectangle,
                     int file_x, int file_y) {
     InputFile file;
-    if (Error error = file.open(name); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.open(name));
     Error result = load_picture(file, buffers, rectangle, file_x, file_y);
     if (Error error = file.close(); failed(error)) {
         result = error;

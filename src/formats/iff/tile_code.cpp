@@ -18,9 +18,7 @@ Error TileCode::pass(std::uint64_t count, std::uint8_t* to) {
         Decoded done = pass_whole_packets(count, to);
         if (done.written == 0) {
             // The next packet is longer than `count`, or the last call has left a part of it.
-            if (Error error = open_packet(); failed(error)) {
-                return error;
-            }
+            TRELLIS_TRY(open_packet());
             done = pass_in_packet(count, to);
             if (done.written == 0) {
                 return Error::read;

@@ -99,13 +99,8 @@ struct CodedPlanes {
 Error code_planes(const Picture& picture, CodedPlanes& coded) {
     const auto area = static_cast<std::size_t>(picture.area());
     Block<std::uint8_t> plane;
-    if (Error error = plane.allocate(area); failed(error)) {
-        return error;
-    }
-    if (Error error = coded.room.allocate(static_cast<std::uint64_t>(picture.raw_size()));
-        failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(plane.allocate(area));
+    TRELLIS_TRY(coded.room.allocate(static_cast<std::uint64_t>(picture.raw_size())));
     // The alpha plane comes last here, though first in the file: where code is given up, colours
     // are mostly the reason, and the rest need not be tried.
     const bool present[4] = {!!picture.matte, !!picture.colour, !!picture.colour, !!picture.colour};
@@ -134,9 +129,7 @@ Error code_planes(const Picture& picture, CodedPlanes& coded) {
 
 Error write_code(OutputFile& file, const CodedPlanes& coded) {
     for (const std::span<const std::uint8_t> plane : coded.planes) {
-        if (Error error = file.write(plane.data(), plane.size()); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(file.write(plane.data(), plane.size()));
     }
     return Error::none;
 }
@@ -172,9 +165,7 @@ Error write_raw(OutputFile& file, const Picture& picture, bool announce) {
         if (announce) {
             announce_row(picture, y);
         }
-        if (Error error = write_raw_row(file, picture, y); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(write_raw_row(file, picture, y));
     }
     return Error::none;
 }
@@ -213,15 +204,9 @@ Error write_heads(OutputFile& file, const Picture& picture, int compress, std::t
         sizeof head - sizeof head.picture.chunk + padded(banner_size) +
         offsetof(tile_head, bitmap) + sizeof tile.bitmap.chunk + bitmap_size);
 
-    if (Error error = file.write_record(head); failed(error)) {
-        return error;
-    }
-    if (Error error = file.write(banner, banner_size); failed(error)) {
-        return error;
-    }
-    if (Error error = file.write_zeros(padded(banner_size) - banner_size); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.write_record(head));
+    TRELLIS_TRY(file.write(banner, banner_size));
+    TRELLIS_TRY(file.write_zeros(padded(banner_size) - banner_size));
     return file.write_record(tile);
 }
 
@@ -230,23 +215,14 @@ Error write_picture(OutputFile& file, const Picture& picture, int compress) {
     CodedPlanes coded;
     const bool try_code = compress != 0 && picture.channels() > 0;
     if (try_code) {
-        if (Error error = code_planes(picture, coded); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(code_planes(picture, coded));
     }
     const bool is_coded = coded.size() > 0;
     const std::uint64_t size =
         is_coded ? coded.size() : static_cast<std::uint64_t>(picture.raw_size());
-    if (Error error = write_heads(file, picture, compress, now, size); failed(error)) {
-        return error;
-    }
-    if (Error error = is_coded ? write_code(file, coded) : write_raw(file, picture, !try_code);
-        failed(error)) {
-        return error;
-    }
-    if (Error error = file.write_zeros(padded(size) - size); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(write_heads(file, picture, compress, now, size));
+    TRELLIS_TRY(is_coded ? write_code(file, coded) : write_raw(file, picture, !try_code));
+    TRELLIS_TRY(file.write_zeros(padded(size) - size));
     return file.flush();
 }
 
@@ -260,12 +236,8 @@ Error write_maya_pic(const char* name, Colour8 colour, Matte8 matte, const Recta
         return Error::window;
     }
     OutputFile file;
-    if (Error error = file.create(name); failed(error)) {
-        return error;
-    }
-    if (Error error = write_picture(file, picture, compress); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.create(name));
+    TRELLIS_TRY(write_picture(file, picture, compress));
     return file.close();
 }
 

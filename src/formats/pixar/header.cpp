@@ -18,9 +18,7 @@ Error tile_grid(const pixar_header& header, TileGrid& grid) {
 }
 
 Error read_pixar_header(InputFile& file, pixar_header& header) {
-    if (Error error = file.read_record(header); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.read_record(header));
     return header.has_magic() ? Error::none : Error::magic;
 }
 

@@ -118,17 +118,13 @@ Error RowDecoder::decode_packets(std::span<Pixel> row) {
     }
     while (!row.empty()) {
         const std::uint8_t* bytes = nullptr;
-        if (Error error = take(PacketHeader::size, bytes); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(take(PacketHeader::size, bytes));
         const PacketHeader packet = PacketHeader::from_bytes(bytes[0], bytes[1]);
         if (packet.type > PacketType::matte_run) {
             return Error::unsupported;
         }
         if (packet.type == PacketType::fill) {
-            if (Error error = fill(); failed(error)) {
-                return error;
-            }
+            TRELLIS_TRY(fill());
             continue;
         }
         const bool one_matte =
@@ -136,9 +132,7 @@ Error RowDecoder::decode_packets(std::span<Pixel> row) {
         const PixelCode& pixel_code = one_matte ? colour_code_ : code_;
         std::uint8_t matte = 0;
         if (one_matte) {
-            if (Error error = take(pixel_code.sample_size(), bytes); failed(error)) {
-                return error;
-            }
+            TRELLIS_TRY(take(pixel_code.sample_size(), bytes));
             matte = pixel_code.sample(bytes);
         }
         std::size_t covered = 0;
@@ -234,9 +228,7 @@ Error RowDecoder::fill() {
 Error RowDecoder::end_packet() {
     if (block_used_ == block_size_ - 1) {
         const std::uint8_t* padding = nullptr;
-        if (Error error = take(1, padding); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(take(1, padding));
     }
     if (block_used_ >= block_size_ - 1) {
         block_used_ = 0;
@@ -258,9 +250,7 @@ Error RowDecoder::take(std::size_t size, const std::uint8_t*& bytes) {
 Error RowEncoder::encode(std::span<const Pixel> row) {
     while (!row.empty()) {
         const Packet packet = form_packet(row);
-        if (Error error = write(packet); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(write(packet));
         row = row.subspan(packet.pixels);
     }
     return Error::none;
@@ -322,18 +312,12 @@ Error RowEncoder::write(const Packet& packet) {
     if (end > block_size - PacketHeader::size && end != block_size) {
         // The fill packet's count field repeats that of the packet which it keeps waiting.
         const PacketHeader filler = {packet.header.count, PacketType::fill};
-        if (Error error = file_.write_record(filler.bytes()); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(file_.write_record(filler.bytes()));
         const std::size_t rest = block_size - block_used_ - PacketHeader::size;
-        if (Error error = file_.write_zeros(rest); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(file_.write_zeros(rest));
         block_used_ = 0;
     }
-    if (Error error = file_.write_record(packet.header.bytes()); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file_.write_record(packet.header.bytes()));
     block_used_ = (block_used_ + packet.size) % block_size;
     return file_.write(body_.data(), packet.size - PacketHeader::size);
 }

@@ -19,9 +19,7 @@ bool plausible_side(int side) {
 
 Error open_and_read_header(const char* name, pixar_header& header) {
     InputFile file;
-    if (Error error = file.open(name); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.open(name));
     return read_pixar_header(file, header);
 }
 
@@ -62,9 +60,7 @@ int inq_pixar_type_fn(void* bytes, int length, const char* /*name*/, std::int64_
 
 int size_pixar(const char* name, unsigned int* width, unsigned int* height) {
     pixar_header header{};
-    if (Error error = open_and_read_header(name, header); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(open_and_read_header(name, header));
     *width = extended(header.width);
     *height = extended(header.height);
     return code(Error::none);
@@ -76,9 +72,7 @@ int info_pixar(const char* name, unsigned int* compression, unsigned int* flag_a
                unsigned int* zero_2, unsigned int* width, unsigned int* height,
                unsigned int* /*zero_3: this query has always left the last out alone*/) {
     pixar_header header{};
-    if (Error error = open_and_read_header(name, header); failed(error)) {
-        return code(error);
-    }
+    TRELLIS_TRY_CODE(open_and_read_header(name, header));
     *flag_a = *flag_b = *image_offset = *zero_1 = *zero_2 = 0;
 
     // Any four channels are a cutout and any three an image, as far as this query goes.

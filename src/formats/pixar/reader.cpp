@@ -20,9 +20,7 @@ Error read_tile_pointers(InputFile& file, const TileGrid& grid, Block<tile_point
     if (count > file.size() / sizeof(tile_pointer)) {
         return Error::read;
     }
-    if (Error error = table.allocate(count); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(table.allocate(count));
     return file.read(table.data(), table.size() * sizeof(tile_pointer));
 }
 
@@ -42,9 +40,7 @@ bool overlap(const Rectangle& a, const Rectangle& b) {
 Error load_tile(RowDecoder& decoder, const Rectangle& tile, const Rectangle& wanted,
                 const Colour8& colour, const Matte8& matte) {
     Block<Pixel> space;
-    if (Error error = space.allocate(static_cast<std::uint64_t>(tile.width())); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(space.allocate(static_cast<std::uint64_t>(tile.width())));
     const std::int64_t first = std::max(wanted.x0, tile.x0);
     const std::int64_t last = std::min(wanted.x1, tile.x1);
     const auto count = static_cast<std::size_t>(std::max<std::int64_t>(0, last - first + 1));
@@ -74,23 +70,15 @@ Error load_tile(RowDecoder& decoder, const Rectangle& tile, const Rectangle& wan
 Error load_pixar(const char* name, Colour8 colour, Matte8 matte, const Rectangle& rectangle,
                  int file_x, int file_y, std::uint16_t& format) {
     InputFile file;
-    if (Error error = file.open(name); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.open(name));
     pixar_header header{};
-    if (Error error = read_pixar_header(file, header); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(read_pixar_header(file, header));
     format = header.format;
 
     TileGrid grid{};
-    if (Error error = tile_grid(header, grid); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(tile_grid(header, grid));
     Block<tile_pointer> table;
-    if (Error error = read_tile_pointers(file, grid, table); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(read_tile_pointers(file, grid, table));
 
     RowDecoder decoder(file, header);
     const std::int64_t origin_x = rectangle.x0 - std::abs(std::int64_t{file_x});
@@ -110,12 +98,8 @@ Error load_pixar(const char* name, Colour8 colour, Matte8 matte, const Rectangle
             if (!overlap(tile, rectangle)) {
                 continue;
             }
-            if (Error error = file.seek(pointer.offset); failed(error)) {
-                return error;
-            }
-            if (Error error = load_tile(decoder, tile, rectangle, colour, matte); failed(error)) {
-                return error;
-            }
+            TRELLIS_TRY(file.seek(pointer.offset));
+            TRELLIS_TRY(load_tile(decoder, tile, rectangle, colour, matte));
         }
     }
     return Error::none;

@@ -81,10 +81,7 @@ Error write_row(OutputFile& file, RowEncoder& encoder, const pixar_header& heade
 Error write_rows(OutputFile& file, const pixar_header& header, const Rectangle& rectangle,
                  const Colour8& colour, const Matte8& matte) {
     Block<Pixel> space;
-    if (Error error = space.allocate(static_cast<std::uint64_t>(rectangle.width()));
-        failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(space.allocate(static_cast<std::uint64_t>(rectangle.width())));
     RowEncoder encoder(file, channel_count(header.format));
     for (std::int64_t k = rectangle.height() - 1; k >= 0; --k) {
         occaisional_update_progress_trellis_(static_cast<float>(rectangle.height() - k) /
@@ -95,46 +92,30 @@ Error write_rows(OutputFile& file, const pixar_header& header, const Rectangle& 
             .matte = matte.pixel(rectangle.x0, y),
             .next_colour = colour.pixel(rectangle.x0, std::max(y - 1, rectangle.y0)),
         };
-        if (Error error = write_row(file, encoder, header, from, space.span()); failed(error)) {
-            return error;
-        }
+        TRELLIS_TRY(write_row(file, encoder, header, from, space.span()));
     }
     return Error::none;
 }
 
 Error write_picture(OutputFile& file, const pixar_header& header, const Rectangle& rectangle,
                     const Colour8& colour, const Matte8& matte) {
-    if (Error error = file.write_record(header); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.write_record(header));
     // The table goes out empty first, so that a save which fails half-way leaves an absent tile.
     const std::uint64_t table_position = file.position();
     tile_pointer tile{};
-    if (Error error = write_tile_pointers(file, {&tile, 1}); failed(error)) {
-        return error;
-    }
-    if (Error error = pad_to_block(file, header); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(write_tile_pointers(file, {&tile, 1}));
+    TRELLIS_TRY(pad_to_block(file, header));
     const std::uint64_t offset = file.position();
-    if (Error error = write_rows(file, header, rectangle, colour, matte); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(write_rows(file, header, rectangle, colour, matte));
     const std::uint64_t length = file.position() - offset;
     if (length >= UINT32_MAX) {
         return Error::write;  // the table cannot tell it
     }
     tile.offset = static_cast<std::uint32_t>(offset);
     tile.length = static_cast<std::uint32_t>(length);
-    if (Error error = pad_to_block(file, header); failed(error)) {
-        return error;
-    }
-    if (Error error = file.seek(table_position); failed(error)) {
-        return error;
-    }
-    if (Error error = write_tile_pointers(file, {&tile, 1}); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(pad_to_block(file, header));
+    TRELLIS_TRY(file.seek(table_position));
+    TRELLIS_TRY(write_tile_pointers(file, {&tile, 1}));
     return file.flush();
 }
 
@@ -147,9 +128,7 @@ Error save_pixar(const char* name, Colour8 colour, Matte8 matte, const Rectangle
         return Error::window;
     }
     OutputFile file;
-    if (Error error = file.create(name); failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(file.create(name));
     const pixar_header header = make_header(rectangle, compress, format);
     return write_picture(file, header, rectangle, colour, matte);
 }
