@@ -1,32 +1,58 @@
 #include "frame/file.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
+#include <utility>
 
 namespace trellis {
 
 namespace {
 
-// What a pipe or device is believed to hold.
+// What a pipe is taken to hold.
 constexpr std::uint64_t unknown_size = 1024 * 1024;
 
-// C streams without a buffer of their own: ours is the only one, so every transfer is as large as
-// we make it and every failure shows at the call that caused it.
-std::FILE* open_unbuffered(const char* name, const char* mode) {
-    std::FILE* file = name == nullptr ? nullptr : std::fopen(name, mode);
-    if (file != nullptr) {
-        std::setvbuf(file, nullptr, _IONBF, 0);
+constexpr mode_t everyone_may_read_and_write = 0666;  // as far as the user's mask allows
+
+// A call that a signal has interrupted did nothing yet, and is made again.
+template <class Call>
+auto uninterrupted(Call call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        result = call();
     }
-    return file;
+    return result;
 }
 
-Error close_stream(std::FILE*& file) {
-    std::FILE* closing = file;
-    file = nullptr;
-    return closing == nullptr || std::fclose(closing) == 0 ? Error::none : Error::close;
+// Programs that the host starts while a file is open do not inherit it.
+int open_file(const char* name, int flags) {
+    if (name == nullptr) {
+        return no_file;
+    }
+    return uninterrupted(
+        [&] { return ::open(name, flags | O_CLOEXEC, everyone_may_read_and_write); });
+}
+
+// An interrupted close has closed the file all the same; a second one might hit a file that another
+// thread has opened since.
+Error close_file(int& file) {
+    const int closing = std::exchange(file, no_file);
+    const bool closed = closing == no_file || ::close(closing) == 0 || errno == EINTR;
+    return closed ? Error::none : Error::close;
+}
+
+// Of a regular file the status has it; block devices and their like are asked where they end.
+std::uint64_t size_of(int file) {
+    struct stat status {};
+    if (fstat(file, &status) == 0 && S_ISREG(status.st_mode)) {
+        return static_cast<std::uint64_t>(status.st_size);
+    }
+    const off_t end = lseek(file, 0, SEEK_END);
+    return end >= 0 ? static_cast<std::uint64_t>(end) : unknown_size;
 }
 
 }  // namespace
@@ -37,19 +63,17 @@ InputFile::~InputFile() {
 
 Error InputFile::open(const char* name) {
     TRELLIS_TRY(buffer_.allocate(input_buffer_size));
-    file_ = open_unbuffered(name, "r");
-    if (file_ == nullptr) {
+    file_ = open_file(name, O_RDONLY);
+    if (file_ == no_file) {
         return Error::open;
     }
-    struct stat status {};
-    const bool is_regular = fstat(fileno(file_), &status) == 0 && S_ISREG(status.st_mode);
-    size_ = is_regular ? static_cast<std::uint64_t>(status.st_size) : unknown_size;
-    can_seek_ = ftello(file_) >= 0;
+    size_ = size_of(file_);
+    can_seek_ = lseek(file_, 0, SEEK_SET) == 0;
     return Error::none;
 }
 
 Error InputFile::close() {
-    return close_stream(file_);
+    return close_file(file_);
 }
 
 Error InputFile::seek(std::uint64_t position) {
@@ -67,35 +91,46 @@ Error InputFile::seek(std::uint64_t position) {
 }
 
 // Where a file can seek, reads name their place: moving about in it takes no call.
-std::size_t InputFile::fetch(std::uint64_t position, void* destination, std::size_t size) {
-    if (!can_seek_) {
-        return std::fread(destination, 1, size, file_);
-    }
-    std::size_t got = 0;
-    while (got < size) {
-        const ssize_t more = pread(fileno(file_), static_cast<char*>(destination) + got, size - got,
-                                   static_cast<off_t>(position + got));
-        if (more <= 0) {
+Error InputFile::fetch(std::uint64_t position, void* destination, std::size_t size,
+                       std::size_t& got) {
+    auto* bytes = static_cast<char*>(destination);
+    for (got = 0; got < size;) {
+        const ssize_t more = uninterrupted([&] {
+            return can_seek_
+                       ? pread(file_, bytes + got, size - got, static_cast<off_t>(position + got))
+                       : ::read(file_, bytes + got, size - got);
+        });
+        if (more < 0) {
+            return Error::read;
+        }
+        if (more == 0) {
             break;
         }
         got += static_cast<std::size_t>(more);
     }
-    return got;
+    return Error::none;
+}
+
+Error InputFile::read_what_is_there(void* destination, std::size_t size, std::size_t& got) {
+    got = std::min(size, last_ - first_);
+    if (got > 0) {
+        std::memcpy(destination, &buffer_[first_], got);
+        consume(got);
+    }
+    if (got == size) {
+        return Error::none;
+    }
+    std::size_t more = 0;
+    const Error error = fetch(position_, static_cast<char*>(destination) + got, size - got, more);
+    position_ += more;
+    got += more;
+    return error;
 }
 
 Error InputFile::read(void* destination, std::size_t size) {
-    const std::size_t from_buffer = std::min(size, last_ - first_);
-    if (from_buffer > 0) {
-        std::memcpy(destination, &buffer_[first_], from_buffer);
-        consume(from_buffer);
-    }
-    const std::size_t rest = size - from_buffer;
-    if (rest == 0) {
-        return Error::none;
-    }
-    const std::size_t got = fetch(position_, static_cast<char*>(destination) + from_buffer, rest);
-    position_ += got;
-    return got == rest ? Error::none : Error::read;
+    std::size_t got = 0;
+    TRELLIS_TRY(read_what_is_there(destination, size, got));
+    return got == size ? Error::none : Error::read;
 }
 
 std::span<const std::uint8_t> InputFile::window(std::size_t wanted, std::size_t read_ahead) {
@@ -105,7 +140,11 @@ std::span<const std::uint8_t> InputFile::window(std::size_t wanted, std::size_t 
         }
         last_ -= first_;
         first_ = 0;
-        last_ += fetch(position_ + last_, &buffer_[last_], std::max(wanted, read_ahead) - last_);
+        std::size_t more = 0;
+        // What a failing read leaves out is missing like what lies behind the end.
+        static_cast<void>(
+            fetch(position_ + last_, &buffer_[last_], std::max(wanted, read_ahead) - last_, more));
+        last_ += more;
     }
     return {buffer_.data() + first_, last_ - first_};
 }
@@ -116,12 +155,21 @@ OutputFile::~OutputFile() {
 
 Error OutputFile::create(const char* name) {
     TRELLIS_TRY(buffer_.allocate(output_buffer_size));
-    file_ = open_unbuffered(name, "w");
-    return file_ == nullptr ? Error::open : Error::none;
+    file_ = open_file(name, O_WRONLY | O_CREAT | O_TRUNC);
+    return file_ == no_file ? Error::open : Error::none;
 }
 
 Error OutputFile::write_through(const void* source, std::size_t size) {
-    return std::fwrite(source, 1, size, file_) == size ? Error::none : Error::write;
+    const auto* bytes = static_cast<const char*>(source);
+    while (size > 0) {
+        const ssize_t written = uninterrupted([&] { return ::write(file_, bytes, size); });
+        if (written <= 0) {
+            return Error::write;
+        }
+        bytes += written;
+        size -= static_cast<std::size_t>(written);
+    }
+    return Error::none;
 }
 
 Error OutputFile::flush() {
@@ -141,12 +189,12 @@ Error OutputFile::pass_on_units() {
 }
 
 Error OutputFile::close() {
-    return close_stream(file_);
+    return close_file(file_);
 }
 
 Error OutputFile::seek(std::uint64_t position) {
     TRELLIS_TRY(flush());
-    if (position > INT64_MAX || fseeko(file_, static_cast<off_t>(position), SEEK_SET) != 0) {
+    if (position > INT64_MAX || lseek(file_, static_cast<off_t>(position), SEEK_SET) < 0) {
         return Error::seek;
     }
     position_ = position;

@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <span>
 
 #include "frame/error.h"
@@ -24,6 +23,8 @@ inline constexpr std::size_t output_unit = 16 * 1024;
 /// The most that a caller gets of it at once.
 inline constexpr std::size_t output_room = 64 * 1024;
 
+inline constexpr int no_file = -1;
+
 /// A file open for reading. Closed by scope, or by close() where the format reports a failing
 /// close.
 class InputFile {
@@ -36,8 +37,8 @@ class InputFile {
     Error open(const char* name);
     Error close();
 
-    /// The size of a regular file. Pipes and devices cannot tell theirs; they are believed to hold
-    /// as much as a small file, so that no header on them can ask for much memory.
+    /// How many bytes the file holds. Pipes cannot say; they are taken to hold as much as a small
+    /// file, so that no header on them can ask for much memory.
     std::uint64_t size() const { return size_; }
     std::uint64_t position() const { return position_; }
     std::uint64_t remaining() const { return size_ > position_ ? size_ - position_ : 0; }
@@ -49,14 +50,19 @@ class InputFile {
     /// Reads exactly `size` bytes, else Error::read.
     Error read(void* destination, std::size_t size);
 
+    /// Reads `size` bytes, or as many as there are before the end of the file: `got` says how many.
+    /// Error::read is a failing device, never a short file.
+    Error read_what_is_there(void* destination, std::size_t size, std::size_t& got);
+
     template <class Record>
     Error read_record(Record& record) {
         return read(&record, sizeof record);
     }
 
     /// The bytes that come next, read ahead into the buffer: at least `wanted` of them (at most
-    /// input_buffer_size), fewer only where the file ends. `read_ahead` says how many to fetch when
-    /// they are not there yet; a caller that is about to move elsewhere asks for few.
+    /// input_buffer_size), fewer only where the file ends or cannot be read. `read_ahead` says how
+    /// many to fetch when they are not there yet; a caller that is about to move elsewhere asks for
+    /// few.
     std::span<const std::uint8_t> window(std::size_t wanted,
                                          std::size_t read_ahead = input_buffer_size);
 
@@ -67,9 +73,9 @@ class InputFile {
     }
 
   private:
-    std::size_t fetch(std::uint64_t position, void* destination, std::size_t size);
+    Error fetch(std::uint64_t position, void* destination, std::size_t size, std::size_t& got);
 
-    std::FILE* file_ = nullptr;
+    int file_ = no_file;
     std::uint64_t size_ = 0;
     bool can_seek_ = false;
     std::uint64_t position_ = 0;  // of the next byte that the caller gets
@@ -115,7 +121,7 @@ class OutputFile {
     Error write_through(const void* source, std::size_t size);
     Error pass_on_units();
 
-    std::FILE* file_ = nullptr;
+    int file_ = no_file;
     std::uint64_t position_ = 0;  // of the next byte that the caller gives
     Block<std::uint8_t> buffer_;
     std::size_t used_ = 0;

@@ -2,9 +2,10 @@
 
 // Temporary memory of one call, freed by scope.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <new>
+#include <cstdlib>
 #include <span>
 #include <type_traits>
 
@@ -14,15 +15,15 @@ namespace trellis {
 
 /// An array of plain values on the heap. Nothing throws: a failed allocation is Error::allocation.
 template <class T>
-requires std::is_trivially_copyable_v<T>
-class Block {
+requires(std::is_trivially_copyable_v<T> && alignof(T) <= alignof(std::max_align_t)) class Block {
   public:
     Block() = default;
     Block(const Block&) = delete;
     Block& operator=(const Block&) = delete;
-    ~Block() { delete[] data_; }
+    ~Block() { std::free(data_); }
 
-    /// Replaces the contents by `count` zero values.
+    /// Replaces the contents by `count` zero values. Of a large block, pages that nobody touches
+    /// cost nothing.
     Error allocate_zeroed(std::uint64_t count) { return take(count, true); }
 
     /// Replaces the contents by `count` values that the caller writes before reading.
@@ -30,7 +31,7 @@ class Block {
 
     /// Gives the memory back.
     void release() {
-        delete[] data_;
+        std::free(data_);
         data_ = nullptr;
         size_ = 0;
     }
@@ -48,7 +49,8 @@ class Block {
             return Error::allocation;
         }
         const auto n = static_cast<std::size_t>(count);
-        data_ = zeroed ? new (std::nothrow) T[n]() : new (std::nothrow) T[n];
+        const std::size_t bytes = std::max<std::size_t>(n, 1) * sizeof(T);  // null is a failure
+        data_ = static_cast<T*>(zeroed ? std::calloc(bytes, 1) : std::malloc(bytes));
         if (data_ == nullptr) {
             return Error::allocation;
         }

@@ -52,7 +52,7 @@ Error start_preview(const Size& size, Preview& preview) {
         return Error::write;
     }
     TRELLIS_TRY(preview.resize(static_cast<std::uint64_t>(count)));
-    std::ranges::fill(preview.pixels.span(), MinipicPixel{});
+    std::fill_n(preview.pixels.data(), preview.pixels.size(), MinipicPixel{});
     preview.record = {
         .header_size = sizeof(mpc_record),
         .width = static_cast<int>(size.width),
@@ -96,7 +96,8 @@ Error write_file(minipic_state& state) {
     TRELLIS_TRY(file.create(side_name.data()));
     TRELLIS_TRY(file.write_record(state.header));
     TRELLIS_TRY(write_preview(file, state.first));
-    return write_preview(file, state.second);
+    TRELLIS_TRY(write_preview(file, state.second));
+    return file.close();
 }
 
 Error write_minipic(const char* name, const PictureBuffers& buffers, const Rectangle& picture,

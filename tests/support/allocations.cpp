@@ -1,65 +1,91 @@
-// Counts what the library allocates, and lets it run out of memory on demand: all of its memory
-// comes through the form of new[] that returns null instead of throwing.
+// Counts what the library allocates for one call, and lets it run out of memory on demand. The linker
+// hands the calls of malloc, calloc and free in the library's objects to the functions here (--wrap);
+// operator new, which the tests use, lies in a library of its own and is not concerned.
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdlib>
-#include <new>
-#include <utility>
+#include <mutex>
+#include <unordered_map>
 
 #include "support/support.h"
 
 namespace {
 
-std::size_t live = 0;
-std::size_t highest = 0;
-int until_failure = -1;  // allocations that still succeed; -1: all of them
+struct Counter {
+    std::mutex mutex;
+    std::unordered_map<void*, std::size_t> blocks;
+    std::size_t live = 0;
+    std::size_t highest = 0;
+    int until_failure = -1;  // allocations that still succeed; -1: all of them
+};
 
-// In front of every block: its size, on an alignment that fits everything.
-constexpr std::size_t prefix = alignof(std::max_align_t);
-
-}  // namespace
-
-void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-    if (until_failure == 0) { return nullptr; }
-    if (until_failure > 0) { --until_failure; }
-    auto* block = static_cast<char*>(std::malloc(size + prefix));
-    if (block == nullptr) { return nullptr; }
-    *reinterpret_cast<std::size_t*>(block) = size;
-    live += size;
-    highest = std::max(highest, live);
-    return block + prefix;
+Counter& counter() {
+    static auto& counter = *new Counter;  // blocks are freed until the process ends
+    return counter;
 }
 
-void* operator new[](std::size_t size) {
-    const int library_only = std::exchange(until_failure, -1);
-    void* block = operator new[](size, std::nothrow);
-    until_failure = library_only;
-    if (block == nullptr) { throw std::bad_alloc(); }
-    return block;
+bool may_allocate() {
+    const std::lock_guard lock(counter().mutex);
+    int& left = counter().until_failure;
+    if (left == 0) { return false; }
+    if (left > 0) { --left; }
+    return true;
 }
 
-void operator delete[](void* memory) noexcept {
-    if (memory != nullptr) {
-        char* block = static_cast<char*>(memory) - prefix;
-        live -= *reinterpret_cast<std::size_t*>(block);
-        std::free(block);
+void forget(void* block) {
+    Counter& c = counter();
+    const std::lock_guard lock(c.mutex);
+    if (const auto found = c.blocks.find(block); found != c.blocks.end()) {
+        c.live -= std::min(c.live, found->second);
+        c.blocks.erase(found);
     }
 }
 
-void operator delete[](void* memory, std::size_t /*size*/) noexcept { operator delete[](memory); }
+void* remember(void* block, std::size_t size) {
+    Counter& c = counter();
+    const std::lock_guard lock(c.mutex);
+    if (block != nullptr) {
+        c.blocks[block] = size;
+        c.live += size;
+        c.highest = std::max(c.highest, c.live);
+    }
+    return block;
+}
 
-void operator delete[](void* memory, const std::nothrow_t& /*tag*/) noexcept { operator delete[](memory); }
+}  // namespace
+
+extern "C" {
+void* __real_malloc(std::size_t size);
+void* __real_calloc(std::size_t count, std::size_t size);
+void __real_free(void* block);
+
+void* __wrap_malloc(std::size_t size) { return may_allocate() ? remember(__real_malloc(size), size) : nullptr; }
+
+void* __wrap_calloc(std::size_t count, std::size_t size) {
+    return may_allocate() ? remember(__real_calloc(count, size), count * size) : nullptr;
+}
+
+void __wrap_free(void* block) {
+    forget(block);
+    __real_free(block);
+}
+}
 
 namespace support {
 
 void start_counting_memory() {
-    live = 0;
-    highest = 0;
+    const std::lock_guard lock(counter().mutex);
+    counter().live = counter().highest = 0;
 }
 
-std::size_t most_memory() { return highest; }
+std::size_t most_memory() {
+    const std::lock_guard lock(counter().mutex);
+    return counter().highest;
+}
 
-void fail_allocations_after(int count) { until_failure = count; }
+void fail_allocations_after(int count) {
+    const std::lock_guard lock(counter().mutex);
+    counter().until_failure = count;
+}
 
 }  // namespace support
