@@ -38,6 +38,11 @@ class BufferView {
     BufferView() = default;
     BufferView(Memory* origin, int pitch) : origin_(static_cast<Sample*>(origin)), pitch_(pitch) {}
 
+    /// A buffer that may be written may also be read.
+    operator BufferView<const Sample, channels>() const requires(!std::is_const_v<Sample>) {
+        return {origin_, pitch_};
+    }
+
     explicit operator bool() const { return origin_ != nullptr; }
 
     /// The first sample of pixel (x, y); null without a buffer.
@@ -53,6 +58,9 @@ class BufferView {
     }
 
   private:
+    friend class BufferView<std::remove_const_t<Sample>, channels>;
+    BufferView(Sample* origin, std::int64_t pitch) : origin_(origin), pitch_(pitch) {}
+
     Sample* origin_ = nullptr;
     std::int64_t pitch_ = 0;
 };
@@ -63,5 +71,13 @@ using Cutout8 = Colour8;                        // the spare byte holds the matt
 using Cutout16 = BufferView<std::uint16_t, 4>;  // matte, blue, green, red
 using Matte8 = BufferView<std::uint8_t, 1>;
 using Matte16 = BufferView<std::uint16_t, 1>;
+
+// The same for buffers that are only read.
+using ColourSource8 = BufferView<const std::uint8_t, 4>;
+using ColourSource16 = BufferView<const std::uint16_t, 3>;
+using CutoutSource8 = ColourSource8;
+using CutoutSource16 = BufferView<const std::uint16_t, 4>;
+using MatteSource8 = BufferView<const std::uint8_t, 1>;
+using MatteSource16 = BufferView<const std::uint16_t, 1>;
 
 }  // namespace trellis

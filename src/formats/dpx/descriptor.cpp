@@ -9,6 +9,7 @@
 #include "formats/dpx/queries.h"
 #include "formats/dpx/reader.h"
 #include "formats/dpx/writer.h"
+#include "frame/slots.h"
 
 namespace {
 
@@ -19,43 +20,30 @@ using dpx::Mode;
 using Load = Error (*)(const char*, Colour16, Matte16, const Rectangle&, int, int);
 using Save = Error (*)(const char*, Colour16, Matte16, const Rectangle&, Mode);
 
-template <Load load>
-int load_pic(const char* name, void* rgb, int pitch, int x0, int y0, int x1, int y1, int file_x,
-             int file_y) {
-    return code(load(name, Colour16(rgb, pitch), Matte16(), {x0, y0, x1, y1}, file_x, file_y));
+template <Load load_film>
+Error load(const char* name, const LoadRequest& request) {
+    return load_film(name, Colour16(request.colour, request.colour_pitch),
+                     Matte16(request.matte, request.matte_pitch), request.rectangle, request.file_x,
+                     request.file_y);
 }
 
-template <Load load>
-int load_cut(const char* name, void* rgb, int pitch, void* alpha, int alpha_pitch, int x0, int y0,
-             int x1, int y1, int file_x, int file_y) {
-    return code(load(name, Colour16(rgb, pitch), Matte16(alpha, alpha_pitch), {x0, y0, x1, y1},
-                     file_x, file_y));
-}
-
-template <Load load>
-int load_mask(const char* name, void* mask, int pitch, int x0, int y0, int x1, int y1, int file_x,
-              int file_y) {
-    return code(load(name, Colour16(), Matte16(mask, pitch), {x0, y0, x1, y1}, file_x, file_y));
+constexpr Mode mode_of(trellis_kind kind) {
+    switch (kind) {
+        case TRELLIS_KIND_MASK:
+            return Mode::mask;
+        case TRELLIS_KIND_CUTOUT:
+            return Mode::cutout;
+        default:
+            return Mode::picture;
+    }
 }
 
 // The formats have no compressed storage.
-template <Save save>
-int save_pic(const char* name, void* rgb, int pitch, int x0, int y0, int x1, int y1,
-             int /*compress*/) {
-    return code(save(name, Colour16(rgb, pitch), Matte16(), {x0, y0, x1, y1}, Mode::picture));
-}
-
-template <Save save>
-int save_cut(const char* name, void* rgb, int pitch, void* alpha, int alpha_pitch, int x0, int y0,
-             int x1, int y1, int /*compress*/) {
-    return code(save(name, Colour16(rgb, pitch), Matte16(alpha, alpha_pitch), {x0, y0, x1, y1},
-                     Mode::cutout));
-}
-
-template <Save save>
-int save_mask(const char* name, void* mask, int pitch, int x0, int y0, int x1, int y1,
-              int /*compress*/) {
-    return code(save(name, Colour16(), Matte16(mask, pitch), {x0, y0, x1, y1}, Mode::mask));
+template <Save save_film>
+Error save(const char* name, const SaveRequest& request) {
+    return save_film(name, Colour16(request.colour, request.colour_pitch),
+                     Matte16(request.matte, request.matte_pitch), request.rectangle,
+                     mode_of(request.kind));
 }
 
 int load_dpx_catalogue(const char* /*name*/, void* /*buffer*/, int /*capacity*/,
@@ -64,56 +52,46 @@ int load_dpx_catalogue(const char* /*name*/, void* /*buffer*/, int /*capacity*/,
     return code(Error::no_catalogue);
 }
 
-int depth_supported(int buffer_type) {
-    return buffer_type == 1 ? 1 : 0;
+template <Load load_film, Save save_film>
+constexpr pic_format film_format(pic_format format) {
+    using Loads = LoadSlots<load<load_film>>;
+    using Saves = SaveSlots<save<save_film>>;
+    format.load_pic_fn = Loads::pic;
+    format.save_pic_fn = Saves::pic;
+    format.load_cut_fn = Loads::cut;
+    format.save_cut_fn = Saves::cut;
+    format.load_mask_fn = Loads::mask;
+    format.save_mask_fn = Saves::mask;
+    format.depth_supported_fn = is_native_depth<1>;
+    return format;
 }
 
-constexpr FormatDescription dpx_description = {
-    .type = TRELLIS_TYPE_DPX,
-    .ext = "dpx",
-    .ext2 = "dpx",
-    .long_name = "DPX(10bit)",
-    .code_string = "DPX",
-    .load_pic_fn = load_pic<dpx::load_dpx>,
-    .save_pic_fn = save_pic<dpx::save_dpx>,
-    .load_cut_fn = load_cut<dpx::load_dpx>,
-    .save_cut_fn = save_cut<dpx::save_dpx>,
-    .size_pic_fn = dpx::size_dpx,
-    .load_mask_fn = load_mask<dpx::load_dpx>,
-    .save_mask_fn = save_mask<dpx::save_dpx>,
-    .size_mask_fn = dpx::size_dpx,
-    .load_cat_fn = load_dpx_catalogue,
-    .depth_supported_fn = depth_supported,
-    .inq_type_fn = inq_dpx_type_fn_,
-    .info_fn = dpx::info_dpx,
-};
+constexpr pic_format dpx_format = [] {
+    pic_format format = film_format<dpx::load_dpx, dpx::save_dpx>(
+        name_format(TRELLIS_TYPE_DPX, "dpx", "dpx", "DPX(10bit)", "DPX"));
+    format.size_pic_fn = format.size_mask_fn = dpx::size_dpx;
+    format.load_cat_fn = load_dpx_catalogue;
+    format.inq_type_fn = inq_dpx_type_fn_;
+    format.info_fn = dpx::info_dpx;
+    return format;
+}();
 
-constexpr FormatDescription cineon_description = {
-    .type = TRELLIS_TYPE_CINEON,
-    .ext = "cin",
-    .ext2 = "cin",
-    .long_name = "Kodak(10bit)",
-    .code_string = "SMPTE",
-    .load_pic_fn = load_pic<dpx::load_smpte>,
-    .save_pic_fn = save_pic<dpx::save_smpte>,
-    .load_cut_fn = load_cut<dpx::load_smpte>,
-    .save_cut_fn = save_cut<dpx::save_smpte>,
-    .size_pic_fn = dpx::size_smpte,
-    .load_mask_fn = load_mask<dpx::load_smpte>,
-    .save_mask_fn = save_mask<dpx::save_smpte>,
-    .size_mask_fn = dpx::size_smpte,
-    .load_cat_fn = dpx::load_smpte_catalogue,
-    .depth_supported_fn = depth_supported,
-    .inq_type_fn = inq_smpte_type_fn,
-    .info_fn = dpx::info_smpte,
-};
+constexpr pic_format cineon_format = [] {
+    pic_format format = film_format<dpx::load_smpte, dpx::save_smpte>(
+        name_format(TRELLIS_TYPE_CINEON, "cin", "cin", "Kodak(10bit)", "SMPTE"));
+    format.size_pic_fn = format.size_mask_fn = dpx::size_smpte;
+    format.load_cat_fn = dpx::load_smpte_catalogue;
+    format.inq_type_fn = inq_smpte_type_fn;
+    format.info_fn = dpx::info_smpte;
+    return format;
+}();
 
 }  // namespace
 
 void init_dpx_pic_(pic_format* format) {
-    fill_descriptor(*format, dpx_description);
+    fill_descriptor(*format, dpx_format);
 }
 
 void init_smpte_pic_(pic_format* format) {
-    fill_descriptor(*format, cineon_description);
+    fill_descriptor(*format, cineon_format);
 }
