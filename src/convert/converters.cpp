@@ -6,14 +6,14 @@
 #include "convert/cutout.h"
 #include "convert/depth.h"
 #include "convert/layouts.h"
-#include "convert/mask.h"
-#include "convert/premultiply.h"
 #include "frame/raster.h"
+#include "pixels/kernels.h"
 
 namespace {
 
 using namespace trellis;
 using namespace trellis::convert;
+using pixels::kernels;
 
 constexpr int depth_16 = 1;  // every other depth is 8-bit
 
@@ -34,14 +34,14 @@ const Sample* as(const void* buffer) {
 template <class Cutout, class Matte>
 int insert_mattes(Cutout cutout, Matte matte, const Rectangle& at) {
     each_row(matte.from(at.x0, at.y0), cutout.from(at.x0, at.y0), {at.width(), at.height()},
-             [](const auto* from, auto* to, std::size_t count) { insert_matte(from, to, count); });
+             kernels().shapes<typename Cutout::Sample>().insert_matte);
     return 0;
 }
 
 template <class Cutout, class Matte>
 int extract_mattes(Cutout cutout, Matte matte, const Rectangle& at) {
     each_row(cutout.from(at.x0, at.y0), matte.from(at.x0, at.y0), {at.width(), at.height()},
-             [](const auto* from, auto* to, std::size_t count) { extract_matte(from, to, count); });
+             kernels().shapes<typename Cutout::Sample>().extract_matte);
     return 0;
 }
 
@@ -67,11 +67,11 @@ int copy_and_convert_cut_buffer_trellis(int width, int height, int from_type, co
 int rgb_and_a_to_cut_convert_trellis(int depth, const void* colour, const void* matte, void* cutout,
                                      int count) {
     if (depth == depth_16) {
-        join_cutout(as<std::uint16_t>(colour), as<std::uint16_t>(matte), as<std::uint16_t>(cutout),
-                    pixel_count(count));
+        kernels().words.join(as<std::uint16_t>(colour), as<std::uint16_t>(matte),
+                             as<std::uint16_t>(cutout), pixel_count(count));
     } else {
-        join_cutout(as<std::uint8_t>(colour), as<std::uint8_t>(matte), as<std::uint8_t>(cutout),
-                    pixel_count(count));
+        kernels().bytes.join(as<std::uint8_t>(colour), as<std::uint8_t>(matte),
+                             as<std::uint8_t>(cutout), pixel_count(count));
     }
     return 0;
 }
@@ -90,18 +90,22 @@ int cut_to_rgb_and_a_convert_trellis(int depth, void* colour, void* matte, const
 
 int rgb_to_mask_convert_trellis(int depth, const void* colour, void* mask, int count) {
     if (depth == depth_16) {
-        colour_to_mask(as<std::uint16_t>(colour), as<std::uint16_t>(mask), pixel_count(count));
+        kernels().words.colour_to_mask(as<std::uint16_t>(colour), as<std::uint16_t>(mask),
+                                       pixel_count(count));
     } else {
-        colour_to_mask(as<std::uint8_t>(colour), as<std::uint8_t>(mask), pixel_count(count));
+        kernels().bytes.colour_to_mask(as<std::uint8_t>(colour), as<std::uint8_t>(mask),
+                                       pixel_count(count));
     }
     return 0;
 }
 
 int mask_to_rgb_convert_trellis(int depth, void* colour, const void* mask, int count) {
     if (depth == depth_16) {
-        mask_to_colour(as<std::uint16_t>(mask), as<std::uint16_t>(colour), pixel_count(count));
+        kernels().words.mask_to_colour(as<std::uint16_t>(mask), as<std::uint16_t>(colour),
+                                       pixel_count(count));
     } else {
-        mask_to_colour(as<std::uint8_t>(mask), as<std::uint8_t>(colour), pixel_count(count));
+        kernels().bytes.mask_to_colour(as<std::uint8_t>(mask), as<std::uint8_t>(colour),
+                                       pixel_count(count));
     }
     return 0;
 }
@@ -129,13 +133,13 @@ int from16_rgba_trellis(void* rgba, int pitch, void* matte, int matte_pitch, int
 int reformat_old_cut_8bit_buff(void* cutout, int pitch, int width, int height) {
     const Cutout8 buffer(cutout, pitch);
     each_row(buffer, buffer, {width, height},
-             [](auto* row, auto*, std::size_t count) { unpremultiply(row, count); });
+             [](auto* row, auto*, std::size_t count) { kernels().unpremultiply(row, count); });
     return 0;
 }
 
 int reformat_new_cut_8bit_buff(void* cutout, int pitch, int width, int height) {
     const Cutout8 buffer(cutout, pitch);
     each_row(buffer, buffer, {width, height},
-             [](auto* row, auto*, std::size_t count) { premultiply(row, count); });
+             [](auto* row, auto*, std::size_t count) { kernels().premultiply(row, count); });
     return 0;
 }

@@ -8,6 +8,7 @@
 #include "convert/cutout.h"
 #include "convert/slot_call.h"
 #include "frame/error.h"
+#include "pixels/kernels.h"
 
 namespace {
 
@@ -104,7 +105,8 @@ class CutCall {
     template <class Sample>
     void join_as(void* pixels) {
         auto* samples = static_cast<Sample*>(pixels);
-        join_cutout(samples, static_cast<const Sample*>(matte()), samples, call_.pixels());
+        pixels::kernels().shapes<Sample>().join(samples, static_cast<const Sample*>(matte()),
+                                                samples, call_.pixels());
     }
 
     template <class Sample>

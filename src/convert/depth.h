@@ -9,16 +9,6 @@
 
 namespace trellis::convert {
 
-/// 0 to 255 becomes 0 to 16383: v × 64 with the two highest bits repeated below.
-constexpr std::uint16_t widened(std::uint8_t v) {
-    return static_cast<std::uint16_t>(v * 64 + v / 4);
-}
-
-/// The highest eight of 14 bits. A sample above 16383 wraps.
-constexpr std::uint8_t narrowed(std::uint16_t w) {
-    return static_cast<std::uint8_t>(w >> 6);
-}
-
 /// Convert the extent's pixels from the origin of one view to the origin of the other. Between
 /// colour buffers the three colours are converted, and the spare byte is neither read nor written;
 /// between cutout buffers all four samples.

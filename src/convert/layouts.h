@@ -1,30 +1,11 @@
 #pragma once
 
-// How pixels are laid out at the two depths. A cutout pixel is four samples at either depth: matte,
-// blue, green, red. A colour pixel is the same with a spare byte for the matte when its samples are
-// 8-bit, and the three colours alone when they are 16-bit.
+// Rectangles that two views share.
 
 #include <cstddef>
 #include <cstdint>
 
 namespace trellis::convert {
-
-template <class Sample>
-struct Layout;
-
-template <>
-struct Layout<std::uint8_t> {
-    static constexpr std::size_t colour_samples = 4;
-    static constexpr std::size_t first_colour = 1;
-    static constexpr std::uint8_t opaque = 255;
-};
-
-template <>
-struct Layout<std::uint16_t> {
-    static constexpr std::size_t colour_samples = 3;
-    static constexpr std::size_t first_colour = 0;
-    static constexpr std::uint16_t opaque = 16383;  // 16-bit samples have 14 significant bits
-};
 
 /// How many pixels a conversion covers.
 struct Extent {

@@ -3,9 +3,9 @@
 
 #include "trellis/convert.h"
 
-#include "convert/mask.h"
 #include "convert/slot_call.h"
 #include "frame/error.h"
+#include "pixels/kernels.h"
 
 namespace {
 
@@ -38,20 +38,20 @@ class MaskCall {
     void mask_from_colour() {
         if (call_.slot_is_wide()) {
             each_row(Colour16(colour(), call_.width()), mask_view<Matte16>(), call_.extent(),
-                     colour_to_mask<std::uint16_t>);
+                     pixels::kernels().words.colour_to_mask);
         } else {
             each_row(Colour8(colour(), call_.width()), mask_view<Matte8>(), call_.extent(),
-                     colour_to_mask<std::uint8_t>);
+                     pixels::kernels().bytes.colour_to_mask);
         }
     }
 
     void colour_from_mask() {
         if (call_.slot_is_wide()) {
             each_row(mask_view<Matte16>(), Colour16(colour(), call_.width()), call_.extent(),
-                     mask_to_colour<std::uint16_t>);
+                     pixels::kernels().words.mask_to_colour);
         } else {
             each_row(mask_view<Matte8>(), Colour8(colour(), call_.width()), call_.extent(),
-                     mask_to_colour<std::uint8_t>);
+                     pixels::kernels().bytes.mask_to_colour);
         }
     }
 

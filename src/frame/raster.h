@@ -28,11 +28,12 @@ constexpr Rectangle intersection(const Rectangle& a, const Rectangle& b) {
 
 /// A host's buffer: `channels` samples a pixel, rows `pitch` pixels apart, pixel (0, 0) at origin.
 /// A view without an origin stands for a buffer that the host did not give.
-template <class Sample, int channels>
+template <class SampleType, int channels>
 class BufferView {
-    using Memory = std::conditional_t<std::is_const_v<Sample>, const void, void>;
+    using Memory = std::conditional_t<std::is_const_v<SampleType>, const void, void>;
 
   public:
+    using Sample = SampleType;
     static constexpr std::size_t pixel_bytes = sizeof(Sample) * channels;
 
     BufferView() = default;
@@ -44,6 +45,9 @@ class BufferView {
     }
 
     explicit operator bool() const { return origin_ != nullptr; }
+
+    /// From a row to the next.
+    std::int64_t pitch_bytes() const { return pitch_ * static_cast<std::int64_t>(pixel_bytes); }
 
     /// The first sample of pixel (x, y); null without a buffer.
     Sample* pixel(std::int64_t x, std::int64_t y) const {

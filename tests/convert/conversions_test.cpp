@@ -9,9 +9,8 @@
 #include "trellis/convert.h"
 
 #include "convert/depth.h"
-#include "convert/mask.h"
-#include "frame/cpu.h"
 #include "frame/raster.h"
+#include "pixels/kernels.h"
 #include "support/support.h"
 
 namespace {
@@ -87,19 +86,17 @@ void check(const Buffers<Sample>& buffers, Call call, Rule rule) {
         buffers, buffers, [=](auto&, auto& got) { call(got, got.pixel(0, 0)); }, rule);
 }
 
-/// Runs `body` for every width, with the vector kernels and without.
+/// Runs `body` for every width, with every table of kernels.
 template <class Body>
 void every_width(Body body) {
-    ASSERT_TRUE(use_avx2()) << "this machine cannot run the vector kernels";
-    for (const bool vectors : {true, false}) {
-        allow_vector_kernels(vectors);
+    for (const pixels::Kernels* kernels : pixels::back_ends()) {
+        pixels::use_kernels(*kernels);
         for (int i = 0; i <= 68; ++i) {
             const int width = i == 68 ? 1100 : i;  // more than two of the blocks that cutouts are split in
-            SCOPED_TRACE(std::to_string(width) + (vectors ? " with vectors" : " plain"));
+            SCOPED_TRACE(std::to_string(width) + " " + kernels->name);
             body(width);
         }
     }
-    allow_vector_kernels(true);
 }
 
 u16 converted(u8 value) { return static_cast<u16>(value * 64 + value / 4); }

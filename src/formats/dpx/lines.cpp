@@ -1,7 +1,5 @@
 #include "formats/dpx/lines.h"
 
-#include <immintrin.h>
-
 #include <algorithm>
 #include <cstring>
 
@@ -9,6 +7,7 @@
 #include "trellis/settings.h"
 
 #include "frame/memory.h"
+#include "pixels/kernels.h"
 
 namespace trellis::dpx {
 
@@ -18,10 +17,10 @@ namespace {
 // transfer, the less it spends on each.
 constexpr std::uint64_t batch_bytes = 1024 * 1024;
 
-// Columns are turned into rows (and back) this many at a time at least, so that each piece of a row
-// fills a few cache lines; and in steps of this many rows, a cache line of each column.
+// Columns are transposed into rows (and back) this many at a time at least, so that each piece of a
+// row fills a few cache lines; and in steps of this many rows, a cache line of each column.
 constexpr std::uint64_t least_columns = 128;
-constexpr std::size_t turned_rows = 16;
+constexpr std::size_t transposed_rows = 16;
 
 // The rectangle as the file walks through it. Line k of the file is row y1 − k from left to right,
 // or column x1 − k from the top row downward.
@@ -42,50 +41,6 @@ struct Walk {
     std::int64_t lines;
     std::int64_t pixels;
 };
-
-// to[column][row] = from[row][column], in elements of a pixel's size.
-template <std::size_t size>
-void turn(const std::uint8_t* from, std::ptrdiff_t from_pitch, std::uint8_t* to,
-          std::ptrdiff_t to_pitch, std::size_t rows, std::size_t columns) {
-    for (std::size_t row = 0; row < rows; ++row, from += from_pitch, to += size) {
-        std::uint8_t* target = to;
-        for (std::size_t column = 0; column < columns; ++column, target += to_pitch) {
-            std::memcpy(target, from + size * column, size);
-        }
-    }
-}
-
-// The same for words, four by four at a time.
-void turn_words(const std::uint8_t* from, std::ptrdiff_t from_pitch, std::uint8_t* to,
-                std::ptrdiff_t to_pitch, std::size_t rows, std::size_t columns) {
-    const std::size_t even_rows = rows & ~std::size_t{3};
-    const std::size_t even_columns = columns & ~std::size_t{3};
-    for (std::size_t row = 0; row < even_rows; row += 4, from += 4 * from_pitch, to += 16) {
-        for (std::size_t column = 0; column < even_columns; column += 4) {
-            __m128 lines[4];
-            for (std::ptrdiff_t i = 0; i < 4; ++i) {
-                std::memcpy(&lines[i], from + 4 * column + i * from_pitch, 16);
-            }
-            _MM_TRANSPOSE4_PS(lines[0], lines[1], lines[2], lines[3]);
-            for (std::ptrdiff_t i = 0; i < 4; ++i) {
-                std::memcpy(to + (static_cast<std::ptrdiff_t>(column) + i) * to_pitch, &lines[i],
-                            16);
-            }
-        }
-        turn<4>(from + 4 * even_columns, from_pitch,
-                to + static_cast<std::ptrdiff_t>(even_columns) * to_pitch, to_pitch, 4,
-                columns - even_columns);
-    }
-    turn<4>(from, from_pitch, to, to_pitch, rows - even_rows, columns);
-}
-
-void turn_pixels(std::size_t size, const std::uint8_t* from, std::ptrdiff_t from_pitch,
-                 std::uint8_t* to, std::ptrdiff_t to_pitch, std::size_t rows, std::size_t columns) {
-    using Turn = void (*)(const std::uint8_t*, std::ptrdiff_t, std::uint8_t*, std::ptrdiff_t,
-                          std::size_t, std::size_t);
-    constexpr Turn turns[] = {turn<1>, turn<2>, turn<3>, turn_words, turn<5>};
-    turns[size - 1](from, from_pitch, to, to_pitch, rows, columns);
-}
 
 // Packs lines of the walk, `pixels` each, one after the other.
 class LinePacker {
@@ -116,22 +71,22 @@ class LinePacker {
         pack_pixels(mode_, colour_.pixel(x, y), matte_.pixel(x, y), count, bytes);
     }
 
-    // Pieces of rows are packed first, then turned. The leftmost column is the last line.
+    // Pieces of rows are packed first, then transposed. The leftmost column is the last line.
     Error pack_columns(std::int64_t first, std::size_t count, std::uint8_t* lines) {
         const std::size_t piece = count * size_;
-        if (scratch_.size() < turned_rows * piece) {
-            TRELLIS_TRY(scratch_.allocate(turned_rows * piece));
+        if (scratch_.size() < transposed_rows * piece) {
+            TRELLIS_TRY(scratch_.allocate(transposed_rows * piece));
         }
         const std::int64_t left = walk_.rectangle.x1 - first - static_cast<std::int64_t>(count) + 1;
         const auto pitch = static_cast<std::ptrdiff_t>(line_size());
         std::uint8_t* last_line = lines + static_cast<std::ptrdiff_t>(count - 1) * pitch;
         for (std::int64_t y = walk_.rectangle.y1; y >= walk_.rectangle.y0;) {
             std::size_t rows = 0;
-            for (; rows < turned_rows && y >= walk_.rectangle.y0; ++rows, --y) {
+            for (; rows < transposed_rows && y >= walk_.rectangle.y0; ++rows, --y) {
                 pack_row(left, y, count, scratch_.data() + rows * piece);
             }
-            turn_pixels(size_, scratch_.data(), static_cast<std::ptrdiff_t>(piece), last_line,
-                        -pitch, rows, count);
+            pixels::kernels().transpose(size_, scratch_.data(), static_cast<std::ptrdiff_t>(piece),
+                                        last_line, -pitch, rows, count);
             last_line += rows * size_;
         }
         return Error::none;
@@ -201,21 +156,21 @@ class LineUnpacker {
         unpack_pixels(layout_, bytes, count, colour_.pixel(x, y), matte_.pixel(x, y));
     }
 
-    // The lines are turned into pieces of rows first. The leftmost column is the last line.
+    // The lines are transposed into pieces of rows first. The leftmost column is the last line.
     Error unpack_columns(std::int64_t first, std::size_t count, const std::uint8_t* lines,
                          std::ptrdiff_t pitch) {
         const std::size_t size = pixel_size(layout_);
         const std::size_t piece = count * size;
-        if (scratch_.size() < turned_rows * piece) {
-            TRELLIS_TRY(scratch_.allocate(turned_rows * piece));
+        if (scratch_.size() < transposed_rows * piece) {
+            TRELLIS_TRY(scratch_.allocate(transposed_rows * piece));
         }
         const std::int64_t left = walk_.rectangle.x1 - first - static_cast<std::int64_t>(count) + 1;
         const std::uint8_t* last_line = lines + static_cast<std::ptrdiff_t>(count - 1) * pitch;
         for (std::int64_t y = walk_.rectangle.y1; y >= walk_.rectangle.y0;) {
             const auto rows = static_cast<std::size_t>(
-                std::min<std::int64_t>(turned_rows, y - walk_.rectangle.y0 + 1));
-            turn_pixels(size, last_line, -pitch, scratch_.data(),
-                        static_cast<std::ptrdiff_t>(piece), count, rows);
+                std::min<std::int64_t>(transposed_rows, y - walk_.rectangle.y0 + 1));
+            pixels::kernels().transpose(size, last_line, -pitch, scratch_.data(),
+                                        static_cast<std::ptrdiff_t>(piece), count, rows);
             last_line += rows * size;
             for (std::size_t row = 0; row < rows; ++row, --y) {
                 unpack_row(scratch_.data() + row * piece, count, left, y);

@@ -7,26 +7,12 @@
 
 #include "formats/dpx/picture.h"
 #include "frame/raster.h"
+#include "pixels/film_layout.h"
 
 namespace trellis::dpx {
 
-/// How one pixel stands in a file. Codes go from the most significant bit down in the order colour
-/// value 2, 1, 0 (red, green, blue), matte.
-enum class Layout : std::uint8_t {
-    none,             // a bit size that is not decoded: pixels take no bytes
-    mask8,            // the matte in a byte
-    colour8,          // three bytes
-    cutout8,          // four bytes
-    mask10,           // the matte in the upper ten bits of two bytes
-    colour10,         // three codes in the upper thirty bits of four bytes
-    colour10_little,  // the same word in little-endian files
-    cutout10,         // four codes in five bytes
-};
-
-inline constexpr int layout_count = 8;
-
-/// Bytes per pixel.
-std::size_t pixel_size(Layout layout);
+using Layout = pixels::FilmLayout;
+using pixels::pixel_size;
 
 /// The layout that a save uses.
 constexpr Layout saved_layout(Mode mode) {

@@ -7,6 +7,15 @@
 
 namespace trellis::iff {
 
+namespace {
+
+template <class View>
+pixels::ByteRows byte_rows(const View& view, std::int64_t x, std::int64_t y) {
+    return {view.pixel(x, y), static_cast<std::ptrdiff_t>(view.pitch_bytes())};
+}
+
+}  // namespace
+
 Destination::Destination(const Buffers& buffers, const maya_header& header,
                          const Rectangle& rectangle, int file_x, int file_y)
     : deep_(inq_buffer_type_trellis() == 1),
@@ -25,31 +34,40 @@ Destination::Destination(const Buffers& buffers, const maya_header& header,
     }
 }
 
-void Destination::store(const Pixel* pixels, std::size_t count, std::int64_t x,
+void Destination::store(const std::uint8_t* cutout, std::size_t count, std::int64_t x,
                         std::int64_t y) const {
+    const pixels::Kernels& kernels = pixels::kernels();
     x += move_x_;
     y += move_y_;
-    if (deep_) {
-        store_row(pixels, count, colour16_.pixel(x, y), matte16_.pixel(x, y));
-    } else {
-        store_row(pixels, count, colour8_.pixel(x, y), matte8_.pixel(x, y));
+    if (colour16_) {
+        kernels.widen_colours(cutout, colour16_.pixel(x, y), count);
+    }
+    if (matte16_) {
+        kernels.widen_mattes(cutout, matte16_.pixel(x, y), count);
+    }
+    if (colour8_) {
+        kernels.bytes.extract_colours(cutout, colour8_.pixel(x, y), count);
+    }
+    if (matte8_) {
+        kernels.bytes.extract_matte(cutout, matte8_.pixel(x, y), count);
     }
 }
 
-void Destination::store(const Planes& planes, const Rectangle& part) const {
+void Destination::store(const pixels::Planes& planes, const Rectangle& part) const {
     const auto width = static_cast<std::size_t>(part.width());
     const auto height = static_cast<std::size_t>(part.height());
     if (!deep_) {
         const std::int64_t x = part.x0 + move_x_;
         const std::int64_t y = part.y0 + move_y_;
-        store_planes(planes, width, height, colour8_.from(x, y), matte8_.from(x, y));
+        pixels::kernels().store_planes(planes, width, height, byte_rows(colour8_, x, y),
+                                       byte_rows(matte8_, x, y));
         return;
     }
-    std::array<Pixel, piece_pixels> piece;
+    std::array<std::uint8_t, 4 * piece_pixels> piece;
     for (std::size_t y = 0; y < height; ++y) {
         for (std::size_t x = 0; x < width; x += piece_pixels) {
             const std::size_t count = std::min(width - x, piece_pixels);
-            join_planes(planes.from(x, y), count, piece.data());
+            pixels::kernels().join_planes(planes.from(x, y), piece.data(), count);
             store(piece.data(), count, part.x0 + static_cast<std::int64_t>(x),
                   part.y0 + static_cast<std::int64_t>(y));
         }

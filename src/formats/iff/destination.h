@@ -6,11 +6,15 @@
 #include <cstdint>
 
 #include "formats/iff/header.h"
-#include "formats/iff/pixels.h"
 #include "formats/iff/reader.h"
 #include "frame/raster.h"
+#include "pixels/kernels.h"
 
 namespace trellis::iff {
+
+/// Rows are handled in pieces of this many pixels, which stay in the nearest cache between a pass
+/// and the next.
+inline constexpr std::size_t piece_pixels = 1024;
 
 /// Takes pixels by their place in the file's picture. Its rows run upward from the bottom line, as
 /// the host's do.
@@ -22,11 +26,11 @@ class Destination {
     /// The part of the file's picture that is wanted.
     const Rectangle& wanted() const { return wanted_; }
 
-    /// Stores pixels of one row.
-    void store(const Pixel* pixels, std::size_t count, std::int64_t x, std::int64_t y) const;
+    /// Stores 8-bit cutout pixels of one row.
+    void store(const std::uint8_t* cutout, std::size_t count, std::int64_t x, std::int64_t y) const;
 
     /// Stores a rectangle of the picture, whose planes start at its first pixel.
-    void store(const Planes& planes, const Rectangle& part) const;
+    void store(const pixels::Planes& planes, const Rectangle& part) const;
 
   private:
     bool deep_;

@@ -12,11 +12,11 @@
 #include "formats/iff/chunks.h"
 #include "formats/iff/destination.h"
 #include "formats/iff/header.h"
-#include "formats/iff/pixels.h"
 #include "formats/iff/run_length.h"
 #include "formats/iff/tile_code.h"
 #include "frame/file.h"
 #include "frame/memory.h"
+#include "pixels/kernels.h"
 
 namespace trellis::iff {
 
@@ -99,8 +99,7 @@ class TileReader {
                 if (samples.size() < size) {
                     return Error::read;
                 }
-                spread_samples(samples.data(), count);
-                destination_.store(piece_.data(), count, x, y);
+                destination_.store(as_cutout(samples.data(), count), count, x, y);
                 file_.consume(size);
                 x += static_cast<std::int64_t>(count);
             }
@@ -108,17 +107,18 @@ class TileReader {
         return Error::none;
     }
 
-    void spread_samples(const std::uint8_t* samples, std::size_t count) {
+    /// Samples as cutout pixels, whatever channels there are.
+    const std::uint8_t* as_cutout(const std::uint8_t* samples, std::size_t count) {
         switch (header_.channels()) {
             case 4:
-                std::memcpy(piece_.data(), samples, count * sizeof(Pixel));
-                break;
+                return samples;
             case 3:
-                expand_colour(samples, count, piece_.data());
+                pixels::kernels().expand(samples, 1, piece_.data(), count);
                 break;
             default:
-                join_planes({.alpha = samples}, count, piece_.data());
+                pixels::kernels().join_planes({.alpha = samples}, piece_.data(), count);
         }
+        return piece_.data();
     }
 
     Error load_coded(const Rectangle& tile, const Rectangle& visible, std::uint64_t raw_size,
@@ -163,9 +163,9 @@ class TileReader {
     }
 
     // The alpha plane comes first, then blue, green and red.
-    Planes decoded_planes(std::uint64_t size, std::uint64_t pitch) {
+    pixels::Planes decoded_planes(std::uint64_t size, std::uint64_t pitch) {
         const std::uint8_t* next = planes_.data();
-        Planes planes = {.pitch = pitch};
+        pixels::Planes planes = {.pitch = pitch};
         if (header_.has_alpha()) {
             planes.alpha = next;
             next += size;
@@ -186,7 +186,7 @@ class TileReader {
     const maya_header& header_;
     const Destination& destination_;
     Block<std::uint8_t> planes_;  // the visible rows of a coded tile; it grows to the most
-    std::array<Pixel, piece_pixels> piece_;
+    std::array<std::uint8_t, 4 * piece_pixels> piece_;
 };
 
 Error load_picture(InputFile& file, const Buffers& buffers, const Rectangle& rectangle, int file_x,

@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "frame/avx2.h"
-#include "frame/cpu.h"
+#include "pixels/kernels.h"
 
 namespace trellis::iff {
 
@@ -16,10 +15,8 @@ constexpr std::size_t step = 32;
 static_assert(most_covered % step == 0);
 
 void fill_in_steps(std::uint8_t* to, std::size_t count, std::uint8_t value) {
-    const __m128i values = _mm_set1_epi8(static_cast<char>(value));
     for (std::size_t done = 0; done < count; done += step) {
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + done), values);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + done + step / 2), values);
+        std::memset(to + done, value, step);
     }
 }
 
@@ -29,61 +26,14 @@ void copy_in_steps(std::uint8_t* to, std::size_t count, const std::uint8_t* from
     }
 }
 
-// What the coder looks for in the bytes, plainly and with vectors.
-struct PlainSearch {
-    // The first place from `from` on where three equal bytes begin, or `size` if there is none.
-    static std::size_t triple(const std::uint8_t* bytes, std::size_t from, std::size_t size) {
-        for (; from + 2 < size; ++from) {
-            if (bytes[from] == bytes[from + 1] && bytes[from] == bytes[from + 2]) {
-                return from;
-            }
-        }
-        return size;
-    }
-
-    // The first place from `from` on that does not hold `value`, or `size` if there is none.
-    static std::size_t run_end(const std::uint8_t* bytes, std::size_t from, std::size_t size,
-                               std::uint8_t value) {
-        while (from < size && bytes[from] == value) {
-            ++from;
-        }
-        return from;
-    }
-};
-
-struct VectorSearch {
-    TRELLIS_AVX2 static std::size_t triple(const std::uint8_t* bytes, std::size_t from,
-                                           std::size_t size) {
-        // Where one run follows another, as in charts, the processor foresees this.
-        if (from + 2 < size && bytes[from] == bytes[from + 1] && bytes[from] == bytes[from + 2]) {
-            return from;
-        }
-        for (; from + 2 + sizeof(__m256i) <= size; from += sizeof(__m256i)) {
-            const __m256i first = avx2::load(bytes + from);
-            const __m256i equal =
-                _mm256_and_si256(_mm256_cmpeq_epi8(first, avx2::load(bytes + from + 1)),
-                                 _mm256_cmpeq_epi8(first, avx2::load(bytes + from + 2)));
-            const auto mask = static_cast<std::uint32_t>(_mm256_movemask_epi8(equal));
-            if (mask != 0) {
-                return from + static_cast<std::size_t>(__builtin_ctz(mask));
-            }
-        }
-        return PlainSearch::triple(bytes, from, size);
-    }
-
-    TRELLIS_AVX2 static std::size_t run_end(const std::uint8_t* bytes, std::size_t from,
-                                            std::size_t size, std::uint8_t value) {
-        const __m256i values = _mm256_set1_epi8(static_cast<char>(value));
-        for (; from + sizeof(__m256i) <= size; from += sizeof(__m256i)) {
-            const __m256i equal = _mm256_cmpeq_epi8(values, avx2::load(bytes + from));
-            const auto mask = ~static_cast<std::uint32_t>(_mm256_movemask_epi8(equal));
-            if (mask != 0) {
-                return from + static_cast<std::size_t>(__builtin_ctz(mask));
-            }
-        }
-        return PlainSearch::run_end(bytes, from, size, value);
-    }
-};
+// The first place from `from` on where three equal bytes begin, or `size`. Where one run follows
+// another, as in charts, the processor foresees the answer.
+std::size_t find_triple(const pixels::Kernels& kernels, const std::uint8_t* bytes, std::size_t from,
+                        std::size_t size) {
+    const bool at_once =
+        from + 2 < size && bytes[from] == bytes[from + 1] && bytes[from] == bytes[from + 2];
+    return at_once ? from : kernels.find_triple(bytes, from, size);
+}
 
 // The code as it grows. A packet that does not fit makes the rest fail.
 class Code {
@@ -125,32 +75,6 @@ class Code {
     std::span<std::uint8_t> room_;
     std::size_t size_ = 0;
 };
-
-// Always inlined, so that it is compiled for the processor of its caller and takes the search
-// along.
-template <class Search>
-[[gnu::always_inline]] inline std::size_t encode_with(std::span<const std::uint8_t> bytes,
-                                                      std::span<std::uint8_t> room) {
-    Code code(room);
-    const std::size_t size = bytes.size();
-    for (std::size_t i = 0; i < size;) {
-        // Without another triple, all but the last two bytes are literal.
-        const std::size_t triple = Search::triple(bytes.data(), i, size);
-        const std::size_t run =
-            triple < size ? triple : std::max(i, size - std::min<std::size_t>(size, 2));
-        const std::size_t end = Search::run_end(bytes.data(), run, size, bytes[run]);
-        if (!code.append_literal(&bytes[i], run - i) || !code.append_run(bytes[run], end - run)) {
-            return 0;
-        }
-        i = end;
-    }
-    return code.size();
-}
-
-TRELLIS_AVX2 std::size_t encode_avx2(std::span<const std::uint8_t> bytes,
-                                     std::span<std::uint8_t> code) {
-    return encode_with<VectorSearch>(bytes, code);
-}
 
 }  // namespace
 
@@ -207,8 +131,22 @@ Decoded skip_runs(std::span<const std::uint8_t> code, std::uint64_t count) {
     return done;
 }
 
-std::size_t encode_runs(std::span<const std::uint8_t> bytes, std::span<std::uint8_t> code) {
-    return use_avx2() ? encode_avx2(bytes, code) : encode_with<PlainSearch>(bytes, code);
+std::size_t encode_runs(std::span<const std::uint8_t> bytes, std::span<std::uint8_t> room) {
+    const pixels::Kernels& kernels = pixels::kernels();
+    Code code(room);
+    const std::size_t size = bytes.size();
+    for (std::size_t i = 0; i < size;) {
+        // Without another triple, all but the last two bytes are literal.
+        const std::size_t triple = find_triple(kernels, bytes.data(), i, size);
+        const std::size_t run =
+            triple < size ? triple : std::max(i, size - std::min<std::size_t>(size, 2));
+        const std::size_t end = kernels.find_run_end(bytes.data(), run, size, bytes[run]);
+        if (!code.append_literal(&bytes[i], run - i) || !code.append_run(bytes[run], end - run)) {
+            return 0;
+        }
+        i = end;
+    }
+    return code.size();
 }
 
 }  // namespace trellis::iff

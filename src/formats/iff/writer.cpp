@@ -14,11 +14,12 @@
 #include "trellis/settings.h"
 
 #include "formats/iff/chunks.h"
+#include "formats/iff/destination.h"
 #include "formats/iff/header.h"
-#include "formats/iff/pixels.h"
 #include "formats/iff/run_length.h"
 #include "frame/file.h"
 #include "frame/memory.h"
+#include "pixels/kernels.h"
 
 namespace trellis::iff {
 
@@ -81,7 +82,7 @@ void gather_plane(const Picture& picture, std::size_t plane, std::int64_t y, std
     if (plane == 0) {
         std::memcpy(row, picture.matte.pixel(0, y), width);
     } else {
-        extract_plane(picture.colour.pixel(0, y), plane, width, row);
+        pixels::kernels().extract_plane(picture.colour.pixel(0, y), plane, row, width);
     }
 }
 
@@ -150,9 +151,9 @@ Error write_raw_row(OutputFile& file, const Picture& picture, std::int64_t y) {
         }
         const std::uint8_t* colour = picture.colour.pixel(x, y);
         if (picture.matte) {
-            gather_row(colour, picture.matte.pixel(x, y), count, reinterpret_cast<Pixel*>(samples));
+            pixels::kernels().bytes.join(colour, picture.matte.pixel(x, y), samples, count);
         } else {
-            pack_colour(colour, count, samples);
+            pixels::kernels().pack(colour, 1, samples, count);
         }
         file.append(size);
     }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "pixels/fill.h"
+
 namespace trellis::pixar {
 
 namespace {
@@ -162,7 +164,7 @@ Error RowDecoder::decode_packets(std::span<Pixel> row) {
 Error RowDecoder::decode_pixels(const PixelCode& code, std::span<Pixel> pixels) {
     const std::size_t pixel_size = code.pixel_size();
     if (pixel_size == 0) {
-        fill_row(pixels.data(), pixels.size(), Pixel{});
+        pixels::fill(pixels.data(), pixels.size(), Pixel{});
         return Error::none;
     }
     while (!pixels.empty()) {
@@ -200,7 +202,7 @@ Error RowDecoder::decode_runs(const PixelCode& code, std::size_t runs, std::span
             }
             Pixel pixel;
             code.decode(bytes + length_size, 1, &pixel);
-            fill_row(row.data() + covered, length, pixel);
+            pixels::fill(row.data() + covered, length, pixel);
             covered += length;
         }
         file_.consume(in_window * run_size);

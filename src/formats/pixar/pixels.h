@@ -2,11 +2,11 @@
 
 // Pixels between the file's channel order and the host's 8-bit buffers.
 
-#include <emmintrin.h>
-
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+
+#include "pixels/kernels.h"
 
 namespace trellis::pixar {
 
@@ -20,25 +20,15 @@ struct Pixel {
 
 static_assert(sizeof(Pixel) == 4, "a row of pixels has the layout of dumped four-channel samples");
 
-inline bool same(Pixel a, Pixel b) {
-    return std::bit_cast<std::uint32_t>(a) == std::bit_cast<std::uint32_t>(b);
+inline std::uint8_t* bytes_of(Pixel* row) {
+    return reinterpret_cast<std::uint8_t*>(row);
+}
+inline const std::uint8_t* bytes_of(const Pixel* row) {
+    return reinterpret_cast<const std::uint8_t*>(row);
 }
 
-/// Sets `count` pixels to one value. Runs are short, so this is inline and keeps to the vectors
-/// that every x86-64 processor has.
-inline void fill_row(Pixel* row, std::size_t count, Pixel value) {
-    constexpr std::size_t step = 4;
-    if (count < step) {
-        for (std::size_t x = 0; x < count; ++x) {
-            row[x] = value;
-        }
-        return;
-    }
-    const __m128i values = _mm_set1_epi32(std::bit_cast<int>(value));
-    for (std::size_t x = 0; x + step < count; x += step) {
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(row + x), values);
-    }
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(row + count - step), values);
+inline bool same(Pixel a, Pixel b) {
+    return std::bit_cast<std::uint32_t>(a) == std::bit_cast<std::uint32_t>(b);
 }
 
 /// Where a row goes in the host's buffers; either may be null.
@@ -53,7 +43,9 @@ struct RowTarget {
 
 /// Stores a row: bytes 3, 2 and 1 of each colour pixel, whose byte 0 keeps its value, and the matte
 /// bytes.
-void store_row(const Pixel* row, std::size_t count, const RowTarget& to);
+inline void store_row(const Pixel* row, std::size_t count, const RowTarget& to) {
+    pixels::kernels().store_reversed(bytes_of(row), to.colour, to.matte, to.next_colour, count);
+}
 
 /// Where a row comes from: the same for the way out.
 struct RowSource {
@@ -63,10 +55,17 @@ struct RowSource {
 };
 
 /// The reverse. The channels of a null buffer become 0.
-void gather_row(const RowSource& from, std::size_t count, Pixel* row);
+inline void gather_row(const RowSource& from, std::size_t count, Pixel* row) {
+    pixels::kernels().gather_reversed(from.colour, from.matte, from.next_colour, bytes_of(row),
+                                      count);
+}
 
 /// Three-channel samples (red, green, blue bytes) to pixels without matte, and back.
-void expand_rgb(const std::uint8_t* samples, std::size_t count, Pixel* row);
-void pack_rgb(const Pixel* row, std::size_t count, std::uint8_t* samples);
+inline void expand_rgb(const std::uint8_t* samples, std::size_t count, Pixel* row) {
+    pixels::kernels().expand(samples, 0, bytes_of(row), count);
+}
+inline void pack_rgb(const Pixel* row, std::size_t count, std::uint8_t* samples) {
+    pixels::kernels().pack(bytes_of(row), 0, samples, count);
+}
 
 }  // namespace trellis::pixar

@@ -1,12 +1,10 @@
-// The packed layouts: hand-written bytes both ways, and the vector kernels against the plain loops.
+// The packed layouts: hand-written bytes both ways.
 
 #include <gtest/gtest.h>
 
 #include <array>
 
 #include "formats/dpx/film_files.h"
-#include "formats/dpx/ten_bit.h"
-#include "frame/cpu.h"
 
 namespace {
 
@@ -70,42 +68,6 @@ TEST(FilmPixels, PackedBytes) {
             // Buffers that are not there are saved as zero.
             ASSERT_EQ(format->save_cut_fn(name.c_str(), nullptr, 1, nullptr, 1, 0, 0, 0, 0, 0), 0);
             EXPECT_EQ(piece(contents(name), 2048), zeros(image_start(*format) - 2048 + 5));
-        }
-    }
-}
-
-// Whatever the plain loops do, as the tests above have it, the vector kernels do too.
-TEST(FilmPixels, VectorKernelsDoWhatThePlainLoopsDo) {
-    using namespace trellis::dpx;
-    Noise noise(5);
-    for (std::size_t count = 1; count <= 67; ++count) {
-        // Sources end where the row does, so the address sanitizer sees reads beyond.
-        std::vector<std::uint16_t> colour(count * 3);
-        std::vector<std::uint16_t> matte(count);
-        Bytes bytes(count * 5);
-        for (auto& sample : colour) { sample = static_cast<std::uint16_t>(noise.next()); }
-        for (auto& sample : matte) { sample = static_cast<std::uint16_t>(noise.next()); }
-        for (auto& value : bytes) { value = noise.byte(); }
-        for (int given = 0; given < 4; ++given) {
-            const auto if_colour = [&](auto* buffer) { return (given & 1) != 0 ? buffer : nullptr; };
-            const auto if_matte = [&](auto* buffer) { return (given & 2) != 0 ? buffer : nullptr; };
-            std::array<std::vector<Guarded<std::uint8_t>>, 2> packed;
-            std::array<std::vector<FilmBuffers>, 2> unpacked;
-            for (const std::size_t vectors : {0U, 1U}) {
-                trellis::allow_vector_kernels(vectors == 1);
-                for (const Mode mode : {Mode::mask, Mode::picture, Mode::cutout}) {
-                    std::uint8_t* out = packed[vectors].emplace_back(67, 1, 5).data();
-                    pack_pixels(mode, if_colour(colour.data()), if_matte(matte.data()), count, out);
-                }
-                for (int i = 1; i < layout_count; ++i) {
-                    const auto layout = static_cast<Layout>(i);
-                    const std::uint8_t* row = bytes.data() + count * (5 - pixel_size(layout));
-                    FilmBuffers& out = unpacked[vectors].emplace_back(67, 1);
-                    unpack_pixels(layout, row, count, if_colour(out.colour.data()), if_matte(out.matte.data()));
-                }
-            }
-            EXPECT_TRUE(packed[0] == packed[1]) << count << ", " << given;
-            EXPECT_TRUE(unpacked[0] == unpacked[1]) << count << ", " << given;
         }
     }
 }
