@@ -37,7 +37,8 @@ class BufferView {
     static constexpr std::size_t pixel_bytes = sizeof(Sample) * channels;
 
     BufferView() = default;
-    BufferView(Memory* origin, int pitch) : origin_(static_cast<Sample*>(origin)), pitch_(pitch) {}
+    BufferView(Memory* origin, std::int64_t pitch)
+        : origin_(static_cast<Sample*>(origin)), pitch_(pitch) {}
 
     /// A buffer that may be written may also be read.
     operator BufferView<const Sample, channels>() const requires(!std::is_const_v<Sample>) {
@@ -62,9 +63,6 @@ class BufferView {
     }
 
   private:
-    friend class BufferView<std::remove_const_t<Sample>, channels>;
-    BufferView(Sample* origin, std::int64_t pitch) : origin_(origin), pitch_(pitch) {}
-
     Sample* origin_ = nullptr;
     std::int64_t pitch_ = 0;
 };
