@@ -22,7 +22,16 @@ const pic_format& pixar() {
 Cutout& picture(Content content) {
     static Cutout chart = {bench::samples8(Content::chart, 4), bench::samples8(Content::chart, 1)};
     static Cutout noise = {bench::samples8(Content::noise, 4), bench::samples8(Content::noise, 1)};
-    return content == Content::chart ? chart : noise;
+    // A matte is drawn, not photographed.
+    static Cutout photograph = {bench::samples8(Content::photograph, 4), chart.matte};
+    switch (content) {
+        case Content::noise:
+            return noise;
+        case Content::photograph:
+            return photograph;
+        default:
+            return chart;
+    }
 }
 
 bool save(Content content, const std::string& name, bool compress) {
@@ -33,9 +42,8 @@ bool save(Content content, const std::string& name, bool compress) {
 }
 
 std::string saved(benchmark::State& state, Content content, bool compress) {
-    std::string name =
-        bench::path(std::string("pixar") + (content == Content::chart ? "-chart" : "-noise") +
-                    (compress ? "-packets" : "-dumped") + ".pic");
+    std::string name = bench::path(std::string("pixar-") + bench::name(content) +
+                                   (compress ? "-packets" : "-dumped") + ".pic");
     if (!save(content, name, compress)) {
         state.SkipWithError("save failed");
     }
@@ -134,11 +142,10 @@ void pixar_region(benchmark::State& state, int side) {
 }
 
 const int registered = [] {
-    for (const Content content : {Content::chart, Content::noise}) {
+    for (const Content content : bench::contents) {
         for (const bool compress : {false, true}) {
             const std::string suffix =
-                std::string(content == Content::chart ? "/chart" : "/noise") +
-                (compress ? "/packets" : "/dumped");
+                std::string("/") + bench::name(content) + (compress ? "/packets" : "/dumped");
             const auto add = [&](const std::string& name, auto function) {
                 benchmark::RegisterBenchmark((name + suffix).c_str(), function, content, compress)
                     ->Unit(benchmark::kMillisecond);

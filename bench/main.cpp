@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "photograph.h"
 #include "support.h"
 
 namespace {
@@ -40,6 +41,9 @@ double median(std::vector<double>& values) {
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
+    if (!bench::check_photograph()) {
+        return 1;
+    }
     Collector collector;
     benchmark::RunSpecifiedBenchmarks(&collector);
 

@@ -8,6 +8,8 @@
 #include <cstring>
 #include <filesystem>
 
+#include "photograph.h"
+
 namespace bench {
 
 namespace {
@@ -43,22 +45,39 @@ int chart_value(int x, int y, int channel) {
     return ((x / 16 + channel * 32) * 2) & 0xFF;
 }
 
-template <class Sample>
-std::vector<Sample> samples(Content content, int channels, int highest) {
+template <class Sample, class Make>
+std::vector<Sample> fill(int channels, Make make) {
     std::vector<Sample> values(pixels * static_cast<std::size_t>(channels));
-    std::uint32_t state = 1;
     std::size_t i = 0;
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
             for (int c = 0; c < channels; ++c) {
-                state = state * 1664525U + 1013904223U;
-                const int value = content == Content::noise ? static_cast<int>(state >> 16)
-                                                            : chart_value(x, y, c) * highest / 255;
-                values[i++] = static_cast<Sample>(value % (highest + 1));
+                values[i++] = static_cast<Sample>(make(x, y, c));
             }
         }
     }
     return values;
+}
+
+template <class Sample>
+std::vector<Sample> samples(Content content, int channels, int highest) {
+    switch (content) {
+        case Content::noise:
+            return fill<Sample>(channels, [state = 1U, highest](int, int, int) mutable {
+                state = state * 1664525U + 1013904223U;
+                return static_cast<int>(state >> 16) % (highest + 1);
+            });
+        case Content::photograph:
+            // The last channel of a pixel is red.
+            return fill<Sample>(channels, [channels, highest](int x, int y, int channel) {
+                const int from_red = channels - 1 - channel;
+                return photograph_value(x, y, static_cast<std::size_t>(from_red % 3), highest);
+            });
+        default:
+            return fill<Sample>(channels, [highest](int x, int y, int channel) {
+                return chart_value(x, y, channel) * highest / 255;
+            });
+    }
 }
 
 }  // namespace
@@ -66,6 +85,17 @@ std::vector<Sample> samples(Content content, int channels, int highest) {
 std::string path(const std::string& name) {
     static const Directory directory;
     return directory.name + "/" + name;
+}
+
+const char* name(Content content) {
+    switch (content) {
+        case Content::noise:
+            return "noise";
+        case Content::photograph:
+            return "photograph";
+        default:
+            return "chart";
+    }
 }
 
 std::size_t file_size(const std::string& name) {

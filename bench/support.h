@@ -34,8 +34,12 @@ const pic_format& format() {
     return filled;
 }
 
-/// Samples of two kinds of picture: bars and ramps that code well, and noise that does not.
-enum class Content { chart, noise };
+/// Samples of three kinds of picture: bars and ramps that code well, noise that does not, and what
+/// people have. A pixel of four channels is a colour pixel as hosts hold it: a spare one, then
+/// blue, green, red.
+enum class Content { chart, noise, photograph };
+inline constexpr Content contents[] = {Content::chart, Content::noise, Content::photograph};
+const char* name(Content content);
 std::vector<std::uint8_t> samples8(Content content, int channels);
 std::vector<std::uint16_t> samples16(Content content, int channels, int highest);
 

@@ -14,6 +14,11 @@ test_packages=(binutils clang libclang-rt-14-dev libgtest-dev pkg-config)
 # shellcheck disable=SC2034
 peer_packages=(ffmpeg graphicsmagick openimageio-tools)
 
+# What the benchmarks need beyond the build: their framework, and the libraries of other programs
+# that they measure beside ours.
+# shellcheck disable=SC2034
+bench_packages=(libavcodec-dev libbenchmark-dev libgraphicsmagick1-dev libopenimageio-dev pkg-config)
+
 say() {
     printf '\n==> %s\n' "$*"
 }
