@@ -6,7 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <cstddef>
 #include <ctime>
 #include <optional>
 
@@ -32,11 +32,11 @@ Fate fate(Call call) {
 
 bool fails(Call call) { return fate(call) == Fate::failed; }
 
-// A transfer of as many of `size` bytes as it is to have; `failed` is its answer otherwise.
-template <class Result, class Transfer>
-Result transfer(Call call, std::size_t size, Result failed, Transfer bytes) {
+// A transfer of as many of `size` bytes as it is to have.
+template <class Transfer>
+ssize_t transfer(Call call, std::size_t size, Transfer bytes) {
     const Fate its_fate = fate(call);
-    return its_fate == Fate::failed ? failed : bytes(its_fate == Fate::shortened ? (size + 1) / 2 : size);
+    return its_fate == Fate::failed ? -1 : bytes(its_fate == Fate::shortened ? (size + 1) / 2 : size);
 }
 
 template <class Pointer>
@@ -91,49 +91,23 @@ IN_FRONT_OF(void, free, void* block) {
     __real_free(block);
 }
 
-IN_FRONT_OF(std::FILE*, fopen, const char* name, const char* mode) {
-    return faults::fails(Call::open) ? nullptr : faults::counted(__real_fopen(name, mode), now.files);
-}
-
 IN_FRONT_OF(int, open, const char* name, int flags, mode_t mode) {
     const int file = faults::fails(Call::open) ? -1 : __real_open(name, flags, mode);
     now.files += file >= 0 ? 1 : 0;
     return file;
 }
 
-IN_FRONT_OF(std::size_t, fread, void* to, std::size_t item, std::size_t count, std::FILE* file) {
-    return faults::transfer(Call::read, count, std::size_t{0},
-                            [=](std::size_t n) { return __real_fread(to, item, n, file); });
-}
-
 IN_FRONT_OF(ssize_t, read, int file, void* to, std::size_t size) {
-    return faults::transfer(Call::read, size, ssize_t{-1}, [=](std::size_t n) { return __real_read(file, to, n); });
+    return faults::transfer(Call::read, size, [=](std::size_t n) { return __real_read(file, to, n); });
 }
 
 IN_FRONT_OF(ssize_t, pread, int file, void* to, std::size_t size, off_t place) {
-    return faults::transfer(Call::read, size, ssize_t{-1},
-                            [=](std::size_t n) { return __real_pread(file, to, n, place); });
-}
-
-IN_FRONT_OF(std::size_t, fwrite, const void* from, std::size_t item, std::size_t count, std::FILE* file) {
-    return faults::transfer(Call::write, count, std::size_t{0},
-                            [=](std::size_t n) { return __real_fwrite(from, item, n, file); });
+    return faults::transfer(Call::read, size, [=](std::size_t n) { return __real_pread(file, to, n, place); });
 }
 
 IN_FRONT_OF(ssize_t, write, int file, const void* from, std::size_t size) {
-    return faults::transfer(Call::write, size, ssize_t{-1}, [=](std::size_t n) { return __real_write(file, from, n); });
+    return faults::transfer(Call::write, size, [=](std::size_t n) { return __real_write(file, from, n); });
 }
-
-IN_FRONT_OF(ssize_t, pwrite, int file, const void* from, std::size_t size, off_t place) {
-    return faults::transfer(Call::write, size, ssize_t{-1},
-                            [=](std::size_t n) { return __real_pwrite(file, from, n, place); });
-}
-
-IN_FRONT_OF(int, fseeko, std::FILE* file, off_t place, int from) {
-    return faults::fails(Call::seek) ? -1 : __real_fseeko(file, place, from);
-}
-
-IN_FRONT_OF(off_t, ftello, std::FILE* file) { return faults::fails(Call::seek) ? -1 : __real_ftello(file); }
 
 IN_FRONT_OF(off_t, lseek, int file, off_t place, int from) {
     return faults::fails(Call::seek) ? -1 : __real_lseek(file, place, from);
@@ -148,12 +122,6 @@ IN_FRONT_OF(int, fstat, int file, struct stat* status) {
 }
 
 // A close that fails has closed the file.
-IN_FRONT_OF(int, fclose, std::FILE* file) {
-    --now.files;
-    const int result = __real_fclose(file);
-    return faults::fails(Call::close) ? EOF : result;
-}
-
 IN_FRONT_OF(int, close, int file) {
     --now.files;
     const int result = __real_close(file);

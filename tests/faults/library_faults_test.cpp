@@ -219,6 +219,11 @@ const std::vector<int> both = {0, 1};
 // A read ahead that fails does not matter where its bytes are not needed. Pixar files do not report
 // a failing close: all is written and checked before.
 const Codes query = {.read = {0, 1}};
+const Codes probes = {.allocate = {not_recognised},
+                      .open = {not_recognised},
+                      .read = {0, 1, not_recognised},
+                      .seek = {0, not_recognised},
+                      .close = {0}};
 const Codes film_load = {.read = {0, 1}, .seek = {0, 3, 16}};
 const Family pixar = {"Pixar",
                       support::pixar,
@@ -295,8 +300,7 @@ TEST_F(LibraryFaults, Queries) {
         add("information on ", [=, &format](Memory& to) { return information(format, name, to); });
         add("probe of ",
             [=, &format, header = support::contents(name)](Memory&) mutable { return probe(format, name, header); });
-        operations.back().codes = {
-            .open = {not_recognised}, .read = {0, 1, not_recognised}, .seek = {0, not_recognised}, .close = {0}};
+        operations.back().codes = probes;
     });
     try_all(operations);
 }
@@ -320,8 +324,8 @@ TEST_F(LibraryFaults, Wrappers) {
         };
         const auto save = [&](const char* name, auto run) {
             operations.push_back({name + std::to_string(mode),
-                                  [=, &target](Memory&) { return run(target.format, to.c_str(), pictures()); }, family.save,
-                                  to});
+                                  [=, &target](Memory&) { return run(target.format, to.c_str(), pictures()); },
+                                  target.save, to});
         };
         load("load_pic", [=](const pic_format& f, const char* name, Memory& m) {
             return load_pic_fn_convert_trellis(mode, f.load_pic_fn, name, m.colour(), width, 0, 0, x, y, 0, 0);
