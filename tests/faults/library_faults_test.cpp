@@ -401,7 +401,7 @@ TEST_F(LibraryFaults, SideFiles) {
         Memory& m = pictures();
         return write_minipic_trellis(n, m.colour(), m.matte(), m.colour(), 30, 0, 0, 29, 19, depth, source);
     };
-    const Codes previews = {.allocate = {2}, .open = {2}, .close = {0}};
+    const Codes previews = {.allocate = {2}, .open = {2}, .close = {2}};
     try_all({
         {"save information",
          [=](Memory&) {

@@ -203,24 +203,29 @@ class LineReader {
     std::uint64_t pitch() const { return pitch_; }
     std::uint64_t offset() const { return whole_ ? skip_ : 0; }
 
-    // A line that cannot be read is zero.
-    void read(std::uint64_t first, std::size_t count, std::uint8_t* lines) {
+    // Lines that the file ends before, or within, are zero.
+    Error read(std::uint64_t first, std::size_t count, std::uint8_t* lines) {
         const auto size = static_cast<std::size_t>(pitch_);
-        if (whole_ && !failed(read_at(first, size * count, lines))) {
-            return;
+        if (whole_) {
+            return read_at(first, size * count, lines);
         }
-        for (std::size_t i = 0; i < count; ++i, lines += size) {
-            if (failed(read_at(first + i, size, lines))) {
-                std::memset(lines, 0, size);
-            }
+        for (std::size_t i = 0; i < count; ++i) {
+            TRELLIS_TRY(read_at(first + i, size, lines + i * size));
         }
+        return Error::none;
     }
 
   private:
     Error read_at(std::uint64_t line, std::size_t size, std::uint8_t* bytes) {
         const std::uint64_t position = start_ + line * line_size_ + (whole_ ? 0 : skip_);
-        TRELLIS_TRY(file_.seek(position));
-        return file_.read(bytes, size);
+        if (failed(file_.seek(position))) {
+            return Error::allocation;  // as for the first line
+        }
+        std::size_t got = 0;
+        TRELLIS_TRY(file_.read_what_is_there(bytes, size, got));
+        got -= got % static_cast<std::size_t>(pitch_);
+        std::memset(bytes + got, 0, size - got);
+        return Error::none;
     }
 
     InputFile& file_;
@@ -300,7 +305,7 @@ Error unpack_ten_bit_lines(InputFile& file, const LineRegion& region, Colour16 c
         TRELLIS_TRY(batch.allocate(batch_lines * reader.pitch()));
         for (std::uint64_t first = 0; first < lines; first += batch_lines) {
             const auto count = static_cast<std::size_t>(std::min(batch_lines, lines - first));
-            reader.read(first, count, batch.data());
+            TRELLIS_TRY(reader.read(first, count, batch.data()));
             TRELLIS_TRY(unpacker.unpack(static_cast<std::int64_t>(first), count,
                                         batch.data() + reader.offset(),
                                         static_cast<std::size_t>(reader.pitch())));
