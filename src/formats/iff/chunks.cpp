@@ -6,18 +6,26 @@ namespace trellis::iff {
 
 namespace {
 
-// Small records come out of the read-ahead buffer. The file's size is checked first, so that a walk
-// from chunk to chunk comes to an end even on a device that never does.
 template <class Record>
 Error read_small(InputFile& file, Record& record) {
-    if (file.remaining() < sizeof record ||
-        file.window(sizeof record, walking_step).size() < sizeof record) {
-        return Error::read;
-    }
-    return file.read_record(record);
+    TRELLIS_TRY(peek(file, &record, sizeof record));
+    file.consume(sizeof record);
+    return Error::none;
 }
 
 }  // namespace
+
+Error peek(InputFile& file, void* record, std::size_t size) {
+    if (file.remaining() < size) {
+        return Error::read;
+    }
+    const std::span<const std::uint8_t> bytes = file.window(size, walking_step);
+    if (bytes.size() < size) {
+        return Error::read;
+    }
+    std::memcpy(record, bytes.data(), size);
+    return Error::none;
+}
 
 Error read_iff_chunk_header(InputFile& file, Forms forms, Chunk& chunk) {
     iff_chunk_header header{};

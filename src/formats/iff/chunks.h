@@ -28,7 +28,7 @@ inline constexpr std::uint32_t bitmap_tag = tag("TBMP");
 inline constexpr std::uint32_t tile_tag = tag("RGBA");
 inline constexpr std::uint32_t depth_tag = tag("ZBUF");
 
-/// What stands before the data of a chunk.
+/// What precedes the data of a chunk.
 struct iff_chunk_header {
     be32 tag;
     be32 size;
@@ -60,6 +60,11 @@ enum class Forms { closed, entered };
 /// When only chunk headers are wanted, the file is read in pieces of this size: smaller ones save
 /// nothing, and most chunks between the wanted ones are larger and need not be read at all.
 inline constexpr std::size_t walking_step = 1024;
+
+/// Copies a small record out of the read-ahead buffer without moving past it, so that whatever it
+/// says, the next step leads forward. The file's size is checked first: a walk from chunk to chunk
+/// comes to an end even on a device that never does.
+Error peek(InputFile& file, void* record, std::size_t size);
 
 /// Reads the header of the chunk that starts at the file's position, and stops at its first data
 /// byte. Error::read when the file ends before.

@@ -3,6 +3,7 @@
 #include "frame/descriptor.h"
 
 #include "trellis/pic_format.h"
+#include "trellis/settings.h"
 
 #include "formats/iff/queries.h"
 #include "formats/iff/reader.h"
@@ -14,7 +15,9 @@ namespace {
 using namespace trellis;
 
 Error load(const char* name, const LoadRequest& request) {
-    const iff::Buffers buffers = {request.colour, request.colour_pitch, request.matte,
+    // Loads go into buffers of the type that the host has set; saves always take 8-bit ones.
+    const bool deep = inq_buffer_type_trellis() == 1;
+    const iff::Buffers buffers = {deep, request.colour, request.colour_pitch, request.matte,
                                   request.matte_pitch};
     return iff::read_maya_pic(name, buffers, request.rectangle, request.file_x, request.file_y);
 }

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "trellis/settings.h"
-
 namespace trellis::iff {
 
 namespace {
@@ -18,7 +16,7 @@ pixels::ByteRows byte_rows(const View& view, std::int64_t x, std::int64_t y) {
 
 Destination::Destination(const Buffers& buffers, const maya_header& header,
                          const Rectangle& rectangle, int file_x, int file_y)
-    : deep_(inq_buffer_type_trellis() == 1),
+    : deep_(buffers.deep),
       move_x_(rectangle.x0 + file_x),
       move_y_(rectangle.y0 + file_y),
       wanted_{rectangle.x0 - move_x_, rectangle.y0 - move_y_, rectangle.x1 - move_x_,

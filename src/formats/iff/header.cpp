@@ -2,11 +2,6 @@
 
 namespace trellis::iff {
 
-Error read_header_data(InputFile& file, const Chunk& chunk, maya_header& header) {
-    constexpr std::size_t needed = offsetof(maya_header, reserved_24);
-    return chunk.size < needed ? Error::read : file.read(&header, needed);
-}
-
 Error read_maya_header(InputFile& file, maya_header& header) {
     Chunk chunk{};
     TRELLIS_TRY(read_iff_chunk_header(file, Forms::entered, chunk));
@@ -15,7 +10,8 @@ Error read_maya_header(InputFile& file, maya_header& header) {
         return Error::unsupported;
     }
     TRELLIS_TRY(find_chunk(file, Forms::entered, header_tag, chunk));
-    TRELLIS_TRY(read_header_data(file, chunk, header));
+    // The fields are there whatever the chunk's size, which only says where the next chunk starts.
+    TRELLIS_TRY(peek(file, &header, offsetof(maya_header, reserved_24)));
     return skip_chunk(file, chunk);
 }
 

@@ -37,7 +37,7 @@ static_assert(sizeof(maya_header) == 32);
 static_assert(offsetof(maya_header, flags) == 12);
 static_assert(offsetof(maya_header, compression) == 20);
 
-/// What stands before the pixels in a tile's chunk: its rectangle in the picture, both corners
+/// What precedes the pixels in a tile's chunk: its rectangle in the picture, both corners
 /// inclusive.
 struct tile_header {
     be16 x0;
@@ -47,9 +47,6 @@ struct tile_header {
 };
 
 static_assert(sizeof(tile_header) == 8);
-
-/// Reads the data of a "TBHD" chunk, which may lack the reserved fields at the end.
-Error read_header_data(InputFile& file, const Chunk& chunk, maya_header& header);
 
 /// Reads the header of a file that is at its start, and moves to the chunk after it.
 /// Error::unsupported when the file is no picture form, Error::read when it has no whole header.

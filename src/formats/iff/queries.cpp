@@ -29,24 +29,30 @@ unsigned int kind_of(const maya_header& header) {
     return header.has_alpha() ? TRELLIS_KIND_MASK : TRELLIS_KIND_OTHER;
 }
 
-Error open_and_read_header(const char* name, maya_header& header) {
+// Hands the header to `answer` as soon as it is read: a close that fails after that is reported,
+// but keeps no answer back.
+template <class Answer>
+Error ask_header(const char* name, Answer answer) {
     InputFile file;
     TRELLIS_TRY(file.open(name));
-    Error result = read_maya_header(file, header);
-    if (Error error = file.close(); failed(error)) {
-        result = error;
+    maya_header header{};
+    const Error result = read_maya_header(file, header);
+    if (!failed(result)) {
+        answer(header);
     }
-    return result;
+    const Error closed = file.close();
+    return failed(closed) ? closed : result;
 }
 
-// The header among the top level's chunks. A probe, unlike a reader, looks into no form.
+// The header among the top level's chunks, up to its flags: all that a probe looks at. Unlike a
+// reader, it looks into no form.
 Error find_header(InputFile& file, maya_header& header) {
     if (failed(file.seek(sizeof(file_start)))) {
         return Error::read;
     }
     Chunk chunk{};
     TRELLIS_TRY(find_chunk(file, Forms::closed, header_tag, chunk));
-    return read_header_data(file, chunk, header);
+    return peek(file, &header, offsetof(maya_header, reserved_16));
 }
 
 }  // namespace
@@ -82,23 +88,21 @@ int info_maya(const char* name, unsigned int* compression, unsigned int* flag_a,
               unsigned int* zero_2, unsigned int* width, unsigned int* height,
               unsigned int* zero_3) {
     *zero_3 = 0;
-    maya_header header{};
-    TRELLIS_TRY_CODE(open_and_read_header(name, header));
-    *compression = header.compression;
-    *flag_a = *flag_b = *image_offset = *deep = *zero_1 = *zero_2 = 0;
-    *kind = kind_of(header);
-    *channels = header.channels();
-    *width = static_cast<unsigned int>(header.width);
-    *height = static_cast<unsigned int>(header.height);
-    return code(Error::none);
+    return code(ask_header(name, [&](const maya_header& header) {
+        *compression = header.compression;
+        *flag_a = *flag_b = *image_offset = *deep = *zero_1 = *zero_2 = 0;
+        *kind = kind_of(header);
+        *channels = header.channels();
+        *width = static_cast<unsigned int>(header.width);
+        *height = static_cast<unsigned int>(header.height);
+    }));
 }
 
 int size_maya(const char* name, unsigned int* width, unsigned int* height) {
-    maya_header header{};
-    TRELLIS_TRY_CODE(open_and_read_header(name, header));
-    *width = static_cast<unsigned int>(header.width);
-    *height = static_cast<unsigned int>(header.height);
-    return code(Error::none);
+    return code(ask_header(name, [&](const maya_header& header) {
+        *width = static_cast<unsigned int>(header.width);
+        *height = static_cast<unsigned int>(header.height);
+    }));
 }
 
 }  // namespace trellis::iff

@@ -12,8 +12,8 @@
 #include "formats/iff/chunks.h"
 #include "formats/iff/destination.h"
 #include "formats/iff/header.h"
+#include "formats/iff/packet_stream.h"
 #include "formats/iff/run_length.h"
-#include "formats/iff/tile_code.h"
 #include "frame/file.h"
 #include "frame/memory.h"
 #include "pixels/kernels.h"
@@ -34,7 +34,7 @@ class TileReader {
         for (unsigned int k = 0; k < count;) {
             Chunk chunk{};
             TRELLIS_TRY(read_iff_chunk_header(file_, Forms::entered, chunk));
-            // Depths may stand among the tiles, and nothing else.
+            // Depths may lie among the tiles, and nothing else.
             if (chunk.tag == tile_tag) {
                 const float done = static_cast<float>(k) / static_cast<float>(count);
                 TRELLIS_TRY(load_tile(chunk, done));
@@ -53,34 +53,28 @@ class TileReader {
   private:
     Error load_tile(const Chunk& chunk, float done) {
         tile_header corners{};
-        if (chunk.size < sizeof corners) {
-            return Error::read;
-        }
-        TRELLIS_TRY(file_.read_record(corners));
+        TRELLIS_TRY(peek(file_, &corners, sizeof corners));
         occaisional_update_progress_trellis_(done);
         const Rectangle tile{corners.x0, corners.y0, corners.x1, corners.y1};
-        if (tile.empty()) {
-            return Error::read;
-        }
         const Rectangle visible = intersection(tile, destination_.wanted());
         if (visible.empty()) {
             return Error::none;
         }
-        // The size alone tells a raw tile from a coded one.
-        const auto area = static_cast<std::uint64_t>(tile.width() * tile.height());
-        const std::uint64_t raw_size = area * header_.channels();
+        if (chunk.size < sizeof corners) {
+            return Error::read;
+        }
+        file_.consume(sizeof corners);
+        // The size alone separates raw tiles from those in packets, which may use the padding too.
+        const std::uint64_t raw_size = header_.channels() * area(tile);
         const std::uint64_t size = chunk.size - sizeof corners;
         return size >= raw_size ? load_raw(tile, visible, raw_size)
-                                : load_coded(tile, visible, raw_size, size);
+                                : load_packets(tile, visible, padded(size));
     }
 
     Error load_raw(const Rectangle& tile, const Rectangle& visible, std::uint64_t raw_size) {
         const std::size_t channels = header_.channels();
         if (channels == 0) {
             return Error::none;
-        }
-        if (raw_size > file_.remaining()) {
-            return Error::read;
         }
         // Samples left and right of the visible ones are read past as long as they are few.
         const auto hidden = static_cast<std::uint64_t>(tile.width() - visible.width()) * channels;
@@ -90,6 +84,9 @@ class TileReader {
             const auto skipped =
                 static_cast<std::uint64_t>((y - tile.y0) * tile.width() + (visible.x0 - tile.x0));
             if (failed(file_.seek(start + skipped * channels))) {
+                return Error::read;
+            }
+            if (file_.remaining() < static_cast<std::uint64_t>(visible.width()) * channels) {
                 return Error::read;
             }
             for (std::int64_t x = visible.x0; x <= visible.x1;) {
@@ -104,7 +101,8 @@ class TileReader {
                 x += static_cast<std::int64_t>(count);
             }
         }
-        return Error::none;
+        // The rows that are wanted may be there where others are not.
+        return start + raw_size > file_.size() ? Error::read : Error::none;
     }
 
     /// Samples as cutout pixels, whatever channels there are.
@@ -121,49 +119,58 @@ class TileReader {
         return piece_.data();
     }
 
-    Error load_coded(const Rectangle& tile, const Rectangle& visible, std::uint64_t raw_size,
-                     std::uint64_t size) {
-        // Runs of full length are all that a code can make of its bytes: what claims to be more is
-        // refused before memory is taken for it.
-        constexpr std::uint64_t most_raw_size = std::uint64_t{1} << 32;
-        if (size > file_.remaining() || raw_size > most_raw_size ||
-            raw_size > size / run_packet_size * most_covered) {
+    Error load_packets(const Rectangle& tile, Rectangle visible, std::uint64_t size) {
+        // Runs of full length are all that packets can make of their bytes. Rows beyond that are
+        // not there, whatever the tile claims, and no memory is taken for them.
+        const std::uint64_t present = std::min(size, file_.remaining());
+        keep_rows(present / run_packet_size * most_covered, tile, visible);
+        if (visible.empty()) {
             return Error::read;
         }
-        const auto pitch = static_cast<std::uint64_t>(tile.width());
-        const Rows rows = {static_cast<std::uint64_t>(visible.y0 - tile.y0) * pitch,
-                           static_cast<std::uint64_t>(visible.height()) * pitch,
-                           static_cast<std::uint64_t>(tile.y1 - visible.y1) * pitch};
-        TRELLIS_TRY(decode_planes(size, rows));
-        const auto column = static_cast<std::size_t>(visible.x0 - tile.x0);
-        destination_.store(decoded_planes(rows.visible, pitch).from(column, 0), visible);
-        return Error::none;
+        const std::uint64_t plane_size = area(visible);
+        if (planes_.size() < header_.channels() * plane_size) {
+            TRELLIS_TRY(planes_.allocate(header_.channels() * plane_size));
+        }
+        const pixels::Planes planes = decoded_planes(static_cast<std::size_t>(plane_size),
+                                                     static_cast<std::size_t>(visible.width()));
+        PacketStream stream(file_, size);
+        const Error result = decode_planes(stream, tile, visible);
+        keep_rows(stream.produced(), tile, visible);
+        if (!visible.empty()) {
+            destination_.store(planes, visible);
+        }
+        return result;
     }
 
-    // The bytes of a plane that lie before, in and after the visible rows.
-    struct Rows {
-        std::uint64_t before;
-        std::uint64_t visible;
-        std::uint64_t after;
-    };
+    // Takes those rows away that `bytes` of a tile's planes, one after the other, leave incomplete.
+    void keep_rows(std::uint64_t bytes, const Rectangle& tile, Rectangle& visible) const {
+        const std::uint64_t before = (header_.channels() - 1) * area(tile);
+        const std::uint64_t rows =
+            bytes < before ? 0 : (bytes - before) / static_cast<std::uint64_t>(tile.width());
+        visible.y1 = std::min(visible.y1, tile.y0 + static_cast<std::int64_t>(rows) - 1);
+    }
 
-    // All planes are one stream of packets, of which only the visible rows are kept.
-    Error decode_planes(std::uint64_t code_size, const Rows& rows) {
-        const std::uint64_t needed = header_.channels() * rows.visible;
-        if (planes_.size() < needed) {
-            TRELLIS_TRY(planes_.allocate(needed));
+    // All planes are one stream of packets, of which only the visible pixels are kept: rows that
+    // are visible from end to end in one piece, others one by one.
+    Error decode_planes(PacketStream& stream, const Rectangle& tile, const Rectangle& visible) {
+        const std::int64_t rows = visible.width() == tile.width() ? visible.height() : 1;
+        const auto size = static_cast<std::size_t>(rows * visible.width());
+        std::uint8_t* to = planes_.data();
+        for (unsigned int plane = 0; plane < header_.channels(); ++plane) {
+            const std::uint64_t start = plane * area(tile);
+            for (std::int64_t y = visible.y0; y <= visible.y1; y += rows, to += size) {
+                const std::int64_t first = (y - tile.y0) * tile.width() + (visible.x0 - tile.x0);
+                TRELLIS_TRY(
+                    stream.skip(start + static_cast<std::uint64_t>(first) - stream.produced()));
+                TRELLIS_TRY(stream.decode({to, size}));
+            }
         }
-        TileCode code(file_, code_size);
-        for (std::size_t plane = 0; plane < header_.channels(); ++plane) {
-            TRELLIS_TRY(code.skip(rows.before));
-            TRELLIS_TRY(code.decode(planes_.span().subspan(plane * rows.visible, rows.visible)));
-            TRELLIS_TRY(code.skip(rows.after));
-        }
-        return code.at_packet_end() ? Error::none : Error::read;
+        TRELLIS_TRY(stream.skip(header_.channels() * area(tile) - stream.produced()));
+        return stream.at_packet_end() ? Error::none : Error::read;
     }
 
     // The alpha plane comes first, then blue, green and red.
-    pixels::Planes decoded_planes(std::uint64_t size, std::uint64_t pitch) {
+    pixels::Planes decoded_planes(std::size_t size, std::size_t pitch) {
         const std::uint8_t* next = planes_.data();
         pixels::Planes planes = {.pitch = pitch};
         if (header_.has_alpha()) {
@@ -178,6 +185,10 @@ class TileReader {
         return planes;
     }
 
+    static std::uint64_t area(const Rectangle& rectangle) {
+        return static_cast<std::uint64_t>(rectangle.width() * rectangle.height());
+    }
+
     static std::size_t piece_size(std::int64_t left) {
         return static_cast<std::size_t>(std::min<std::int64_t>(left, piece_pixels));
     }
@@ -185,7 +196,7 @@ class TileReader {
     InputFile& file_;
     const maya_header& header_;
     const Destination& destination_;
-    Block<std::uint8_t> planes_;  // the visible rows of a coded tile; it grows to the most
+    Block<std::uint8_t> planes_;  // what is visible of a tile in packets; it grows to the most
     std::array<std::uint8_t, 4 * piece_pixels> piece_;
 };
 

@@ -7,8 +7,9 @@
 
 namespace trellis::iff {
 
-/// The host's buffers, in the layout of the buffer type setting. A null one is not wanted.
+/// The host's buffers. A null one is not wanted.
 struct Buffers {
+    bool deep = false;  // of 16-bit samples, else of bytes
     void* colour = nullptr;
     int colour_pitch = 0;
     void* matte = nullptr;
@@ -17,7 +18,7 @@ struct Buffers {
 
 /// Loads the tiles that meet `rectangle`. The picture's pixel (0, 0) lands at the rectangle's lower
 /// left corner moved by `file_x` and `file_y`. What the file does not carry is not written. After a
-/// failure, tiles that were complete stay stored.
+/// failure, rows that were complete stay stored.
 Error read_maya_pic(const char* name, const Buffers& buffers, const Rectangle& rectangle,
                     int file_x, int file_y);
 

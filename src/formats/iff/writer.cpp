@@ -29,7 +29,7 @@ namespace {
 constexpr std::int64_t largest_side = 65536;
 
 // Form sizes are 32-bit numbers. Beside the pixels a file holds much less than this.
-constexpr std::int64_t largest_raw_size = UINT32_MAX - 4096;
+constexpr std::uint64_t largest_pixels_size = UINT32_MAX - 4096;
 
 struct form_header {
     iff_chunk_header chunk;
@@ -86,23 +86,23 @@ void gather_plane(const Picture& picture, std::size_t plane, std::int64_t y, std
     }
 }
 
-// The run-length code of a picture, plane by plane.
-struct CodedPlanes {
+// The packets of a picture, plane by plane.
+struct EncodedPlanes {
     Block<std::uint8_t> room;
     std::span<const std::uint8_t> planes[4];
 
     std::uint64_t size() const {
-        return planes[0].size() + planes[1].size() + planes[2].size() + planes[3].size();
+        return std::uint64_t{planes[0].size()} + planes[1].size() + planes[2].size() +
+               planes[3].size();
     }
 };
 
-// Code is kept only if every plane becomes smaller by it; else all planes are left empty.
-Error code_planes(const Picture& picture, CodedPlanes& coded) {
-    const auto area = static_cast<std::size_t>(picture.area());
+// Packets are kept only if every plane becomes smaller by them; else all planes are left empty.
+Error encode_planes(const Picture& picture, EncodedPlanes& encoded) {
     Block<std::uint8_t> plane;
-    TRELLIS_TRY(plane.allocate(area));
-    TRELLIS_TRY(coded.room.allocate(static_cast<std::uint64_t>(picture.raw_size())));
-    // The alpha plane comes last here, though first in the file: where code is given up, colours
+    TRELLIS_TRY(plane.allocate(static_cast<std::uint64_t>(picture.area())));
+    TRELLIS_TRY(encoded.room.allocate(static_cast<std::uint64_t>(picture.raw_size())));
+    // The alpha plane comes last here, though first in the file: where the attempt fails, colours
     // are mostly the reason, and the rest need not be tried.
     const bool present[4] = {!!picture.matte, !!picture.colour, !!picture.colour, !!picture.colour};
     std::size_t tried = 0;
@@ -116,20 +116,22 @@ Error code_planes(const Picture& picture, CodedPlanes& coded) {
             }
             gather_plane(picture, channel, y, &plane[static_cast<std::size_t>(y * picture.width)]);
         }
-        const std::span<std::uint8_t> room = coded.room.span().subspan(tried * area, area - 1);
+        const std::span<std::uint8_t> room =
+            encoded.room.span().subspan(tried * plane.size(), plane.size() - 1);
         const std::size_t size = encode_runs(plane.span(), room);
         if (size == 0) {
-            std::fill(std::begin(coded.planes), std::end(coded.planes), std::span<std::uint8_t>());
+            std::fill(std::begin(encoded.planes), std::end(encoded.planes),
+                      std::span<std::uint8_t>());
             break;
         }
-        coded.planes[channel] = room.first(size);
+        encoded.planes[channel] = room.first(size);
         ++tried;
     }
     return Error::none;
 }
 
-Error write_code(OutputFile& file, const CodedPlanes& coded) {
-    for (const std::span<const std::uint8_t> plane : coded.planes) {
+Error write_encoded(OutputFile& file, const EncodedPlanes& encoded) {
+    for (const std::span<const std::uint8_t> plane : encoded.planes) {
         TRELLIS_TRY(file.write(plane.data(), plane.size()));
     }
     return Error::none;
@@ -160,7 +162,7 @@ Error write_raw_row(OutputFile& file, const Picture& picture, std::int64_t y) {
     return Error::none;
 }
 
-// Rows that have been coded in vain were announced then.
+// Rows that have been encoded in vain were announced then.
 Error write_raw(OutputFile& file, const Picture& picture, bool announce) {
     for (std::int64_t y = 0; y < picture.height; ++y) {
         if (announce) {
@@ -211,18 +213,26 @@ Error write_heads(OutputFile& file, const Picture& picture, int compress, std::t
     return file.write_record(tile);
 }
 
+// Whether the forms' sizes have room for so many bytes of pixels.
+bool fits_forms(std::uint64_t pixels_size) {
+    return pixels_size <= largest_pixels_size;
+}
+
 Error write_picture(OutputFile& file, const Picture& picture, int compress) {
     const std::time_t now = std::time(nullptr);
-    CodedPlanes coded;
-    const bool try_code = compress != 0 && picture.channels() > 0;
-    if (try_code) {
-        TRELLIS_TRY(code_planes(picture, coded));
+    EncodedPlanes encoded;
+    const bool try_packets = compress != 0 && picture.channels() > 0;
+    if (try_packets) {
+        TRELLIS_TRY(encode_planes(picture, encoded));
     }
-    const bool is_coded = coded.size() > 0;
+    const bool in_packets = encoded.size() > 0;
     const std::uint64_t size =
-        is_coded ? coded.size() : static_cast<std::uint64_t>(picture.raw_size());
+        in_packets ? encoded.size() : static_cast<std::uint64_t>(picture.raw_size());
+    if (!fits_forms(size)) {
+        return Error::window;
+    }
     TRELLIS_TRY(write_heads(file, picture, compress, now, size));
-    TRELLIS_TRY(is_coded ? write_code(file, coded) : write_raw(file, picture, !try_code));
+    TRELLIS_TRY(in_packets ? write_encoded(file, encoded) : write_raw(file, picture, !try_packets));
     TRELLIS_TRY(file.write_zeros(padded(size) - size));
     return file.flush();
 }
@@ -232,8 +242,10 @@ Error write_picture(OutputFile& file, const Picture& picture, int compress) {
 Error write_maya_pic(const char* name, Colour8 colour, Matte8 matte, const Rectangle& rectangle,
                      int compress) {
     const Picture picture{colour, matte, rectangle.width(), rectangle.height()};
-    if (rectangle.empty() || picture.width > largest_side || picture.height > largest_side ||
-        picture.raw_size() > largest_raw_size) {
+    if (rectangle.empty() || picture.width > largest_side || picture.height > largest_side) {
+        return Error::window;
+    }
+    if (compress == 0 && !fits_forms(static_cast<std::uint64_t>(picture.raw_size()))) {
         return Error::window;
     }
     OutputFile file;

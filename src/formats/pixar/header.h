@@ -1,7 +1,7 @@
 #pragma once
 
 // The Pixar file as both the reader and the writer see it: header, tile pointer table, channel and
-// storage codes. docs/formats/pixar.md shows the whole layout.
+// storage values. docs/formats/pixar.md shows the whole layout.
 
 #include <cstddef>
 #include <cstdint>
@@ -12,7 +12,7 @@
 
 namespace trellis::pixar {
 
-/// Channel bits of `pixar_header::format`. Samples stand in a pixel in this order.
+/// Channel bits of `pixar_header::format`. Samples are stored in this order.
 enum ChannelBit : std::uint16_t { red_bit = 8, green_bit = 4, blue_bit = 2, matte_bit = 1 };
 
 inline constexpr std::uint16_t image_format = red_bit | green_bit | blue_bit;
@@ -24,8 +24,8 @@ constexpr int channel_count(std::uint16_t format) {
     return __builtin_popcount(format & cutout_format);
 }
 
-/// Storage codes of `pixar_header::storage`. "Deep" samples have 12 bits in 2 bytes.
-enum StorageCode : std::uint16_t { packets = 0, deep_packets = 1, dumped = 2, deep_dumped = 3 };
+/// Values of `pixar_header::storage`. "Deep" samples have 12 bits in 2 bytes.
+enum Storage : std::uint16_t { packets = 0, deep_packets = 1, dumped = 2, deep_dumped = 3 };
 
 constexpr bool is_deep(std::uint16_t storage) {
     return storage == deep_packets || storage == deep_dumped;
@@ -39,7 +39,7 @@ constexpr bool is_dumped(std::uint16_t storage) {
     return storage == dumped || storage == deep_dumped;
 }
 
-/// The header at the start of every file. A number in an 8-byte field stands in its first four
+/// The header at the start of every file. A number in an 8-byte field is in its first four
 /// bytes; the last four are zero.
 struct pixar_header {
     std::uint8_t magic[8];

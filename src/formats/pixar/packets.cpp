@@ -10,7 +10,7 @@ namespace trellis::pixar {
 namespace {
 
 // Deep samples have 12 bits, low byte first. 2047 is white; the values just above it are whiter
-// than white, the highest ones stand for negative light.
+// than white, the highest ones mean negative light.
 std::uint8_t deep_sample(const std::uint8_t* bytes) {
     const unsigned int value = (bytes[0] + 256U * bytes[1]) & 0xFFFU;
     if (value < 2048) {
@@ -21,7 +21,7 @@ std::uint8_t deep_sample(const std::uint8_t* bytes) {
 
 }  // namespace
 
-PixelCode::PixelCode(std::uint16_t format, bool deep) : format_(format), deep_(deep) {
+PixelLayout::PixelLayout(std::uint16_t format, bool deep) : format_(format), deep_(deep) {
     add(red_bit, &Pixel::red);
     add(green_bit, &Pixel::green);
     add(blue_bit, &Pixel::blue);
@@ -31,22 +31,22 @@ PixelCode::PixelCode(std::uint16_t format, bool deep) : format_(format), deep_(d
     }
 }
 
-void PixelCode::add(std::uint16_t bit, std::uint8_t Pixel::*slot) {
+void PixelLayout::add(std::uint16_t bit, std::uint8_t Pixel::*slot) {
     if ((format_ & bit) != 0) {
         slots_[channels_++] = slot;
         pixel_size_ += sample_size();
     }
 }
 
-PixelCode PixelCode::without_matte() const {
-    return PixelCode(format_ & image_format, deep_);
+PixelLayout PixelLayout::without_matte() const {
+    return PixelLayout(format_ & image_format, deep_);
 }
 
-std::uint8_t PixelCode::sample(const std::uint8_t* bytes) const {
+std::uint8_t PixelLayout::sample(const std::uint8_t* bytes) const {
     return deep_ ? deep_sample(bytes) : bytes[0];
 }
 
-void PixelCode::decode(const std::uint8_t* bytes, std::size_t count, Pixel* pixels) const {
+void PixelLayout::decode(const std::uint8_t* bytes, std::size_t count, Pixel* pixels) const {
     if (is_plain()) {
         std::memcpy(pixels, bytes, count * sizeof(Pixel));
     } else if (!deep_ && (format_ & cutout_format) == image_format) {
@@ -63,7 +63,7 @@ void PixelCode::decode(const std::uint8_t* bytes, std::size_t count, Pixel* pixe
     }
 }
 
-void PixelCode::apply_single_channel(Pixel* pixels, std::size_t count) const {
+void PixelLayout::apply_single_channel(Pixel* pixels, std::size_t count) const {
     if (single_channel_ == nullptr) {
         return;
     }
@@ -77,8 +77,8 @@ RowDecoder::RowDecoder(InputFile& file, const pixar_header& header)
     : file_(file),
       storage_(header.storage),
       block_size_(header.block_size),
-      code_(header.format, is_deep(header.storage)),
-      colour_code_(code_.without_matte()),
+      layout_(header.format, is_deep(header.storage)),
+      colour_layout_(layout_.without_matte()),
       fills_left_(file.size() / PacketHeader::size) {}
 
 Error RowDecoder::decode(std::span<Pixel> space, const Pixel*& row) {
@@ -87,12 +87,12 @@ Error RowDecoder::decode(std::span<Pixel> space, const Pixel*& row) {
     if (is_packed(storage_)) {
         error = decode_packets(space);
     } else if (is_dumped(storage_)) {
-        error = code_.is_plain() && space.size_bytes() <= input_buffer_size
+        error = layout_.is_plain() && space.size_bytes() <= input_buffer_size
                     ? find_pixels(space.size(), row)
-                    : decode_pixels(code_, space);
+                    : decode_pixels(layout_, space);
     }
     if (!failed(error)) {
-        code_.apply_single_channel(space.data(), space.size());
+        layout_.apply_single_channel(space.data(), space.size());
     }
     return error;
 }
@@ -102,11 +102,11 @@ Error RowDecoder::skip(std::span<Pixel> space) {
         const Pixel* unused = nullptr;
         return decode(space, unused);
     }
-    const std::uint64_t size = space.size() * code_.pixel_size();
+    const std::uint64_t size = space.size() * layout_.pixel_size();
     return size <= file_.remaining() ? file_.seek(file_.position() + size) : Error::read;
 }
 
-// Dumped bytes with all four channels are pixels as they stand: no need to copy them.
+// Dumped bytes with all four channels are pixels already: no need to copy them.
 Error RowDecoder::find_pixels(std::size_t count, const Pixel*& pixels) {
     const std::uint8_t* bytes = nullptr;
     Error error = take(count * sizeof(Pixel), bytes);
@@ -131,19 +131,19 @@ Error RowDecoder::decode_packets(std::span<Pixel> row) {
         }
         const bool one_matte =
             packet.type == PacketType::matte_dump || packet.type == PacketType::matte_run;
-        const PixelCode& pixel_code = one_matte ? colour_code_ : code_;
+        const PixelLayout& layout = one_matte ? colour_layout_ : layout_;
         std::uint8_t matte = 0;
         if (one_matte) {
-            TRELLIS_TRY(take(pixel_code.sample_size(), bytes));
-            matte = pixel_code.sample(bytes);
+            TRELLIS_TRY(take(layout.sample_size(), bytes));
+            matte = layout.sample(bytes);
         }
         std::size_t covered = 0;
         Error error = Error::unsupported;
         if (packet.type == PacketType::run || packet.type == PacketType::matte_run) {
-            error = decode_runs(pixel_code, packet.count, row, covered);
+            error = decode_runs(layout, packet.count, row, covered);
         } else if (packet.count <= row.size()) {
             covered = packet.count;
-            error = decode_pixels(pixel_code, row.first(covered));
+            error = decode_pixels(layout, row.first(covered));
         }
         if (failed(error)) {
             return error;
@@ -161,8 +161,8 @@ Error RowDecoder::decode_packets(std::span<Pixel> row) {
     return Error::none;
 }
 
-Error RowDecoder::decode_pixels(const PixelCode& code, std::span<Pixel> pixels) {
-    const std::size_t pixel_size = code.pixel_size();
+Error RowDecoder::decode_pixels(const PixelLayout& layout, std::span<Pixel> pixels) {
+    const std::size_t pixel_size = layout.pixel_size();
     if (pixel_size == 0) {
         pixels::fill(pixels.data(), pixels.size(), Pixel{});
         return Error::none;
@@ -173,7 +173,7 @@ Error RowDecoder::decode_pixels(const PixelCode& code, std::span<Pixel> pixels) 
         if (count == 0) {
             return Error::read;
         }
-        code.decode(bytes.data(), count, pixels.data());
+        layout.decode(bytes.data(), count, pixels.data());
         file_.consume(count * pixel_size);
         block_used_ += static_cast<std::int64_t>(count * pixel_size);
         pixels = pixels.subspan(count);
@@ -181,12 +181,12 @@ Error RowDecoder::decode_pixels(const PixelCode& code, std::span<Pixel> pixels) 
     return Error::none;
 }
 
-Error RowDecoder::decode_runs(const PixelCode& code, std::size_t runs, std::span<Pixel> row,
+Error RowDecoder::decode_runs(const PixelLayout& layout, std::size_t runs, std::span<Pixel> row,
                               std::size_t& covered) {
     // A run length is one byte before 8-bit samples and two bytes, high byte first, before deep
     // ones.
-    const std::size_t length_size = code.sample_size();
-    const std::size_t run_size = length_size + code.pixel_size();
+    const std::size_t length_size = layout.sample_size();
+    const std::size_t run_size = length_size + layout.pixel_size();
     while (runs > 0) {
         const std::span<const std::uint8_t> window = file_.window(run_size);
         const std::size_t in_window = std::min(runs, window.size() / run_size);
@@ -201,7 +201,7 @@ Error RowDecoder::decode_runs(const PixelCode& code, std::size_t runs, std::span
                 return Error::unsupported;
             }
             Pixel pixel;
-            code.decode(bytes + length_size, 1, &pixel);
+            layout.decode(bytes + length_size, 1, &pixel);
             pixels::fill(row.data() + covered, length, pixel);
             covered += length;
         }
@@ -214,12 +214,12 @@ Error RowDecoder::decode_runs(const PixelCode& code, std::size_t runs, std::span
 
 // A fill packet pads its block: what follows starts at the next one.
 Error RowDecoder::fill() {
-    // Each takes at least its header, so there are no more of them than the file has room for. A
-    // file that points many tiles at one stretch of fill packets must not cost more than that.
-    if (fills_left_ == 0) {
+    // A block of nothing but fill brings no pixel nearer. Each takes at least a header, so there
+    // are no more of them than the file has room for, and a file that points many tiles at one
+    // stretch of them must not cost more than that.
+    if (block_used_ == std::int64_t{PacketHeader::size} && fills_left_-- == 0) {
         return Error::unsupported;
     }
-    --fills_left_;
     const std::int64_t rest = std::max<std::int64_t>(0, block_size_ - block_used_);
     block_used_ = 0;
     return failed(file_.seek(file_.position() + static_cast<std::uint64_t>(rest))) ? Error::read
@@ -268,7 +268,7 @@ std::size_t RowEncoder::put(const Pixel* pixels, std::size_t count, std::uint8_t
     return 3 * count;
 }
 
-// Forms the next packet of a row: runs when two equal pixels stand at its start, else a dump that
+// Forms the next packet of a row: runs when it starts with two equal pixels, else a dump that
 // ends before the next two equal pixels.
 RowEncoder::Packet RowEncoder::form_packet(std::span<const Pixel> span) {
     constexpr std::size_t longest_run = 256;

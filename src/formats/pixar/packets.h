@@ -1,6 +1,6 @@
 #pragma once
 
-// The packet code: rows of pixels as runs and dumps, in blocks that no packet straddles.
+// Packets: rows of pixels as runs and dumps, in blocks that no packet straddles.
 //
 // A packet is a 2-byte header (count and type) and a body; docs/formats/pixar.md has the table.
 
@@ -43,12 +43,12 @@ struct PacketHeader {
 };
 
 /// How the bytes of a pixel in the file become the slots of a Pixel.
-class PixelCode {
+class PixelLayout {
   public:
-    PixelCode(std::uint16_t format, bool deep);
+    PixelLayout(std::uint16_t format, bool deep);
 
     /// The same samples without the matte, as packets with one matte for all pixels have them.
-    PixelCode without_matte() const;
+    PixelLayout without_matte() const;
 
     std::size_t pixel_size() const { return pixel_size_; }
 
@@ -84,7 +84,7 @@ class RowDecoder {
     void start_tile() { block_used_ = 0; }
 
     /// Decodes the next row. `space` holds one row, as wide as the tile; `row` is set to where the
-    /// pixels are, which is there, or in the file's buffer when they stand there as they are
+    /// pixels are, which is there, or in the file's buffer when they are stored as they are
     /// needed.
     Error decode(std::span<Pixel> space, const Pixel*& row);
 
@@ -94,8 +94,8 @@ class RowDecoder {
   private:
     Error decode_packets(std::span<Pixel> row);
     Error find_pixels(std::size_t count, const Pixel*& pixels);
-    Error decode_pixels(const PixelCode& code, std::span<Pixel> pixels);
-    Error decode_runs(const PixelCode& code, std::size_t runs, std::span<Pixel> row,
+    Error decode_pixels(const PixelLayout& layout, std::span<Pixel> pixels);
+    Error decode_runs(const PixelLayout& layout, std::size_t runs, std::span<Pixel> row,
                       std::size_t& covered);
     Error fill();
     Error end_packet();
@@ -104,13 +104,13 @@ class RowDecoder {
     InputFile& file_;
     std::uint16_t storage_;
     std::int64_t block_size_;
-    PixelCode code_;
-    PixelCode colour_code_;
+    PixelLayout layout_;
+    PixelLayout colour_layout_;
     std::int64_t block_used_ = 0;  // packet bytes consumed in the current block
-    std::uint64_t fills_left_;     // fill packets that the whole file has room for
+    std::uint64_t fills_left_;     // blocks of nothing but fill that the whole file has room for
 };
 
-/// Codes rows of 8-bit pixels as packets, in blocks counted from the file's position at its making.
+/// Makes packets of rows of 8-bit pixels, in blocks counted from the file's position at its making.
 class RowEncoder {
   public:
     static constexpr std::size_t block_size = 8192;

@@ -37,7 +37,7 @@ struct RowTarget {
     std::uint8_t* matte;
 
     /// The colour pixels that will be stored after these. Rows come at falling addresses, where the
-    /// processor does not guess what is needed next; telling it saves a quarter of the time.
+    /// processor does not guess what is needed next; a hint saves a quarter of the time.
     const std::uint8_t* next_colour;
 };
 

@@ -9,7 +9,7 @@ namespace trellis::pixar {
 
 namespace {
 
-// The largest side that the probe believes; the writer can make larger pictures.
+// The largest side that the probe takes for one; the writer can make larger pictures.
 constexpr int largest_probed_side = 9999;
 constexpr int newest_version = 10;
 

@@ -15,7 +15,7 @@ namespace trellis::pixar {
 namespace {
 
 Error read_tile_pointers(InputFile& file, const TileGrid& grid, Block<tile_pointer>& table) {
-    // The table is believed only as far as the file can hold it.
+    // The table is trusted only as far as the file can hold it.
     const auto count = static_cast<std::uint64_t>(grid.count());
     if (count > file.size() / sizeof(tile_pointer)) {
         return Error::read;
@@ -25,7 +25,7 @@ Error read_tile_pointers(InputFile& file, const TileGrid& grid, Block<tile_point
 }
 
 // Where a tile lies among the buffer's pixels. Buffer rows run upward, tile rows downward: the
-// bottom row of tiles stands on the picture's lowest row.
+// bottom row of tiles begins at the picture's lowest row.
 Rectangle place_tile(const pixar_header& header, const TileGrid& grid, std::int64_t row,
                      std::int64_t column, std::int64_t origin_x, std::int64_t origin_y) {
     const std::int64_t left = origin_x + column * header.tile_width;

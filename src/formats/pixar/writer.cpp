@@ -109,7 +109,7 @@ Error write_picture(OutputFile& file, const pixar_header& header, const Rectangl
     TRELLIS_TRY(write_rows(file, header, rectangle, colour, matte));
     const std::uint64_t length = file.position() - offset;
     if (length >= UINT32_MAX) {
-        return Error::write;  // the table cannot tell it
+        return Error::write;  // more than the table can store
     }
     tile.offset = static_cast<std::uint32_t>(offset);
     tile.length = static_cast<std::uint32_t>(length);

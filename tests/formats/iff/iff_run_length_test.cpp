@@ -1,4 +1,4 @@
-// The run-length code: worked bytes, bounds on both sides.
+// Run-length packets: worked bytes, bounds on both sides.
 
 #include <gtest/gtest.h>
 
@@ -12,7 +12,7 @@ using namespace support;
 
 TEST(IffRunLength, DecodesWholePacketsWithinBothSizes) {
     const struct {
-        const char* code;
+        const char* packets;
         std::size_t room;
         const char* bytes;
         std::size_t read;
@@ -25,10 +25,10 @@ TEST(IffRunLength, DecodesWholePacketsWithinBothSizes) {
     };
     for (const auto& c : cases) {
         Bytes out(c.room + 4, 0xA5);
-        const iff::Decoded done = iff::decode_runs(hex(c.code), std::span(out).first(c.room));
-        EXPECT_EQ(done.read, c.read) << c.code;
+        const iff::Decoded done = iff::decode_runs(hex(c.packets), std::span(out).first(c.room));
+        EXPECT_EQ(done.read, c.read) << c.packets;
         EXPECT_EQ(Bytes(out.begin(), out.begin() + static_cast<int>(done.written)), hex(c.bytes));
-        EXPECT_EQ(Bytes(out.end() - 4, out.end()), Bytes(4, 0xA5)) << c.code;
+        EXPECT_EQ(Bytes(out.end() - 4, out.end()), Bytes(4, 0xA5)) << c.packets;
     }
 }
 
@@ -40,14 +40,16 @@ TEST(IffRunLength, EncodesTriplesAsRunsAndTheEndAsARun) {
         {hex("01"), "80 01"},
         {hex("05 01 01 02 02"), "02 05 01 01 81 02"},
     };
-    for (const auto& [bytes, code] : cases) {
-        const std::size_t size = hex(code).size();
+    for (const auto& [bytes, packets] : cases) {
+        const std::size_t size = hex(packets).size();
         Bytes out(size + 4, 0xA5);
-        EXPECT_EQ(iff::encode_runs(bytes, std::span(out).first(size)), size) << code;
-        EXPECT_EQ(out, hex(code) + Bytes(4, 0xA5));
-        Bytes tight(size + 4, 0xA5);
-        EXPECT_EQ(iff::encode_runs(bytes, std::span(tight).first(size - 1)), 0U) << code;
-        EXPECT_EQ(Bytes(tight.end() - 5, tight.end()), Bytes(5, 0xA5)) << code;
+        EXPECT_EQ(iff::encode_runs(bytes, std::span(out).first(size)), size) << packets;
+        EXPECT_EQ(out, hex(packets) + Bytes(4, 0xA5));
+        for (std::size_t room = 0; room < size; ++room) {
+            Bytes tight(room + 4, 0xA5);
+            EXPECT_EQ(iff::encode_runs(bytes, std::span(tight).first(room)), 0U) << packets << " in " << room;
+            EXPECT_EQ(Bytes(tight.end() - 4, tight.end()), Bytes(4, 0xA5)) << packets << " in " << room;
+        }
     }
 }
 

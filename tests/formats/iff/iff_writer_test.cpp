@@ -1,4 +1,4 @@
-// Saving Maya IFF files: every byte of the layout, raw or coded, round trips, and what is refused.
+// Saving Maya IFF files: every byte of the layout, raw or in packets, round trips, and what is refused.
 
 #include <gtest/gtest.h>
 #include <sys/utsname.h>
@@ -45,9 +45,10 @@ TEST(IffWriter, EveryByteOfTheFile) {
         {"raw colour and matte", colour, 5, matte, 4, 3, 2, 0,
          hex("31 01 11 21 32 02 12 22 33 03 13 23 34 04 14 24 35 05 15 25 36 06 16 26")},
         {"raw matte", {}, 0, matte, 4, 3, 2, 0, hex("31 32 33 34 35 36")},
-        {"too short to code", colour, 5, {}, 0, 1, 1, 1, hex("01 11 21")},
-        {"code as long as the plane", {}, 0, hex("01 01 01 02"), 4, 4, 1, 1, hex("01 01 01 02")},
-        {"one plane codes badly: all stay raw", flat, 3, matte, 3, 3, 1, 1, hex("31 07 07 07 32 07 07 07 33 07 07 07")},
+        {"too short for packets", colour, 5, {}, 0, 1, 1, 1, hex("01 11 21")},
+        {"packets as long as the plane", {}, 0, hex("01 01 01 02"), 4, 4, 1, 1, hex("01 01 01 02")},
+        {"one plane becomes no smaller: all stay raw", flat, 3, matte, 3, 3, 1, 1,
+         hex("31 07 07 07 32 07 07 07 33 07 07 07")},
         {"long runs, plane after plane", flat, 300, {}, 0, 300, 1, -5, runs + runs + runs},
         {"alpha plane first, rows joined", flat, 4, flat, 4, 4, 2, 1, hex("87 07 87 07 87 07 87 07")},
         {"nothing to save", {}, 0, {}, 0, 3, 2, 1, {}},
@@ -69,7 +70,7 @@ TEST(IffWriter, EveryByteOfTheFile) {
 }
 
 // Wider than a piece of a row and larger than the file's buffer. Runs and noise take turns, so that
-// every plane becomes shorter by coding.
+// every plane becomes smaller.
 struct Large {
     static constexpr int width = 2100;
     static constexpr int height = 40;
@@ -129,10 +130,10 @@ TEST(IffWriter, Failures) {
         EXPECT_EQ(save(name, x1, y1), 9);
     }
     EXPECT_EQ(maya.save_pic_fn(name.c_str(), row.data(), 0, 0, 0, 65535, 65535, 0), 9)
-        << "a form cannot tell such a size";
+        << "a form cannot store such a size";
     EXPECT_FALSE(exists(name));
     EXPECT_EQ(codes_without_memory([&] { return save(name, 65535, 9, 1); }),
-              (std::vector{3, 3, 3, 0}));  // the file's buffer, a plane, its code
+              (std::vector{3, 3, 3, 0}));  // the file's buffer, a plane, its packets
     ASSERT_EQ(save(name, 65535, 0, 1), 0);
     Loaded<std::uint8_t> widest(65536, 1);
     EXPECT_EQ(widest.load(name), 0);

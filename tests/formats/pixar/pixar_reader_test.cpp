@@ -21,7 +21,7 @@ using support::PixarHeader;
 
 // One row of four pixels in every way that a file can store it. The filler value never appears in
 // it, so written() counts exactly the stored samples.
-TEST(PixarReader, StorageCodesPacketTypesChannelsAndBlocks) {
+TEST(PixarReader, StoragePacketTypesChannelsAndBlocks) {
     const support::TempDir dir;
     constexpr auto sevens = "07070707 07070707 07070707 07070707";
     const struct {
@@ -40,6 +40,8 @@ TEST(PixarReader, StorageCodesPacketTypesChannelsAndBlocks) {
         {"blue alone reads as grey", 2, 2, "01 11 21 31", "01010100 11111100 21212100 31313100"},
         {"matte bit with a bit that means nothing", 17, 2, "01 11 21 31", "00000001 00000011 00000021 00000031"},
         {"dumped deep: 12 bits, low byte first", 1, 3, "0800 FF07 000C FFF7", "01010100 FFFFFF00 00000000 FFFFFF00"},
+        {"dumped deep cutout: four channels", 15, 3,
+         "0800100018002000 0801100118012001 8000F000F8000001 08000800FF0FFF07", "01020304 21222324 101E1F20 010100FF"},
         {"deep limits", 8, 3, "0008 FF0B 0700 FF0F", "FFFFFF00 FFFFFF00 00000000 00000000"},
         {"dump packet", 15, 0, "0310 01020304 11121314 21222324 31323334", "01020304 11121314 21222324 31323334"},
         {"run packet of two runs", 14, 0, "0120 02 070809 00 171819", "07080900 07080900 07080900 17181900"},
@@ -216,6 +218,18 @@ TEST(PixarReader, MemoryIsThatOfARowAndMayRunOut) {
     EXPECT_LE(support::memory_of([&] { EXPECT_EQ(loaded.load(claims), 1); }), io_buffer);
     EXPECT_EQ(support::codes_without_memory([&] { return loaded.load(tall); }),
               (std::vector{3, 3, 3, 0}));  // the file's buffer, the tile table, a row
+}
+
+// Fill packets that close blocks with data in them are legal as often as tiles share those.
+TEST(PixarReader, TilesMayShareData) {
+    const support::TempDir dir;
+    const PixarHeader header = {
+        .width = 64, .height = 20, .tile_width = 1, .tile_height = 20, .format = 1, .storage = 0, .block_size = 7};
+    const Bytes file = header.bytes() + support::repeated(support::tile_pointer(760 + 16 * 64, 140), 64) +
+                       support::repeated(hex("0010 07 0000 EEEE"), 20);
+    Cutout loaded(64, 20);
+    EXPECT_EQ(loaded.load(dir.file("a.pic", file)), 0);
+    EXPECT_EQ(loaded.written(), 64 * 20 * 4);
 }
 
 // Thousands of tiles that all point at one stretch of fill packets must not cost their product.
