@@ -137,6 +137,7 @@ std::string complaint(const Operation& operation, const Fault& fault, int nth, c
     }
     if (faulty.code == 0 && faulty.file != good.file) { return "answers 0 for another file"; }
     if (faulty.code == 0 && faulty.memory != good.memory) { return "answers 0 for another result"; }
+    if (fault.call == Call::close && faulty.memory != good.memory) { return "keeps its answers back"; }
     if (wrote_outside(faulty.memory, good, other)) { return "writes outside"; }
     const Outcome next = outcome_of(operation);
     if (next.held != good.held) { return "keeps memory or files"; }
