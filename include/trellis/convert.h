@@ -15,6 +15,8 @@
 ///
 /// A matte of 255 or 16383 is opaque. An 8-bit sample v becomes v × 64 + v ÷ 4, and a 16-bit sample
 /// w becomes the low byte of w ÷ 64. docs/buffers.md shows the layouts and one use of each wrapper.
+///
+/// All functions may run in any number of threads at once, on buffers that do not overlap.
 
 #include <stdint.h>
 
@@ -55,14 +57,14 @@ TRELLIS_API int mask_to_rgb_convert_trellis(int depth, void* colour, const void*
 
 /// Insert the matte into RGBA pixels (`to`), or copy it out of them (`from`), over an inclusive
 /// rectangle that addresses both buffers alike.
-TRELLIS_API int to8_rgba_trellis(void* rgba, int pitch, void* matte, int matte_pitch, int x0,
+TRELLIS_API int to8_rgba_trellis(void* rgba, int pitch, const void* matte, int matte_pitch, int x0,
                                  int y0, int x1, int y1);
-TRELLIS_API int from8_rgba_trellis(void* rgba, int pitch, void* matte, int matte_pitch, int x0,
-                                   int y0, int x1, int y1);
-TRELLIS_API int to16_rgba_trellis(void* rgba, int pitch, void* matte, int matte_pitch, int x0,
+TRELLIS_API int from8_rgba_trellis(const void* rgba, int pitch, void* matte, int matte_pitch,
+                                   int x0, int y0, int x1, int y1);
+TRELLIS_API int to16_rgba_trellis(void* rgba, int pitch, const void* matte, int matte_pitch, int x0,
                                   int y0, int x1, int y1);
-TRELLIS_API int from16_rgba_trellis(void* rgba, int pitch, void* matte, int matte_pitch, int x0,
-                                    int y0, int x1, int y1);
+TRELLIS_API int from16_rgba_trellis(const void* rgba, int pitch, void* matte, int matte_pitch,
+                                    int x0, int y0, int x1, int y1);
 
 /// Convert 8-bit cutout buffers between two conventions, in place, `height` rows of `width` pixels.
 /// `old` takes them from an inverted matte (0 is opaque) and premultiplied colour to a plain matte
@@ -84,13 +86,23 @@ TRELLIS_API int reformat_new_cut_8bit_buff(void* cutout, int pitch, int width, i
 /// and it begins at (0, 0). They start as zeros, and a load converts them into the host's rectangle
 /// whatever the slot returned. A save leaves the host's buffers as they are.
 ///
-/// During the slot call of a load in mode 1 or 2 the buffer type setting (settings.h) is the slot
-/// side's, 0 or 1, because a slot may ask it which layout to write; it is put back afterwards.
+/// Samples change their depth and nothing else. DPX and Cineon slots take and give codes of 0 to
+/// 1023 in 16-bit buffers, which are not scaled: mode 2 on a load, and mode 1 on a save, make a
+/// picture that is all but black. Their buffers stay 16-bit (mode 0), and the host scales.
+///
+/// A wrapper asks the buffer type setting (settings.h) once, as it begins. While a load slot runs,
+/// the thread that called, the slot and the host's hooks with it, is answered with the type of the
+/// slot's buffers instead: in modes 1 and 2 that is 0 or 1, whatever the setting says. Other threads
+/// notice nothing. Slots and hooks must return normally: no exception, no longjmp.
 ///
 /// Error 14: another mode (except where the mode is ignored), a source kind that the wrapper cannot
-/// serve, or a null `fn`. Error 3: no memory for a temporary buffer. The slot is not called then.
-/// A rectangle without pixels converts nothing, but the slot is called and gives its own answer. A
-/// buffer given as null is passed on as null.
+/// serve, or a null `fn`; no buffer is touched then. Error 3: no memory for a temporary buffer. In
+/// both cases the slot is not called. A rectangle without pixels converts nothing, but the slot is
+/// called and gives its own answer. A buffer given as null is passed on as null, and so is one that
+/// the wrapper would make from it or for it.
+///
+/// Save slots only read their buffers. They are not `const` here because hosts have slots of their
+/// own, whose types are fixed (pic_format.h).
 
 /// A slot of one of several types; `source_kind` says of which:
 ///
@@ -147,7 +159,7 @@ TRELLIS_API int save_mask_fn_convert_trellis(int mode, int source_kind, trellis_
 /// Kind 0 passes everything on. Kinds 1 and 2 load an opaque cutout, or one with the picture's
 /// matte, and fill the information with defaults: `int_3` and `int_4` 0, `real_1` and `real_2` the
 /// centre, `real_3` and `real_4` 0.5, `int_6` 1, `outline_size` 40, the outline of the whole
-/// picture (`outline` holds at least 40 bytes), `int_7` 3, and in `data_size` the bytes of the
+/// picture (`outline` holds at least 40 bytes, or is null), `int_7` 3, and in `data_size` the bytes of the
 /// slot side's cutout pixels. `int_5` is passed on and not touched.
 TRELLIS_API int load_cut_fn_convert_trellis(int mode, int source_kind, trellis_slot_fn fn,
                                             const char* name, unsigned int* info_width,
@@ -197,11 +209,11 @@ TRELLIS_API int check_mask_line_for_compression(const unsigned char* line, int c
 /// 1 when ten rows of an 8-bit buffer, height ÷ 22 above the first row of the rectangle, would
 /// become smaller, else 0. The rectangle should hold these rows; where it ends, they end. Both
 /// four-byte forms look at the three colours. `reserved` is not read.
-TRELLIS_API int check_buff_for_compression(int reserved, void* buffer, int pitch, int x0, int y0,
-                                           int x1, int y1);
-TRELLIS_API int check_rgba_buff_for_compression(int reserved, void* buffer, int pitch, int x0,
+TRELLIS_API int check_buff_for_compression(int reserved, const void* buffer, int pitch, int x0,
+                                           int y0, int x1, int y1);
+TRELLIS_API int check_rgba_buff_for_compression(int reserved, const void* buffer, int pitch, int x0,
                                                 int y0, int x1, int y1);
-TRELLIS_API int check_mask_buff_for_compression(int reserved, void* buffer, int pitch, int x0,
+TRELLIS_API int check_mask_buff_for_compression(int reserved, const void* buffer, int pitch, int x0,
                                                 int y0, int x1, int y1);
 
 /// The aspect ratio of a video picture's pixels: 768 ÷ width for 576 lines, 648 ÷ width for 486

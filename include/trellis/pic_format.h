@@ -20,6 +20,10 @@
 ///   1 byte. Buffer type 1: a colour pixel is three 16-bit words (blue, green, red), a matte pixel
 ///   one word. Pixar slots and Maya saves take type 0, DPX and Cineon slots type 1; Maya loads
 ///   write the layout of the buffer type setting (settings.h).
+/// - Save slots only read their buffers; their types lack `const` because hosts have slots of their
+///   own, written to these types.
+/// - Slots may run in any number of threads at once, on different files and on buffers that do not
+///   overlap. The hooks (settings.h, bytes.h) are called in the thread that runs the slot.
 
 #include <stdint.h>
 

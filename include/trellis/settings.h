@@ -7,6 +7,12 @@
 /// is never reset. Most are only stored, for the host and its other file libraries; the ones that
 /// the library itself reads say so. A name with a trailing underscore is the form for callers that
 /// pass arguments by reference: where it takes a pointer, it reads the value there.
+///
+/// Threads: any thread may set and query at any time. A load or save asks for what it needs once, as
+/// it begins. Hooks and callbacks are called in the thread that does the work. The pointer that
+/// `inq_last_header_trellis` hands out is good until the next call of any thread that reads or
+/// writes a film file or changes the buffer, so a host with threads takes the header from its own
+/// load instead (film.h).
 
 #include "trellis/export.h"
 
@@ -14,7 +20,8 @@ TRELLIS_BEGIN_DECLS
 
 /// @name Buffer type, default 0
 /// The sample depth of the host's buffers: 0 = 8-bit, 1 = 16-bit (samples 0..16383). Stored as
-/// given. Read by the cut and mask convert wrappers and by the Maya IFF loads.
+/// given. Read by the convert wrappers and by the Maya IFF loads. While a wrapper runs a load slot,
+/// the query answers the type of the slot's buffers in that thread (convert.h).
 TRELLIS_API void set_buffer_type_trellis(int type);
 TRELLIS_API int inq_buffer_type_trellis(void);
 
@@ -113,8 +120,9 @@ TRELLIS_API void set_progress_fn_trellis_(trellis_progress_fn callback);
 /// The library never calls this function.
 TRELLIS_API void update_progress_trellis_(float fraction);
 
-/// The formats' own progress hook, empty in the library. Readers and writers call it with the
-/// fraction of their work done, always through the dynamic symbol: a host executable that exports a
+/// The formats' own progress hook, empty in the library. The Pixar and Maya readers and writers and
+/// the DPX and Cineon writers call it with the fraction of their work done (the DPX and Cineon
+/// readers do not), in the thread that works and always through the dynamic symbol: a host executable that exports a
 /// function of this name (link it with -rdynamic) receives the calls instead.
 TRELLIS_API void occaisional_update_progress_trellis_(float fraction);
 

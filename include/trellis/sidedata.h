@@ -6,7 +6,7 @@
 /// has shot.iff.cinfo and shot.iff.mpc. The library touches them in these functions only.
 ///
 /// All functions take the name of the picture file and return an error code (errors.h), 0 for
-/// success.
+/// success. They may run in any number of threads at once, for different pictures.
 
 #include "trellis/export.h"
 

@@ -41,7 +41,7 @@ int insert_mattes(Cutout cutout, Matte matte, const Rectangle& at) {
 template <class Cutout, class Matte>
 int extract_mattes(Cutout cutout, Matte matte, const Rectangle& at) {
     each_row(cutout.from(at.x0, at.y0), matte.from(at.x0, at.y0), {at.width(), at.height()},
-             kernels().shapes<typename Cutout::Sample>().extract_matte);
+             kernels().shapes<typename Matte::Sample>().extract_matte);
     return 0;
 }
 
@@ -53,12 +53,11 @@ int copy_and_convert_cut_buffer_trellis(int width, int height, int from_type, co
     if (from_type == to_type) {
         return 0;
     }
-    void* source = const_cast<void*>(from);  // views do not know const; it is only read
     if (from_type == depth_16) {
-        narrow(Cutout16(source, from_pitch).from(from_x, from_y),
+        narrow(CutoutSource16(from, from_pitch).from(from_x, from_y),
                Cutout8(to, to_pitch).from(to_x, to_y), {width, height});
     } else {
-        widen(Cutout8(source, from_pitch).from(from_x, from_y),
+        widen(CutoutSource8(from, from_pitch).from(from_x, from_y),
               Cutout16(to, to_pitch).from(to_x, to_y), {width, height});
     }
     return 0;
@@ -110,24 +109,26 @@ int mask_to_rgb_convert_trellis(int depth, void* colour, const void* mask, int c
     return 0;
 }
 
-int to8_rgba_trellis(void* rgba, int pitch, void* matte, int matte_pitch, int x0, int y0, int x1,
-                     int y1) {
-    return insert_mattes(Cutout8(rgba, pitch), Matte8(matte, matte_pitch), {x0, y0, x1, y1});
+int to8_rgba_trellis(void* rgba, int pitch, const void* matte, int matte_pitch, int x0, int y0,
+                     int x1, int y1) {
+    return insert_mattes(Cutout8(rgba, pitch), MatteSource8(matte, matte_pitch), {x0, y0, x1, y1});
 }
 
-int from8_rgba_trellis(void* rgba, int pitch, void* matte, int matte_pitch, int x0, int y0, int x1,
-                       int y1) {
-    return extract_mattes(Cutout8(rgba, pitch), Matte8(matte, matte_pitch), {x0, y0, x1, y1});
+int from8_rgba_trellis(const void* rgba, int pitch, void* matte, int matte_pitch, int x0, int y0,
+                       int x1, int y1) {
+    return extract_mattes(CutoutSource8(rgba, pitch), Matte8(matte, matte_pitch), {x0, y0, x1, y1});
 }
 
-int to16_rgba_trellis(void* rgba, int pitch, void* matte, int matte_pitch, int x0, int y0, int x1,
-                      int y1) {
-    return insert_mattes(Cutout16(rgba, pitch), Matte16(matte, matte_pitch), {x0, y0, x1, y1});
+int to16_rgba_trellis(void* rgba, int pitch, const void* matte, int matte_pitch, int x0, int y0,
+                      int x1, int y1) {
+    return insert_mattes(Cutout16(rgba, pitch), MatteSource16(matte, matte_pitch),
+                         {x0, y0, x1, y1});
 }
 
-int from16_rgba_trellis(void* rgba, int pitch, void* matte, int matte_pitch, int x0, int y0, int x1,
-                        int y1) {
-    return extract_mattes(Cutout16(rgba, pitch), Matte16(matte, matte_pitch), {x0, y0, x1, y1});
+int from16_rgba_trellis(const void* rgba, int pitch, void* matte, int matte_pitch, int x0, int y0,
+                        int x1, int y1) {
+    return extract_mattes(CutoutSource16(rgba, pitch), Matte16(matte, matte_pitch),
+                          {x0, y0, x1, y1});
 }
 
 int reformat_old_cut_8bit_buff(void* cutout, int pitch, int width, int height) {

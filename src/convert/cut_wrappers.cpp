@@ -30,12 +30,14 @@ struct Information {
 };
 
 /// What a file without cutout information is taken to say: the outline of the whole picture, with
-/// its origin in the lower left corner and its centre in the middle.
+/// its origin in the lower left corner and its centre in the middle. A null outline is not wanted.
 void set_defaults(const Information& info, void* outline, int width, int height,
                   unsigned int pixel_bytes) {
+    trellis_default_outline unwanted;
     *info.int_3 = 0;
     *info.int_4 = 0;
-    set_default_cutout_outline(outline, 0, 0, width, height, info.real_1, info.real_2);
+    set_default_cutout_outline(outline == nullptr ? &unwanted : outline, 0, 0, width, height,
+                               info.real_1, info.real_2);
     *info.real_3 = 0.5F;
     *info.real_4 = 0.5F;
     *info.int_6 = 1;
@@ -43,13 +45,6 @@ void set_defaults(const Information& info, void* outline, int width, int height,
     *info.data_size =
         static_cast<unsigned int>(width) * static_cast<unsigned int>(height) * pixel_bytes;
     *info.int_7 = 3;
-}
-
-/// The cutout pixel that `data_size` counts by default: that of the slot in a load.
-unsigned int counted_pixel_bytes(int mode) {
-    const bool wide =
-        mode == mode_narrow || (mode == mode_direct && inq_buffer_type_trellis() == 1);
-    return static_cast<unsigned int>(pixel_bytes<CutoutBuffer>(wide));
 }
 
 /// A call of a slot on the host's packed cutout buffer, or on temporary pixels of its size.
@@ -62,18 +57,26 @@ class CutCall {
     const SlotCall& call() const { return call_; }
     SlotBuffer<CutoutBuffer>& cutout() { return cutout_; }
 
-    /// A matte apart, for slots that take one; null for the others.
+    /// A separate matte, for slots that take one; null for the others, and without a cutout.
     void* matte() { return matte_.data(); }
+
+    /// The cutout pixel that `data_size` counts by default: that of the slot in a load.
+    unsigned int counted_pixel_bytes() const {
+        return static_cast<unsigned int>(pixel_bytes<CutoutBuffer>(call_.slot_is_wide()));
+    }
 
     Error prepare(int source_kind) {
         TRELLIS_TRY(cutout_.prepare());
-        return source_kind == cut_slot
+        return source_kind == cut_slot && cutout_.is_given()
                    ? matte_.allocate(call_.pixels(), pixel_bytes<MatteBuffer>(call_.slot_is_wide()))
                    : Error::none;
     }
 
     /// Loads: the cutout's memory holds colour pixels, which grow in place.
     void join() {
+        if (!cutout_.is_given()) {
+            return;
+        }
         if (call_.slot_is_wide()) {
             join_as<std::uint16_t>(cutout_.data());
         } else {
@@ -85,11 +88,14 @@ class CutCall {
     /// mode 0 the colour is made in a copy of it.
     Error split() {
         colour_ = cutout_.data();
+        if (!cutout_.is_given()) {
+            return Error::none;
+        }
         if (!cutout_.is_temporary()) {
             const std::size_t bytes = pixel_bytes<CutoutBuffer>(call_.slot_is_wide());
             TRELLIS_TRY(copy_.allocate(call_.pixels(), bytes));
             colour_ = copy_.data();
-            std::memcpy(colour_, cutout_.data(), call_.pixels() * bytes);
+            std::memcpy(colour_, cutout_.data(), copy_.size());
         }
         if (call_.slot_is_wide()) {
             split_as<std::uint16_t>(colour_);
@@ -106,13 +112,14 @@ class CutCall {
     void join_as(void* pixels) {
         auto* samples = static_cast<Sample*>(pixels);
         pixels::kernels().shapes<Sample>().join(samples, static_cast<const Sample*>(matte()),
-                                                samples, call_.pixels());
+                                                samples, static_cast<std::size_t>(call_.pixels()));
     }
 
     template <class Sample>
     void split_as(void* pixels) {
         auto* samples = static_cast<Sample*>(pixels);
-        split_cutout(samples, static_cast<Sample*>(matte()), samples, call_.pixels());
+        split_cutout(samples, static_cast<Sample*>(matte()), samples,
+                     static_cast<std::size_t>(call_.pixels()));
     }
 
     SlotCall call_;
@@ -135,42 +142,32 @@ int load_cut_fn_convert_trellis(int mode, int source_kind, trellis_slot_fn fn, c
     const int height = static_cast<int>(*info_height);
     CutCall cut(Direction::load, mode, width, height, cutout);
     const SlotCall& call = cut.call();
-    if (!call.possible(fn)) {
+    if (!call.possible(fn) || !serves_cutouts(source_kind)) {
         return code(Error::not_in_format);
     }
     TRELLIS_TRY_CODE(cut.prepare(source_kind));
     void* pixels = cut.cutout().data();
     const int pitch = cut.cutout().pitch();
     const SlotRectangle at = call.packed();
-    int result = code(Error::not_in_format);
-    switch (source_kind) {
-        case native_slot:
-            result = call.load([&] {
+    const int result = call.load([&] {
+        switch (source_kind) {
+            case picture_slot:
+                return slot_as<trellis_load_pic_fn>(fn)(name, pixels, pitch, at.x0, at.y0, at.x1,
+                                                        at.y1, 0, 0);
+            case cut_slot:
+                return slot_as<trellis_load_cut_fn>(fn)(name, pixels, pitch, cut.matte(), pitch,
+                                                        at.x0, at.y0, at.x1, at.y1, 0, 0);
+            default:
                 return slot_as<trellis_load_cutout_fn>(fn)(
                     name, info_width, info_height, int_3, int_4, real_1, real_2, real_3, real_4,
                     int_5, int_6, outline_size, outline, data_size, pixels, int_7);
-            });
-            break;
-        case picture_slot:
-            result = call.load([&] {
-                return slot_as<trellis_load_pic_fn>(fn)(name, pixels, pitch, at.x0, at.y0, at.x1,
-                                                        at.y1, 0, 0);
-            });
-            break;
-        case cut_slot:
-            result = call.load([&] {
-                return slot_as<trellis_load_cut_fn>(fn)(name, pixels, pitch, cut.matte(), pitch,
-                                                        at.x0, at.y0, at.x1, at.y1, 0, 0);
-            });
-            break;
-        default:
-            break;
-    }
-    if (source_kind == picture_slot || source_kind == cut_slot) {
+        }
+    });
+    if (source_kind != native_slot) {
         cut.join();
         set_defaults(
             {int_3, int_4, real_1, real_2, real_3, real_4, int_6, outline_size, data_size, int_7},
-            outline, width, height, counted_pixel_bytes(mode));
+            outline, width, height, cut.counted_pixel_bytes());
     }
     cut.cutout().convert_after();
     return result;
@@ -182,7 +179,7 @@ int save_cut_fn_convert_trellis(int mode, int source_kind, trellis_slot_fn fn, c
                                 int data_size, void* cutout, int int_7, float real_1, float real_2,
                                 float real_3, float real_4) {
     CutCall cut(Direction::save, mode, info_width, info_height, cutout);
-    if (!cut.call().possible(fn)) {
+    if (!cut.call().possible(fn) || !serves_cutouts(source_kind)) {
         return code(Error::not_in_format);
     }
     TRELLIS_TRY_CODE(cut.prepare(source_kind));
@@ -191,9 +188,6 @@ int save_cut_fn_convert_trellis(int mode, int source_kind, trellis_slot_fn fn, c
         return slot_as<trellis_save_cutout_fn>(fn)(
             name, info_width, info_height, int_3, int_4, 0, int_6, outline_size, outline, data_size,
             cut.cutout().data(), int_7, real_1, real_2, real_3, real_4);
-    }
-    if (source_kind != picture_slot && source_kind != cut_slot) {
-        return code(Error::not_in_format);
     }
     TRELLIS_TRY_CODE(cut.split());
     const int pitch = cut.call().width();
@@ -218,13 +212,14 @@ int size_cut_fn_convert_trellis(int mode, int source_kind, trellis_slot_fn fn, c
         result = slot_as<trellis_size_cut_fn>(fn)(name, info_width, info_height, int_3, int_4,
                                                   real_1, real_2, real_3, real_4, int_6,
                                                   outline_size, data_size, int_7);
-    } else if (fn != nullptr && (source_kind == picture_slot || source_kind == cut_slot)) {
+    } else if (fn != nullptr && serves_cutouts(source_kind)) {
         result = slot_as<trellis_size_fn>(fn)(name, info_width, info_height);
-        trellis_default_outline unwanted;
+        const auto width = static_cast<int>(*info_width);
+        const auto height = static_cast<int>(*info_height);
+        const CutCall cut(Direction::load, mode, width, height, nullptr);
         set_defaults(
             {int_3, int_4, real_1, real_2, real_3, real_4, int_6, outline_size, data_size, int_7},
-            &unwanted, static_cast<int>(*info_width), static_cast<int>(*info_height),
-            counted_pixel_bytes(mode));
+            nullptr, width, height, cut.counted_pixel_bytes());
     }
     // From the slot's bytes to the host's; halves are rounded towards zero.
     if (mode == mode_widen) {

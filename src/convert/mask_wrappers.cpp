@@ -19,13 +19,16 @@ class MaskCall {
 
     Error prepare(int source_kind) {
         TRELLIS_TRY(mask_.prepare());
-        const bool has_colour = source_kind == picture_slot || source_kind == cut_slot;
+        const bool has_colour =
+            source_kind == cut_slot || (source_kind == picture_slot && mask_.is_given());
         return has_colour ? colour_.allocate(call_.pixels(),
                                              pixel_bytes<ColourBuffer>(call_.slot_is_wide()))
                           : Error::none;
     }
 
     SlotBuffer<MatteBuffer>& mask() { return mask_; }
+
+    /// Null where it would only be made from, or for, a mask that is not there.
     void* colour() { return colour_.data(); }
 
     /// The mask's first pixel of the rectangle: colour is packed, so a slot that gets both gets the
@@ -36,6 +39,9 @@ class MaskCall {
     }
 
     void mask_from_colour() {
+        if (!mask_.is_given()) {
+            return;
+        }
         if (call_.slot_is_wide()) {
             each_row(Colour16(colour(), call_.width()), mask_view<Matte16>(), call_.extent(),
                      pixels::kernels().words.colour_to_mask);
@@ -46,6 +52,9 @@ class MaskCall {
     }
 
     void colour_from_mask() {
+        if (!mask_.is_given()) {
+            return;
+        }
         if (call_.slot_is_wide()) {
             each_row(mask_view<Matte16>(), Colour16(colour(), call_.width()), call_.extent(),
                      pixels::kernels().words.mask_to_colour);
@@ -73,40 +82,32 @@ int load_mask_fn_convert_trellis(int mode, int source_kind, trellis_slot_fn fn, 
                                  void* mask, int pitch, int x0, int y0, int x1, int y1, int file_x,
                                  int file_y) {
     const SlotCall call(Direction::load, mode, {x0, y0, x1, y1});
-    if (!call.possible(fn)) {
+    if (!call.possible(fn) || !serves_masks(source_kind)) {
         return code(Error::not_in_format);
     }
     MaskCall buffers(call, mask, pitch);
     TRELLIS_TRY_CODE(buffers.prepare(source_kind));
     const SlotRectangle at = call.slot();
     const SlotRectangle packed = call.packed();
-    int result = code(Error::not_in_format);
-    switch (source_kind) {
-        case mask_slot:
-            result = call.load([&] {
-                return slot_as<trellis_load_mask_fn>(fn)(name, buffers.mask().data(),
-                                                         buffers.mask().pitch(), at.x0, at.y0,
-                                                         at.x1, at.y1, file_x, file_y);
-            });
-            break;
-        case picture_slot:
-            result = call.load([&] {
+    const int result = call.load([&] {
+        switch (source_kind) {
+            case picture_slot:
                 return slot_as<trellis_load_pic_fn>(fn)(name, buffers.colour(), call.width(),
                                                         packed.x0, packed.y0, packed.x1, packed.y1,
                                                         file_x, file_y);
-            });
-            buffers.mask_from_colour();
-            break;
-        case cut_slot:
-            result = call.load([&] {
+            case cut_slot:
                 return slot_as<trellis_load_cut_fn>(fn)(
                     name, buffers.colour(), call.width(), buffers.mask_corner(),
                     buffers.mask().pitch(), packed.x0, packed.y0, packed.x1, packed.y1, file_x,
                     file_y);
-            });
-            break;
-        default:
-            break;
+            default:
+                return slot_as<trellis_load_mask_fn>(fn)(name, buffers.mask().data(),
+                                                         buffers.mask().pitch(), at.x0, at.y0,
+                                                         at.x1, at.y1, file_x, file_y);
+        }
+    });
+    if (source_kind == picture_slot) {
+        buffers.mask_from_colour();
     }
     buffers.mask().convert_after();
     return result;
@@ -116,7 +117,7 @@ int save_mask_fn_convert_trellis(int mode, int source_kind, trellis_slot_fn fn, 
                                  void* mask, int pitch, int x0, int y0, int x1, int y1,
                                  int compress) {
     const SlotCall call(Direction::save, mode, {x0, y0, x1, y1});
-    if (!call.possible(fn)) {
+    if (!call.possible(fn) || !serves_masks(source_kind)) {
         return code(Error::not_in_format);
     }
     MaskCall buffers(call, mask, pitch);
@@ -125,10 +126,6 @@ int save_mask_fn_convert_trellis(int mode, int source_kind, trellis_slot_fn fn, 
     const SlotRectangle at = call.slot();
     const SlotRectangle packed = call.packed();
     switch (source_kind) {
-        case mask_slot:
-            return slot_as<trellis_save_mask_fn>(fn)(name, buffers.mask().data(),
-                                                     buffers.mask().pitch(), at.x0, at.y0, at.x1,
-                                                     at.y1, compress);
         case picture_slot:
             buffers.colour_from_mask();
             return slot_as<trellis_save_pic_fn>(fn)(name, buffers.colour(), call.width(), packed.x0,
@@ -138,13 +135,14 @@ int save_mask_fn_convert_trellis(int mode, int source_kind, trellis_slot_fn fn, 
                                                     buffers.mask_corner(), buffers.mask().pitch(),
                                                     packed.x0, packed.y0, packed.x1, packed.y1, 1);
         default:
-            return code(Error::not_in_format);
+            return slot_as<trellis_save_mask_fn>(fn)(name, buffers.mask().data(),
+                                                     buffers.mask().pitch(), at.x0, at.y0, at.x1,
+                                                     at.y1, compress);
     }
 }
 
 int size_mask_fn_convert_trellis(int /*mode*/, int source_kind, trellis_size_fn fn,
                                  const char* name, unsigned int* width, unsigned int* height) {
-    const bool served =
-        source_kind == picture_slot || source_kind == cut_slot || source_kind == mask_slot;
-    return served && fn != nullptr ? fn(name, width, height) : code(Error::not_in_format);
+    return serves_masks(source_kind) && fn != nullptr ? fn(name, width, height)
+                                                      : code(Error::not_in_format);
 }

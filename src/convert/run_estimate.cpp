@@ -64,21 +64,21 @@ int check_mask_line_for_compression(const unsigned char* line, int count) {
     return channel_estimate(line, 1, count);
 }
 
-int check_buff_for_compression(int /*reserved*/, void* buffer, int pitch, int x0, int y0, int x1,
-                               int y1) {
+int check_buff_for_compression(int /*reserved*/, const void* buffer, int pitch, int x0, int y0,
+                               int x1, int y1) {
     return coding_pays(
-        Colour8(buffer, pitch), {x0, y0, x1, y1}, 3,
+        ColourSource8(buffer, pitch), {x0, y0, x1, y1}, 3,
         [](const std::uint8_t* row, std::int64_t count) { return pixel_estimate(row, 1, count); });
 }
 
-int check_rgba_buff_for_compression(int reserved, void* buffer, int pitch, int x0, int y0, int x1,
-                                    int y1) {
+int check_rgba_buff_for_compression(int reserved, const void* buffer, int pitch, int x0, int y0,
+                                    int x1, int y1) {
     return check_buff_for_compression(reserved, buffer, pitch, x0, y0, x1, y1);
 }
 
-int check_mask_buff_for_compression(int /*reserved*/, void* buffer, int pitch, int x0, int y0,
+int check_mask_buff_for_compression(int /*reserved*/, const void* buffer, int pitch, int x0, int y0,
                                     int x1, int y1) {
-    return coding_pays(Matte8(buffer, pitch), {x0, y0, x1, y1}, 1,
+    return coding_pays(MatteSource8(buffer, pitch), {x0, y0, x1, y1}, 1,
                        [](const std::uint8_t* row, std::int64_t count) {
                            return channel_estimate(row, 1, count);
                        });

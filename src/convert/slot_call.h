@@ -20,6 +20,7 @@
 #include "frame/error.h"
 #include "frame/memory.h"
 #include "frame/raster.h"
+#include "state/buffer_type.h"
 
 namespace trellis::convert {
 
@@ -29,6 +30,14 @@ enum Mode : int { mode_direct = 0, mode_widen = 1, mode_narrow = 2 };
 
 /// The second argument of the cut and mask wrappers: which slot they were given.
 enum SourceKind : int { native_slot = 0, picture_slot = 1, cut_slot = 2, mask_slot = 3 };
+
+constexpr bool serves_cutouts(int source_kind) {
+    return source_kind >= native_slot && source_kind <= cut_slot;
+}
+
+constexpr bool serves_masks(int source_kind) {
+    return source_kind >= picture_slot && source_kind <= mask_slot;
+}
 
 template <class Slot>
 Slot slot_as(trellis_slot_fn fn) {
@@ -49,7 +58,12 @@ struct SlotRectangle {
 class SlotCall {
   public:
     SlotCall(Direction direction, int mode, const Rectangle& rectangle)
-        : direction_(direction), mode_(mode), host_(rectangle) {}
+        : mode_(mode), host_(rectangle) {
+        // Asked once: what another thread sets later changes nothing about this call.
+        const int host_type = inq_buffer_type_trellis();
+        const bool wide = (mode == mode_narrow) == (direction == Direction::load);
+        slot_type_ = mode == mode_direct ? host_type : static_cast<int>(wide);
+    }
 
     /// An empty slot is an operation that the format does not offer.
     template <class Slot>
@@ -75,25 +89,14 @@ class SlotCall {
     }
 
     /// Do the slot's buffers hold 16-bit samples?
-    bool slot_is_wide() const {
-        if (mode_ == mode_direct) {
-            return inq_buffer_type_trellis() == 1;
-        }
-        return (mode_ == mode_narrow) == (direction_ == Direction::load);
-    }
+    bool slot_is_wide() const { return slot_type_ == 1; }
 
-    /// Calls a load slot. A slot may ask the buffer type setting which layout to write, so while
-    /// its buffers are not of the host's depth, the setting is theirs.
+    /// Calls a load slot. A slot may ask the buffer type setting which layout to write: it gets the
+    /// type of its own buffers, whatever that of the host's is.
     template <class Slot>
     int load(Slot slot_call) const {
-        if (mode_ == mode_direct) {
-            return slot_call();
-        }
-        const int host_type = inq_buffer_type_trellis();
-        set_buffer_type_trellis(slot_is_wide() ? 1 : 0);
-        const int result = slot_call();
-        set_buffer_type_trellis(host_type);
-        return result;
+        const BufferTypeScope scope(slot_type_);
+        return slot_call();
     }
 
   private:
@@ -102,8 +105,8 @@ class SlotCall {
     }
     std::uint64_t height64() const { return static_cast<std::uint64_t>(height()); }
 
-    Direction direction_;
     int mode_;
+    int slot_type_;
     Rectangle host_;
 };
 
@@ -116,6 +119,7 @@ class TemporaryPixels {
                                                   : bytes_.allocate_zeroed(pixels * pixel_bytes);
     }
     void* data() { return bytes_.data(); }
+    std::size_t size() const { return bytes_.size(); }
 
   private:
     Block<unsigned char> bytes_;
@@ -176,7 +180,8 @@ class SlotBuffer {
         }
     }
 
-    bool is_temporary() const { return call_.mode() != mode_direct && host_.pixels != nullptr; }
+    bool is_given() const { return host_.pixels != nullptr; }
+    bool is_temporary() const { return call_.mode() != mode_direct && is_given(); }
     void* data() const { return slot_.pixels; }
     int pitch() const { return slot_.pitch; }
 

@@ -1,4 +1,4 @@
-// The table of error messages, the last-error word and the error-window flag.
+// The table of error messages.
 
 #include "trellis/errors.h"
 
@@ -76,9 +76,6 @@ constexpr std::array<const char*, 65> messages = {
     "Internal QUIRE error: see console",
 };
 
-int last_error = 0;
-int error_window = 0;
-
 }  // namespace
 
 const char* err_msg_string_pic(unsigned int code) {
@@ -86,24 +83,3 @@ const char* err_msg_string_pic(unsigned int code) {
 }
 
 void report_error_pic(int /*code*/) {}
-
-void clear_last_error_trellis() {
-    last_error = 0;
-}
-
-void set_last_error_trellis(int code) {
-    last_error = code;
-}
-
-int inq_last_error_trellis() {
-    return last_error;
-}
-
-int set_error_win_trellis_(int on) {
-    error_window = on > 0 ? 1 : 0;
-    return error_window;
-}
-
-int inq_error_win_trellis_() {
-    return error_window;
-}

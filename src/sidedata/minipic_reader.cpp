@@ -9,7 +9,7 @@
 
 #include "frame/file.h"
 #include "frame/file_name.h"
-#include "sidedata/minipic_state.h"
+#include "sidedata/minipic_file.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ Error find_side_file(const char* name, Block<char>& side_name) {
     return name != nullptr && stat(side_name.data(), &status) == 0 ? Error::none : Error::stat;
 }
 
-// A record is believed when its sizes agree and no number in it is negative.
+// A record is trusted when its sizes agree and no number in it is negative.
 bool is_sound(const mpc_record& record) {
     constexpr int pixel_size = sizeof(MinipicPixel);
     return record.header_size >= 0 && record.width >= 0 && record.height >= 0 &&
@@ -50,8 +50,8 @@ Error load_first_preview(const char* side_name, mpc_header& header, Preview& pre
     if (size > file.remaining()) {
         return Error::read;
     }
-    TRELLIS_TRY(preview.resize(size / sizeof(MinipicPixel)));
-    return file.read(preview.pixels.data(), size);
+    TRELLIS_TRY(preview.pixels.allocate(size / sizeof(MinipicPixel)));
+    return file.read(preview.pixels.data(), static_cast<std::size_t>(size));
 }
 
 void report_type(int source, int* type) {
@@ -80,26 +80,22 @@ int read_minipic_trellis(const char* name, void* destination, int capacity, int*
                          int* type) {
     Block<char> side_name;
     TRELLIS_TRY_CODE(find_side_file(name, side_name));
-    minipic_state& state = last_minipic();
-    TRELLIS_TRY_CODE(join_name(name, "", state.name));
     mpc_header header{};
-    if (Error error = load_first_preview(side_name.data(), header, state.first); failed(error)) {
-        state.first.clear();
+    Preview preview;
+    if (Error error = load_first_preview(side_name.data(), header, preview); failed(error)) {
         return code(error == Error::allocation ? error : Error::read);
     }
-    state.header = header;
-
-    *width = state.first.record.width;
-    *height = state.first.record.height;
-    report_type(state.header.source, type);
+    *width = preview.record.width;
+    *height = preview.record.height;
+    report_type(header.source, type);
 
     auto* pixels = static_cast<MinipicPixel*>(destination);
     const auto room = static_cast<std::size_t>(std::max(capacity, 0));
-    const std::size_t count = state.first.pixels.size();
+    const std::size_t count = preview.pixels.size();
     std::fill_n(pixels, room, MinipicPixel{});
     if (room < count) {
         return code(Error::minipic_too_big);
     }
-    std::copy_n(state.first.pixels.data(), count, pixels);
+    std::copy_n(preview.pixels.data(), count, pixels);
     return code(Error::none);
 }

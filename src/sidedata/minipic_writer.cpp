@@ -1,6 +1,5 @@
 // Writing the minipic file of a picture.
 
-#include <algorithm>
 #include <cstdio>
 
 #include "trellis/settings.h"
@@ -9,7 +8,7 @@
 #include "frame/file.h"
 #include "frame/file_name.h"
 #include "frame/raster.h"
-#include "sidedata/minipic_state.h"
+#include "sidedata/minipic_file.h"
 #include "sidedata/preview.h"
 
 namespace {
@@ -51,8 +50,7 @@ Error start_preview(const Size& size, Preview& preview) {
     if (size.width < 0 || size.height < 0 || count > largest_count) {
         return Error::write;
     }
-    TRELLIS_TRY(preview.resize(static_cast<std::uint64_t>(count)));
-    std::fill_n(preview.pixels.data(), preview.pixels.size(), MinipicPixel{});
+    TRELLIS_TRY(preview.pixels.allocate_zeroed(static_cast<std::uint64_t>(count)));
     preview.record = {
         .header_size = sizeof(mpc_record),
         .width = static_cast<int>(size.width),
@@ -62,15 +60,15 @@ Error start_preview(const Size& size, Preview& preview) {
     return Error::none;
 }
 
-void draw_previews(minipic_state& state, const PictureBuffers& buffers, const Rectangle& picture,
-                   int depth) {
+void draw_previews(const PictureBuffers& buffers, const Rectangle& picture, int depth,
+                   Preview& first, Preview& second) {
     switch (depth) {
         case 0:
-            draw_preview_8(buffers, picture, 0, state.first);
-            draw_preview_8(buffers, picture, 1, state.second);
+            draw_preview_8(buffers, picture, 0, first);
+            draw_preview_8(buffers, picture, 1, second);
             break;
         case 1:
-            draw_preview_16(buffers, picture, 0, state.first);
+            draw_preview_16(buffers, picture, 0, first);
             break;
         case 2:
             std::puts("Error: BITS_12_CLUT not supported in create_minipics");
@@ -89,32 +87,29 @@ Error write_preview(OutputFile& file, Preview& preview) {
     return size == 0 ? Error::write : error;
 }
 
-Error write_file(minipic_state& state) {
-    Block<char> side_name;
-    TRELLIS_TRY(join_name(state.name.data(), minipic_suffix, side_name));
-    OutputFile file;
-    TRELLIS_TRY(file.create(side_name.data()));
-    TRELLIS_TRY(file.write_record(state.header));
-    TRELLIS_TRY(write_preview(file, state.first));
-    TRELLIS_TRY(write_preview(file, state.second));
-    return file.close();
-}
-
 Error write_minipic(const char* name, const PictureBuffers& buffers, const Rectangle& picture,
                     int depth) {
-    minipic_state& state = last_minipic();
-    TRELLIS_TRY(join_name(name, "", state.name));
-    state.header = {
+    Block<char> side_name;
+    TRELLIS_TRY(join_name(name, minipic_suffix, side_name));
+    Preview first;
+    Preview second;
+    TRELLIS_TRY(start_preview(first_size(), first));
+    TRELLIS_TRY(start_preview(second_size(picture), second));
+    draw_previews(buffers, picture, depth, first, second);
+
+    const mpc_header header = {
         .word_1 = 0,
         .word_2 = 1,
         .header_size = sizeof(mpc_header),
         .picture_count = 2,
         .source = buffers.source,
     };
-    TRELLIS_TRY(start_preview(first_size(), state.first));
-    TRELLIS_TRY(start_preview(second_size(picture), state.second));
-    draw_previews(state, buffers, picture, depth);
-    return write_file(state);
+    OutputFile file;
+    TRELLIS_TRY(file.create(side_name.data()));
+    TRELLIS_TRY(file.write_record(header));
+    TRELLIS_TRY(write_preview(file, first));
+    TRELLIS_TRY(write_preview(file, second));
+    return file.close();
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 // Making a preview: the picture keeps its proportions and is centred on zeros.
 
 #include "frame/raster.h"
-#include "sidedata/minipic_state.h"
+#include "sidedata/minipic_file.h"
 
 namespace trellis::sidedata {
 

@@ -291,6 +291,27 @@ TEST_F(Wrappers, BetweenShapesAndDepths) {
     record = {true, 1, false, colour};
     EXPECT_EQ(load_rgba_fn_convert_trellis(1, load_cut, "a", pixels, 4, nullptr, 77, 0, 0, 3, 2, 0, 0), 0);
     EXPECT_EQ(record.mattes, nullptr) << "no matte stays no matte";
+
+    // Buffers that the host does not give are not given to the slot; an outline is not wanted then.
+    set_buffer_type_trellis(0);
+    const Host nothing = {nullptr, 4, nullptr, 4, 0, 0, 3, 2};
+    for (const Wrapper& wrapper : wrappers) {
+        for (const int mode : {0, 1, 2}) {
+            record = {wrapper.is_load(), mode, (mode == 2) == wrapper.is_load() && mode != 0, colour, 42};
+            EXPECT_EQ(wrapper.call(mode, nothing), 42) << &wrapper - wrappers << ", mode " << mode;
+            EXPECT_EQ(record.mattes, nullptr);
+            EXPECT_EQ(record.pixels != nullptr, wrapper.host == Shape{matte}) << "colour beside a mask";
+        }
+    }
+    Information info;
+    record = {true, 0, false, colour};
+    u8 bytes[48];
+    EXPECT_EQ(
+        load_cut_fn_convert_trellis(0, 1, any(load_pic), "a", &info.width, &info.height, &info.int_3, &info.int_4,
+                                    &info.real[0], &info.real[1], &info.real[2], &info.real[3], &info.int_5,
+                                    &info.int_6, &info.outline_size, nullptr, &info.data_size, bytes, &info.int_7),
+        0);
+    info.expect_defaults(48);
 }
 
 // What a native slot got: numbers, and 0 for a pointer; and what it answers: the place of each
@@ -369,10 +390,20 @@ TEST_F(Wrappers, RefusalsAndFailures) {
         record.result = 42;
         EXPECT_EQ(wrapper.call(1, host), 42);
     }
-    for (const Call& call : {load_cutout(3, any(load_pic)), save_cutout(3, any(save_pic)), load_mask(0, any(load_pic)),
-                             save_mask(0, any(save_pic))}) {
-        EXPECT_EQ(call(0, host), 14) << "a kind that is not served";
+    // A kind that is not served touches nothing, whatever the mode.
+    u8 untouched[256];
+    std::ranges::fill(untouched, u8{0xA5});
+    const Host whole = {untouched, 4, nullptr, 0, 0, 0, 3, 2};
+    for (const int kind : {-1, 0, 3, 4}) {
+        for (const Call& call :
+             {load_cutout(kind == 0 ? 4 : kind, any(load_pic)), save_cutout(kind == 0 ? 4 : kind, any(save_pic)),
+              load_mask(kind == 3 ? 4 : kind, any(load_pic)), save_mask(kind == 3 ? 4 : kind, any(save_pic))}) {
+            for (const int mode : {0, 1, 2}) {
+                EXPECT_EQ(support::codes_without_memory([&] { return call(mode, whole); }), List(20, 14));
+            }
+        }
     }
+    EXPECT_EQ(std::ranges::count(untouched, u8{0xA5}), 256);
     EXPECT_EQ(load_pic_fn_convert_trellis(0, nullptr, "a", buffer, 4, 0, 0, 3, 2, 0, 0), 14) << "an empty slot";
     EXPECT_EQ(load_pic_fn_convert_trellis(1, load_pic, "a", buffer, 4, INT_MIN, INT_MIN, INT_MAX, INT_MAX, 0, 0), 3);
 

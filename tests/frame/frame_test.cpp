@@ -30,68 +30,153 @@ TEST(Errors, MessagesByCode) {
     }
 }
 
-// Settings are process-wide, so one test walks through them, defaults first.
-TEST(Settings, DefaultsAndRules) {
-    int width = 0;
-    int height = 0;
-    EXPECT_EQ(inq_buffer_type_trellis(), 0);
-    EXPECT_EQ(inq_progress_interval_trellis_(), 30);
+using Get = int (*)();
+
+template <int (*set)(const int*)>
+int by_reference(int value) {
+    return set(&value);
+}
+template <void (*set)(const int*)>
+int by_reference(int value) {
+    set(&value);
+    return 0;
+}
+template <void (*set)(int)>
+int by_value(int value) {
+    set(value);
+    return 0;
+}
+
+// Words that store what they are given: every setter of one is seen by every query of it.
+TEST(Settings, PlainWords) {
+    const struct {
+        int initial;
+        std::vector<int (*)(int)> setters;
+        std::vector<Get> queries;
+        int result = 0;  // of the setters
+    } words[] = {
+        {0, {by_value<set_buffer_type_trellis>}, {inq_buffer_type_trellis}},
+        {30,
+         {by_reference<set_progress_interval_trellis_>, by_reference<set_progress_interval_gauge_>},
+         {inq_progress_interval_trellis_, inq_progress_interval_gauge_},
+         1},
+        {90, {by_value<set_jpeg_quality_trellis_>}, {inq_jpeg_quality_trellis_}},
+        {1, {by_value<set_test_esc_during_load_trellis_>}, {inq_test_esc_during_load_trellis_}},
+        {1,
+         {by_value<set_save_minipics_trellis>, by_reference<set_save_minipics_trellis_>},
+         {inq_save_minipics_trellis, inq_save_minipics_trellis_}},
+        {0, {by_value<set_auto_detect_minis_trellis_>}, {inq_auto_detect_minis_trellis_}},
+        {0,
+         {by_value<set_noextchk_trellis>, by_reference<set_noextchk_trellis_>},
+         {inq_noextchk_trellis, inq_noextchk_trellis_}},
+        {0,
+         {by_value<set_match_noinfo_trellis>, by_reference<set_match_noinfo_trellis_>},
+         {inq_match_noinfo_trellis, inq_match_noinfo_trellis_}},
+        {0, {by_value<set_last_error_trellis>}, {inq_last_error_trellis}},
+    };
+    for (const auto& word : words) {
+        for (const Get query : word.queries) { EXPECT_EQ(query(), word.initial) << &word - words; }
+        int value = -4;
+        for (const auto set : word.setters) {
+            EXPECT_EQ(set(value), word.result);
+            for (const Get query : word.queries) { EXPECT_EQ(query(), value) << &word - words; }
+            value += 1007;
+        }
+        word.setters[0](word.initial);
+    }
+    clear_last_error_trellis();
+    const float gamma = 1.5F;
     EXPECT_FLOAT_EQ(rinq_default_gamma_trellis_(), 2.2F);
-    EXPECT_EQ(inq_jpeg_quality_trellis_(), 90);
-    EXPECT_EQ(inq_cut_lantern_trellis(), 1);
-    EXPECT_EQ(inq_mask_lantern_trellis_(), 1);
-    EXPECT_EQ(inq_test_esc_during_load_trellis_(), 1);
-    EXPECT_EQ(inq_save_minipics_trellis(), 1);
-    EXPECT_EQ(inq_auto_detect_minis_trellis_() + inq_noextchk_trellis() + inq_match_noinfo_trellis() +
-                  inq_minipic_type_trellis() + inq_last_error_trellis() + inq_error_win_trellis_(),
-              0);
-    inq_size_1_minipic_trellis(&width, &height);
-    EXPECT_EQ(width * 1000 + height, 100075);
-    inq_size_2_minipic_trellis(&width, &height);
-    EXPECT_EQ(width * 1000 + height, 200150);
+    set_default_gamma_trellis_(&gamma);
+    EXPECT_EQ(rinq_default_gamma_trellis_(), 1.5F);
     EXPECT_EQ(inq_apply_user_lut_trellis_(), 0);
     EXPECT_EQ(inq_compressed_trellis(), 2);
+}
 
-    EXPECT_EQ(set_error_win_trellis_(5), 1);
-    EXPECT_EQ(set_error_win_trellis_(-3), 0);
+// Words of 0 and 1: setters store whether they are given at least 1 and return it, toggles return
+// the new value. None touches the other word.
+TEST(Settings, Flags) {
+    const struct {
+        std::vector<int (*)(int)> setters;
+        std::vector<Get> toggles, queries;
+        Get other;
+    } flags[] = {
+        {{set_cut_lantern_trellis, by_reference<set_cut_lantern_trellis_>, set_lantern_cutouts_trellis,
+          set_cut_mask_lantern_trellis, by_reference<set_cut_mask_lantern_trellis_>},
+         {toggle_cut_lantern_trellis, toggle_cut_lantern_trellis_},
+         {inq_cut_lantern_trellis, inq_cut_lantern_trellis_, inq_lantern_cutouts_trellis, inq_cut_mask_lantern_trellis,
+          inq_cut_mask_lantern_trellis_},
+         inq_mask_lantern_trellis},
+        {{set_mask_lantern_trellis, by_reference<set_mask_lantern_trellis_>},
+         {toggle_mask_lantern_trellis, toggle_mask_lantern_trellis_},
+         {inq_mask_lantern_trellis, inq_mask_lantern_trellis_, inq_lantern_masks_trellis},
+         inq_cut_lantern_trellis},
+        {{set_error_win_trellis_}, {}, {inq_error_win_trellis_}, inq_cut_lantern_trellis},
+        {{},
+         {toggle_save_minipics_trellis, toggle_save_minipics_trellis_},
+         {inq_save_minipics_trellis},
+         inq_mask_lantern_trellis},
+    };
+    const auto expect = [&](const auto& flag, int value) {
+        for (const Get query : flag.queries) { EXPECT_EQ(query(), value) << &flag - flags; }
+        EXPECT_EQ(flag.other(), 1) << &flag - flags;
+    };
+    EXPECT_EQ(inq_error_win_trellis_(), 0);
+    set_error_win_trellis_(1);
+    for (const auto& flag : flags) {
+        expect(flag, 1);
+        for (const auto set : flag.setters) {
+            for (const auto& [given, stored] : {std::pair{-2, 0}, {7, 1}, {0, 0}, {1, 1}}) {
+                EXPECT_EQ(set(given), stored);
+                expect(flag, stored);
+            }
+        }
+        for (const Get toggle : flag.toggles) {
+            EXPECT_EQ(toggle(), 0);
+            expect(flag, 0);
+            EXPECT_EQ(toggle(), 1);
+            expect(flag, 1);
+        }
+    }
+    // The toggle of both goes by the cutouts and returns what they were.
+    for (const Get toggle : {toggle_cut_mask_lantern_trellis, toggle_cut_mask_lantern_trellis_}) {
+        set_mask_lantern_trellis(0);
+        EXPECT_EQ(toggle(), 1);
+        EXPECT_EQ(inq_lantern_masks_trellis(), 0);
+        EXPECT_EQ(inq_lantern_cutouts_trellis(), 0);
+        EXPECT_EQ(toggle(), 0);
+        EXPECT_EQ(inq_lantern_masks_trellis(), 1);
+        EXPECT_EQ(inq_lantern_cutouts_trellis(), 1);
+    }
+}
 
-    // Lantern flags: stored as 0 or 1, and only the toggle of both touches both.
-    EXPECT_EQ(set_cut_lantern_trellis(7), 1);
-    EXPECT_EQ(set_lantern_cutouts_trellis(-2), 0);
-    EXPECT_EQ(inq_cut_mask_lantern_trellis_(), 0);
-    const int on = 3;
-    EXPECT_EQ(set_cut_mask_lantern_trellis_(&on), 1);
-    EXPECT_EQ(set_mask_lantern_trellis(0), 0);
-    EXPECT_EQ(toggle_cut_mask_lantern_trellis(), 1);
-    EXPECT_EQ(inq_lantern_cutouts_trellis() + inq_lantern_masks_trellis(), 0);
-    EXPECT_EQ(toggle_cut_mask_lantern_trellis_(), 0);
-    EXPECT_EQ(inq_lantern_cutouts_trellis() + inq_lantern_masks_trellis(), 2);
-    EXPECT_EQ(set_cut_mask_lantern_trellis(0), 0);
-    EXPECT_EQ(inq_mask_lantern_trellis(), 1);
-    EXPECT_EQ(toggle_cut_lantern_trellis_(), 1);
-    EXPECT_EQ(toggle_mask_lantern_trellis(), 0);
-    EXPECT_EQ(toggle_mask_lantern_trellis_(), 1);
-
-    set_save_minipics_trellis(-4);
-    EXPECT_EQ(inq_save_minipics_trellis_(), -4);
-    EXPECT_EQ(toggle_save_minipics_trellis(), 1);
-    EXPECT_EQ(toggle_save_minipics_trellis_(), 0);
-
-    set_last_error_trellis(999);
-    EXPECT_EQ(inq_last_error_trellis(), 999);
-    EXPECT_EQ(set_minipic_type_trellis(4), 4);
-    EXPECT_EQ(inq_last_error_trellis(), 0);
-    const int type = 5;
-    EXPECT_EQ(set_minipic_type_trellis_(&type), 0);
-
+TEST(Settings, Minipics) {
+    for (const auto set : {set_minipic_type_trellis, by_reference<set_minipic_type_trellis_>}) {
+        for (const auto& [given, stored] : {std::pair{4, 4}, {5, 0}, {1, 1}, {0, 0}, {-1, 0}}) {
+            set_last_error_trellis(999);
+            EXPECT_EQ(set(given), stored);
+            EXPECT_EQ(inq_minipic_type_trellis(), stored);
+            EXPECT_EQ(inq_minipic_type_trellis_(), stored);
+            EXPECT_EQ(inq_last_error_trellis(), 0);
+        }
+    }
+    using Size = std::pair<int, int>;
+    const auto asked = [](void (*query)(int*, int*)) {
+        Size size;
+        query(&size.first, &size.second);
+        return size;
+    };
+    EXPECT_EQ(asked(inq_size_1_minipic_trellis), (Size{100, 75}));
+    EXPECT_EQ(asked(inq_size_2_minipic_trellis), (Size{200, 150}));
+    set_size_1_minipic_trellis(1, 2);
+    set_size_2_minipic_trellis(3, 4);
+    EXPECT_EQ(asked(inq_size_1_minipic_trellis), (Size{1, 2}));
+    EXPECT_EQ(asked(inq_size_2_minipic_trellis), (Size{3, 4}));
     set_size_2_y_minipic_trellis_(120);
-    inq_size_2_minipic_trellis(&width, &height);
-    EXPECT_EQ(width, -1);
-    EXPECT_EQ(height, 120);
+    EXPECT_EQ(asked(inq_size_2_minipic_trellis), (Size{-1, 120}));
+    set_size_1_minipic_trellis(100, 75);
     set_size_2_minipic_trellis_(200, 150);
-
-    EXPECT_EQ(set_progress_interval_gauge_(&on), 1);
-    EXPECT_EQ(inq_progress_interval_trellis_(), 3);
+    EXPECT_EQ(asked(inq_size_2_minipic_trellis), (Size{200, 150}));
 }
 
 float reported = -1;
@@ -146,9 +231,10 @@ TEST(Bytes, LittleEndianSequences) {
     EXPECT_EQ(chars_to_long_pic(ones), 4294967295L);
     EXPECT_EQ(chars_to_long_pic(counted), 0x84030201L);
     unsigned char out[4] = {};
-    short_to_chars_pic(out, -2);
-    EXPECT_EQ(out[0], 0xFE);
-    EXPECT_EQ(out[1], 0xFF);
+    for (const auto& [value, low, high] : {std::tuple{-2, 0xFE, 0xFF}, {0x0201, 1, 2}, {-0x7F00, 0, 0x81}}) {
+        short_to_chars_pic(out, static_cast<short>(value));
+        EXPECT_EQ((std::pair{int{out[0]}, int{out[1]}}), (std::pair{low, high}));
+    }
     long_to_chars_pic(out, 0x1284030201L);
     EXPECT_EQ(std::memcmp(out, counted, 4), 0);
 }

@@ -1,7 +1,6 @@
 #pragma once
 
-// The minipic file and what the library remembers of the last one. docs/formats/mpc.md shows the
-// layout.
+// The minipic file, as one call writes or reads it. docs/formats/mpc.md shows the layout.
 
 #include <cstddef>
 #include <cstdint>
@@ -47,29 +46,6 @@ static_assert(sizeof(MinipicPixel) == 4);
 struct Preview {
     mpc_record record{};
     Block<MinipicPixel> pixels;
-
-    /// Makes room for `count` pixels; the memory is kept when it has that size already.
-    Error resize(std::uint64_t count) {
-        if (count == 0) {
-            pixels.release();
-        }
-        return count == pixels.size() ? Error::none : pixels.allocate(count);
-    }
-
-    void clear() {
-        record = {};
-        pixels.release();
-    }
 };
-
-/// What the last write or read has left. It is one for the whole process and never freed.
-struct minipic_state {
-    Block<char> name;
-    mpc_header header{};
-    Preview first;
-    Preview second;  // writes only: no read looks at it
-};
-
-minipic_state& last_minipic();
 
 }  // namespace trellis::sidedata

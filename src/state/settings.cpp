@@ -1,9 +1,13 @@
 // The process-wide settings: words that hosts set and query. Few of them are read by the library;
-// the public header says which.
+// the public header says which. Each is atomic: any thread may set it while others work.
 
 #include "trellis/settings.h"
 
+#include <atomic>
+
 #include "trellis/errors.h"
+
+#include "state/buffer_type.h"
 
 namespace {
 
@@ -13,66 +17,94 @@ struct MinipicSize {
 };
 
 // Defaults from the moment the library is loaded.
-int auto_detect_minis = 0;
-int progress_interval = 30;
-float default_gamma = 2.2F;
-int jpeg_quality = 90;
-int buffer_type = 0;
-int lantern_cutouts = 1;
-int lantern_masks = 1;
-int test_escape_during_load = 1;
-int save_minipics = 1;
-int no_extension_check = 0;
-int match_no_info = 0;
-int minipic_type = 0;
-MinipicSize minipic_size_1 = {100, 75};
-MinipicSize minipic_size_2 = {200, 150};
+std::atomic<int> auto_detect_minis = 0;
+std::atomic<int> progress_interval = 30;
+std::atomic<float> default_gamma = 2.2F;
+std::atomic<int> jpeg_quality = 90;
+std::atomic<int> buffer_type = 0;
+std::atomic<int> lantern_cutouts = 1;
+std::atomic<int> lantern_masks = 1;
+std::atomic<int> test_escape_during_load = 1;
+std::atomic<int> save_minipics = 1;
+std::atomic<int> no_extension_check = 0;
+std::atomic<int> match_no_info = 0;
+std::atomic<int> minipic_type = 0;
+std::atomic<MinipicSize> minipic_size_1 = MinipicSize{100, 75};
+std::atomic<MinipicSize> minipic_size_2 = MinipicSize{200, 150};
+static_assert(std::atomic<MinipicSize>::is_always_lock_free);
 
-int store_flag(int& flag, int on) {
-    flag = on >= 1 ? 1 : 0;
-    return flag;
+// What this thread sees in place of the buffer type.
+thread_local const trellis::BufferTypeScope* buffer_type_scope = nullptr;
+
+int store_flag(std::atomic<int>& flag, int on) {
+    const int stored = on >= 1 ? 1 : 0;
+    flag = stored;
+    return stored;
 }
 
-int toggle_flag(int& flag) {
-    flag = flag <= 0 ? 1 : 0;
-    return flag;
+/// The value before; the new one is 0 when that is positive, else 1.
+int exchange_toggled(std::atomic<int>& flag) {
+    int before = flag;
+    while (!flag.compare_exchange_weak(before, before > 0 ? 0 : 1)) {
+    }
+    return before;
+}
+
+int toggle_flag(std::atomic<int>& flag) {
+    return exchange_toggled(flag) > 0 ? 0 : 1;
+}
+
+void store_size(int* width, int* height, MinipicSize size) {
+    *width = size.width;
+    *height = size.height;
 }
 
 }  // namespace
+
+namespace trellis {
+
+BufferTypeScope::BufferTypeScope(int type) : type_(type), outer_(buffer_type_scope) {
+    buffer_type_scope = this;
+}
+
+BufferTypeScope::~BufferTypeScope() {
+    buffer_type_scope = outer_;
+}
+
+}  // namespace trellis
 
 void set_buffer_type_trellis(int type) {
     buffer_type = type;
 }
 int inq_buffer_type_trellis() {
-    return buffer_type;
+    return buffer_type_scope == nullptr ? buffer_type.load() : buffer_type_scope->type();
 }
 
 void set_size_1_minipic_trellis(int width, int height) {
-    minipic_size_1 = {width, height};
+    minipic_size_1 = MinipicSize{width, height};
 }
 void inq_size_1_minipic_trellis(int* width, int* height) {
-    *width = minipic_size_1.width;
-    *height = minipic_size_1.height;
+    store_size(width, height, minipic_size_1);
 }
 
 void set_size_2_minipic_trellis(int width, int height) {
-    minipic_size_2 = {width, height};
+    minipic_size_2 = MinipicSize{width, height};
 }
 void set_size_2_minipic_trellis_(int width, int height) {
     set_size_2_minipic_trellis(width, height);
 }
 void set_size_2_y_minipic_trellis_(int height) {
-    minipic_size_2 = {-1, height};
+    minipic_size_2 = MinipicSize{-1, height};
 }
 void inq_size_2_minipic_trellis(int* width, int* height) {
-    *width = minipic_size_2.width;
-    *height = minipic_size_2.height;
+    store_size(width, height, minipic_size_2);
 }
 
 int set_minipic_type_trellis(int type) {
     clear_last_error_trellis();
-    minipic_type = type >= 1 && type <= 4 ? type : 0;
-    return minipic_type;
+    const int stored = type >= 1 && type <= 4 ? type : 0;
+    minipic_type = stored;
+    return stored;
 }
 int set_minipic_type_trellis_(const int* type) {
     return set_minipic_type_trellis(*type);
@@ -133,8 +165,8 @@ int toggle_cut_lantern_trellis_() {
     return toggle_flag(lantern_cutouts);
 }
 int toggle_cut_mask_lantern_trellis() {
-    const int before = lantern_cutouts;
-    lantern_cutouts = lantern_masks = before > 0 ? 0 : 1;
+    const int before = exchange_toggled(lantern_cutouts);
+    lantern_masks = before > 0 ? 0 : 1;
     return before;
 }
 int toggle_cut_mask_lantern_trellis_() {

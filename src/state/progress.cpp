@@ -1,12 +1,13 @@
 // The progress callback that a host may install and drive itself.
 
 #include <algorithm>
+#include <atomic>
 
 #include "trellis/settings.h"
 
 namespace {
 
-trellis_progress_fn progress_callback = nullptr;
+std::atomic<trellis_progress_fn> progress_callback = nullptr;
 
 }  // namespace
 
@@ -15,11 +16,11 @@ void set_progress_fn_trellis_(trellis_progress_fn callback) {
 }
 
 void update_progress_trellis_(float fraction) {
-    if (progress_callback == nullptr) {
-        return;
+    const trellis_progress_fn callback = progress_callback;
+    if (callback != nullptr) {
+        float clamped = std::clamp(fraction, 0.0F, 1.0F);
+        callback(&clamped);
     }
-    float clamped = std::clamp(fraction, 0.0F, 1.0F);
-    progress_callback(&clamped);
 }
 
 void occasional_update_gauge_() {}
