@@ -44,9 +44,8 @@ TRELLIS_API int inq_this_type_pic_trellis(const pic_format* format, const char* 
 TRELLIS_API void delete_if_writeable_trellis(const char* name);
 
 /// Long saves ask this function whether the user wants to stop. The library's own answer is always
-/// 0; a host executable that exports the same name is asked instead, in the thread that saves, and a
-/// nonzero answer ends a
-/// DPX or Cineon save with that value as its error code.
+/// 0; a host executable that exports the same name is asked instead, in the thread that saves, and
+/// a nonzero answer ends a DPX or Cineon save with that value as its error code.
 TRELLIS_API int escape_test_utils_pic(void);
 
 TRELLIS_END_DECLS

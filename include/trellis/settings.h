@@ -122,8 +122,9 @@ TRELLIS_API void update_progress_trellis_(float fraction);
 
 /// The formats' own progress hook, empty in the library. The Pixar and Maya readers and writers and
 /// the DPX and Cineon writers call it with the fraction of their work done (the DPX and Cineon
-/// readers do not), in the thread that works and always through the dynamic symbol: a host executable that exports a
-/// function of this name (link it with -rdynamic) receives the calls instead.
+/// readers do not), in the thread that works and always through the dynamic symbol: a host
+/// executable that exports a function of this name (link it with -rdynamic) receives the calls
+/// instead.
 TRELLIS_API void occaisional_update_progress_trellis_(float fraction);
 
 /// Does nothing.

@@ -13,7 +13,7 @@ diff <(echo "$exported") <(echo "$wanted") || {
 needed=$(objdump -p "$1" | awk '$1 == "NEEDED" { print $2 }')
 for library in $needed; do
     case $library in
-        libc.so.* | libm.so.* | libstdc++.so.* | libgcc_s.so.*) ;;
+        libc.so.* | libm.so.* | libstdc++.so.* | libgcc_s.so.* | ld-linux*) ;;
         *)
             echo "The library needs $library."
             exit 1
