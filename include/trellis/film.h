@@ -30,6 +30,7 @@
 /// field. A host that prepares a header with orientation 5 stores the bytes 00 05 at offset 768,
 /// before each save. (Cineon keeps its orientation in one byte, at offset 192.)
 
+#include <stddef.h>
 #include <stdint.h>
 
 #include "trellis/export.h"
@@ -64,6 +65,46 @@ TRELLIS_API int inq_dpx_type_fn_(void* header, int length, const char* name, int
 /// answered, `kind` only with a 1.
 TRELLIS_API int inq_smpte_type_fn(void* header, int length, const char* name, int64_t reserved,
                                   unsigned int* kind, unsigned int* is_this_format);
+
+/// What a film file really holds, beyond what the slots tell. Values are the header's own; a number
+/// that a header leaves undefined has all its bits set there, as in the file.
+typedef struct trellis_film_info {
+    /// sizeof(trellis_film_info), set by the caller. Later versions add members at the end; no more
+    /// than this many bytes are written.
+    size_t size;
+    int format;                  ///< TRELLIS_TYPE_DPX or TRELLIS_TYPE_CINEON
+    int big_endian;              ///< 1 or 0
+    unsigned int width, height;  ///< of the picture shown the right way up
+    int channels;                ///< samples a pixel; 0 when the descriptor says nothing known
+    char channel_order[8];       ///< as they are stored, "RGB", "ABGR", "A", "Y" (luma); or ""
+    int descriptor;              ///< DPX; 0 for Cineon, like the other fields that it lacks
+    int bit_size;
+    int packing;
+    int encoding;  ///< DPX: 1 is run-length
+    int transfer;  ///< 254 for Cineon, as `get_info` has it
+    int colorimetric;
+    unsigned int data_sign;  ///< 0 is unsigned
+    int orientation;         ///< 0 to 7
+    unsigned int line_padding, image_padding;
+    int elements;  ///< image elements; 1 for Cineon
+    /// 1 when the pixels are this library's own 5-byte cutouts or 2-byte masks. Other programs put
+    /// three 10-bit samples in each word, also those of such pixels.
+    int private_layout;
+    uint64_t image_offset;   ///< where the first line starts
+    uint64_t line_size;      ///< bytes from one line to the next; 0 when lines vary or are unknown
+    uint64_t file_size;      ///< of the file as it is; of pipes and the like, a guess
+    uint64_t promised_size;  ///< image bytes that the header asks for; 0 with a `line_size` of 0
+    uint64_t present_size;   ///< how many of them (or, where that is 0, of any) are in the file
+    /// Why the load slots, or `load_film_samples_trellis`, would not give the picture that is in
+    /// the file: constant text, "" when they do. Lines that are missing are not a reason.
+    const char* slots_reason;
+    const char* samples_reason;
+} trellis_film_info;
+
+/// Describes the DPX or Cineon file `name`, told by its first bytes. Errors: 1 (header cut short),
+/// 6, 8 (`info` is null or its size holds no member), 20 (neither format); `info` is then as it
+/// was. Neither the last-header buffer nor any word about the last header changes.
+TRELLIS_API int info_film_trellis(const char* name, trellis_film_info* info);
 
 TRELLIS_END_DECLS
 

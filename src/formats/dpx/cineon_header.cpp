@@ -13,9 +13,6 @@ namespace {
 constexpr std::uint8_t ten_bits = 10;
 constexpr std::uint8_t packed_in_words = 5;  // three codes in 32 bits, from the top
 
-// Not a time at all: files have always carried this text, and readers compare files byte by byte.
-constexpr char creation_time[] = "20:38:50Z";
-
 constexpr std::uint32_t image_offset = sizeof(cineon_header) + catalogue_size;
 
 Error check(const cineon_header& header) {
@@ -106,7 +103,7 @@ cineon_header default_cineon_header(const char* path, const TimeText& date) {
     cineon_origin_section& origin = header.origin;
     set_text(origin.file_name, path);
     set_text(origin.creation_date, date.text);
-    set_text(origin.creation_time, creation_time);
+    set_text(origin.creation_time, cineon_creation_time);
     origin.x_pitch = origin.y_pitch = origin.gamma = undefined_float;
 
     cineon_industry_section& industry = header.industry;
@@ -128,7 +125,7 @@ void set_cineon_save_fields(cineon_header& header, const char* path, const TimeT
     set_text(file.version, "V4.5");
     set_text(file.file_name, path);
     set_text(file.creation_date, date.text);
-    set_text(file.creation_time, creation_time);
+    set_text(file.creation_time, cineon_creation_time);
 
     cineon_image_section& image = header.image;
     const bool upright = image.orientation == 0;

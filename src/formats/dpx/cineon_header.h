@@ -139,6 +139,9 @@ Error read_smpte_header(InputFile& file, cineon_buffer& buffer);
 /// The picture of a header that has been checked.
 Picture picture_of(const cineon_header& header);
 
+/// Not a time at all: files have always carried this text, and readers compare files byte by byte.
+inline constexpr char cineon_creation_time[] = "20:38:50Z";
+
 inline constexpr char cineon_date_pattern[] = "%Y:%m:%d";
 
 /// A header with no picture in it yet: every field that saves leave alone has its default.

@@ -151,7 +151,7 @@ void set_dpx_save_fields(dpx_header& header, const char* path, const TimeText& t
     file.user_length = 0;
     set_text(file.file_name, path);
     set_text(file.creation_time, time.text);
-    set_text(file.creator, "Orrery Imaging");
+    set_text(file.creator, dpx_creator);
 
     auto& image = header.generic.image;
     const bool upright = image.orientation == 0;

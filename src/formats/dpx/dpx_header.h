@@ -212,6 +212,9 @@ void set_dpx_save_fields(dpx_header& header, const char* path, const TimeText& t
 /// last-header buffer. A save takes it as big-endian all the same.
 void leave_in_host_order(be16& orientation, std::uint16_t value);
 
+/// The creator that every save names.
+inline constexpr char dpx_creator[] = "Orrery Imaging";
+
 inline constexpr char dpx_time_pattern[] = "%Y:%m:%d %H:%M:%SZ";
 
 }  // namespace trellis::dpx

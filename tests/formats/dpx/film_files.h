@@ -20,7 +20,10 @@ struct FilmHeader {
     // DPX files alone have these,
     bool big = true;
     int descriptor = 50, elements = 1;
-    std::int64_t offset = 2048;
+    std::int64_t offset = 2048, file_size = 0;
+    int packing = 0, encoding = 0;
+    std::int64_t sign = 0, line_padding = 0;
+    const char* creator = "";
     // and Cineon files these.
     int channels = 3;
     Bytes layout = {0, 5, 0, 0};  // interleave, packing, signed, sense
@@ -34,7 +37,11 @@ struct FilmHeader {
         if (&format == &dpx) {
             put(header, 0, hex(big ? "53 44 50 58" : "58 50 44 53") + number(offset, 4));
             put(header, 768, number(orientation, 2) + number(elements, 2) + number(width, 4) + number(lines, 4));
-            put(header, 800, {byte(descriptor), 9, 0, byte(bits)});
+            put(header, 16, number(file_size, 4));
+            put(header, 160, text(creator));
+            put(header, 780, number(sign, 4));
+            put(header, 800, Bytes{byte(descriptor), 9, 7, byte(bits)} + number(packing, 2) + number(encoding, 2));
+            put(header, 812, number(line_padding, 4));
         } else {
             put(header, 0, hex("80 2A 5F D7 00 00 77 77"));  // the image offset is not to be believed
             put(header, 8, number(generic_length, 4) + zeros(4) + number(user_length, 4));
