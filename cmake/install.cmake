@@ -1,4 +1,4 @@
-# `cmake --install`: library, headers, tool, pkg-config file and CMake package.
+# `cmake --install`: libraries, headers, tool, pkg-config files and CMake package.
 
 include(CMakePackageConfigHelpers)
 
@@ -6,6 +6,10 @@ install(TARGETS trellis EXPORT trellis
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY include/trellis DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+if(TRELLIS_BUILD_HOST)
+    install(TARGETS trellis_host EXPORT trellis-host ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    install(FILES host/include/trellis/host.hpp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/trellis)
+endif()
 if(TRELLIS_BUILD_TOOL)
     install(TARGETS trellis-tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
@@ -16,9 +20,18 @@ file(RELATIVE_PATH TRELLIS_PREFIX_FROM_PKGCONFIG
 string(REGEX REPLACE "/$" "" TRELLIS_PREFIX_FROM_PKGCONFIG ${TRELLIS_PREFIX_FROM_PKGCONFIG})
 configure_file(packaging/trellis.pc.in trellis.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/trellis.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+if(TRELLIS_BUILD_HOST)
+    configure_file(packaging/trellis-host.pc.in trellis-host.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/trellis-host.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endif()
 
 set(TRELLIS_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/trellis)
 install(EXPORT trellis NAMESPACE trellis:: FILE trellis-targets.cmake DESTINATION ${TRELLIS_CMAKE_DIR})
+if(TRELLIS_BUILD_HOST)
+    install(EXPORT trellis-host NAMESPACE trellis::
+        FILE trellis-host-targets.cmake DESTINATION ${TRELLIS_CMAKE_DIR})
+endif()
 configure_package_config_file(packaging/trellis-config.cmake.in trellis-config.cmake
     INSTALL_DESTINATION ${TRELLIS_CMAKE_DIR})
 write_basic_package_version_file(trellis-config-version.cmake COMPATIBILITY SameMajorVersion)

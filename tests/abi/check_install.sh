@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs the library into an empty prefix and builds the C example against it, through pkg-config
-# and through the CMake package, after moving the prefix to another place.
+# Installs the libraries into an empty prefix and builds the examples against them, through
+# pkg-config and through the CMake package, after moving the prefix to another place.
 #   check_install.sh BUILD_DIR EXAMPLES_DIR WORK_DIR
 set -euo pipefail
 
@@ -33,6 +33,18 @@ cmake --build "$work_dir/package" > /dev/null
 "$work_dir/package/cutout" "$work_dir/b.pic"
 
 cmp "$work_dir/a.pic" "$work_dir/b.pic"
+
+# The C++ example, with an exposure that changes nothing, carries a picture through two formats.
+# shellcheck disable=SC2046
+c++ -std=c++20 -Wall -Wextra -Wpedantic -Werror "$examples/exposure.cpp" \
+    -o "$work_dir/exposure" $(pkg-config --cflags --libs trellis-host)
+"$work_dir/exposure" "$work_dir/a.pic" "$work_dir/a.dpx" 0
+"$work_dir/package/exposure" "$work_dir/a.dpx" "$work_dir/b.png" 0
+test "$("$work_dir/exposure" "$work_dir/none.pic" "$work_dir/x.png" 0 2>&1)" = \
+    "$work_dir/none.pic: Failed to open file in trellis (code 6)"
+if [ -x "$prefix/bin/trellis" ]; then
+    "$prefix/bin/trellis" compare --kind image "$work_dir/a.pic" "$work_dir/b.png"
+fi
 if [ -x "$prefix/bin/trellis" ]; then
     env -u LD_LIBRARY_PATH "$prefix/bin/trellis" --version
 fi

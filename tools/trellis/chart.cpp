@@ -322,7 +322,7 @@ std::uint8_t sample(double value) {
 
 }  // namespace
 
-void draw_chart(Picture& cutout) {
+void draw_chart(host::Picture& cutout) {
     const Chart chart(cutout.width(), cutout.height());
     for (int y = 0; y < cutout.height(); ++y) {
         occaisional_update_progress_trellis_(static_cast<float>(y + 1) /
@@ -331,9 +331,9 @@ void draw_chart(Picture& cutout) {
         for (int x = 0; x < cutout.width(); ++x) {
             const Paint paint = chart.at(x, y);
             std::uint8_t* pixel = cutout.colour_at(x, row);
-            pixel[Picture::red] = sample(paint.colour.red);
-            pixel[Picture::green] = sample(paint.colour.green);
-            pixel[Picture::blue] = sample(paint.colour.blue);
+            pixel[host::Picture::red] = sample(paint.colour.red);
+            pixel[host::Picture::green] = sample(paint.colour.green);
+            pixel[host::Picture::blue] = sample(paint.colour.blue);
             *cutout.matte_at(x, row) = sample(paint.matte);
         }
     }

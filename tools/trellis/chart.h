@@ -2,12 +2,12 @@
 
 // The test chart: something to look at, and something to find faults with.
 
-#include "picture.h"
+#include "pictures.h"
 
 namespace tool {
 
 /// Fills a cutout of any size. Everything scales with the picture, except for the fine detail,
 /// which is as fine as its pixels.
-void draw_chart(Picture& cutout);
+void draw_chart(host::Picture& cutout);
 
 }  // namespace tool

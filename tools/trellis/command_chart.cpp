@@ -4,20 +4,20 @@
 
 #include "chart.h"
 #include "commands.h"
-#include "file_error.h"
 #include "progress_bar.h"
+#include "report.h"
 
 namespace tool {
 
-void chart(const std::string& out, int width, int height, const SaveOptions& save) try {
-    Picture picture(TRELLIS_KIND_CUTOUT, width, height);
+void chart(const std::string& out, int width, int height, const host::SaveOptions& options) try {
+    host::Picture picture(TRELLIS_KIND_CUTOUT, width, height);
     {
         const ProgressBar bar("drawing", out);
         draw_chart(picture);
     }
-    save_picture(picture, out, save);
+    save_picture(picture, out, options);
 } catch (const std::bad_alloc&) {
-    throw FileError(out, TRELLIS_ALLOCATION_ERROR, "the chart is too large for this machine");
+    throw host::Error(out, TRELLIS_ALLOCATION_ERROR, "the chart is too large for this machine");
 }
 
 }  // namespace tool

@@ -12,8 +12,8 @@
 #include "trellis/sidedata.h"
 
 #include "commands.h"
-#include "file_error.h"
-#include "safe_file.h"
+#include "host/safe_file.h"
+#include "report.h"
 #include "side_files.h"
 
 namespace tool {
@@ -95,13 +95,13 @@ CutoutInfo load(const std::string& path) {
         info.outline.resize(outline_size);
     }
     if (code != 0) {
-        throw FileError(cinfo_name(path), code);
+        throw host::Error(cinfo_name(path), code);
     }
     return info;
 }
 
 CutoutInfo defaults_for(const std::string& path) {
-    const FileInfo picture = describe(path);
+    const host::Description picture = host::describe(path);
     CutoutInfo info;
     info.info_width = picture.width;
     info.info_height = picture.height;
@@ -134,7 +134,7 @@ bool assign(CutoutInfo& info, const std::string& assignment) {
 }
 
 void save(const std::string& path, const CutoutInfo& info) {
-    SafeFile file(cinfo_name(path), true);
+    host::SafeFile file(cinfo_name(path), true);
     const int code = file.written_by([&](const char* name) {
         return save_cutout_info_trellis(
             name_of_picture(name).c_str(), info.info_width, info.info_height, info.int_3,
@@ -142,7 +142,7 @@ void save(const std::string& path, const CutoutInfo& info) {
             static_cast<int>(info.outline.size()), info.outline.data(), nullptr, info.int_7);
     });
     if (code != 0) {
-        throw FileError(cinfo_name(path), code);
+        throw host::Error(cinfo_name(path), code);
     }
     file.keep();
 }

@@ -3,7 +3,6 @@
 #include <cstdlib>
 
 #include "commands.h"
-#include "formats.h"
 
 namespace tool {
 
@@ -21,7 +20,7 @@ struct Difference {
 };
 
 template <class Sample>
-Difference difference(const Picture& a, const Picture& b) {
+Difference difference(const host::Picture& a, const host::Picture& b) {
     const auto sample = [](const std::uint8_t* buffer, std::uint64_t i) {
         return int{reinterpret_cast<const Sample*>(buffer)[i]};
     };
@@ -45,23 +44,25 @@ Difference difference(const Picture& a, const Picture& b) {
 
 // Pictures of two depths are compared at the smaller one.
 int common_depth(const std::string& a, const std::string& b) {
-    return std::min(native_depth(format_of_file(a)), native_depth(format_of_file(b)));
+    return std::min(host::describe(a).format->depth, host::describe(b).format->depth);
 }
 
 }  // namespace
 
-bool compare(const std::string& file_a, const std::string& file_b, const LoadOptions& load) {
-    LoadOptions options = load;
+bool compare(const std::string& file_a, const std::string& file_b,
+             const host::LoadOptions& load_options) {
+    host::LoadOptions options = load_options;
     options.depth = common_depth(file_a, file_b);
-    const Picture a = load_picture(file_a, options);
-    const Picture b = load_picture(file_b, options);
+    const host::Picture a = load_picture(file_a, options);
+    const host::Picture b = load_picture(file_b, options);
     if (a.width() != b.width() || a.height() != b.height()) {
         std::printf("sizes differ: %d x %d and %d x %d\n", a.width(), a.height(), b.width(),
                     b.height());
         return false;
     }
     if (a.kind() != b.kind()) {
-        std::printf("kinds differ: %s and %s\n", kind_name(a.kind()), kind_name(b.kind()));
+        std::printf("kinds differ: %s and %s\n", host::kind_name(a.kind()),
+                    host::kind_name(b.kind()));
         return false;
     }
     const Difference found =

@@ -3,27 +3,15 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <utility>
 
 #include "commands.h"
-#include "formats.h"
 
 namespace tool {
 
 namespace {
 
-struct Ability {
-    const char* kind;
-    bool load;
-    bool save;
-};
-
-std::array<Ability, 3> abilities(const pic_format& format) {
-    return {{{"image", format.load_pic_fn != nullptr, format.save_pic_fn != nullptr},
-             {"cutout", format.load_cut_fn != nullptr, format.save_cut_fn != nullptr},
-             {"mask", format.load_mask_fn != nullptr, format.save_mask_fn != nullptr}}};
-}
-
-const char* words(const Ability& ability) {
+const char* words(const host::Format::Ability& ability) {
     if (ability.load) {
         return ability.save ? "load save" : "load";
     }
@@ -41,11 +29,10 @@ std::string joined(const std::vector<std::string>& words) {
 void print_table() {
     std::vector<std::array<std::string, 8>> rows = {
         {"code", "name", "extension", "depth", "image", "cutout", "mask", "catalogue"}};
-    for (const pic_format& format : formats()) {
-        const auto [image, cutout, mask] = abilities(format);
-        rows.push_back({format.code_string, format.long_name, joined(extensions(format)),
-                        std::to_string(native_depth(format)), words(image), words(cutout),
-                        words(mask), format.load_cat_fn != nullptr ? "load" : "-"});
+    for (const host::Format& format : host::formats()) {
+        rows.push_back({format.code, format.name, joined(format.extensions),
+                        std::to_string(format.depth), words(format.image), words(format.cutout),
+                        words(format.mask), format.catalogue ? "load" : "-"});
     }
     for (const auto& row : rows) {
         std::string line;
@@ -63,20 +50,22 @@ void print_table() {
 
 void print_json() {
     auto list = nlohmann::ordered_json::array();
-    for (const pic_format& format : formats()) {
-        nlohmann::ordered_json entry = {{"code", format.code_string},
-                                        {"name", format.long_name},
-                                        {"extensions", extensions(format)},
-                                        {"depth", native_depth(format)},
+    for (const host::Format& format : host::formats()) {
+        nlohmann::ordered_json entry = {{"code", format.code},
+                                        {"name", format.name},
+                                        {"extensions", format.extensions},
+                                        {"depth", format.depth},
                                         {"load", nlohmann::ordered_json::array()},
                                         {"save", nlohmann::ordered_json::array()},
-                                        {"catalogue", format.load_cat_fn != nullptr}};
-        for (const Ability& ability : abilities(format)) {
+                                        {"catalogue", format.catalogue}};
+        const std::pair<const char*, host::Format::Ability> kinds[] = {
+            {"image", format.image}, {"cutout", format.cutout}, {"mask", format.mask}};
+        for (const auto& [kind, ability] : kinds) {
             if (ability.load) {
-                entry["load"].push_back(ability.kind);
+                entry["load"].push_back(kind);
             }
             if (ability.save) {
-                entry["save"].push_back(ability.kind);
+                entry["save"].push_back(kind);
             }
         }
         list.push_back(std::move(entry));

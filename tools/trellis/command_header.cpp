@@ -11,10 +11,10 @@
 #include "trellis/errors.h"
 
 #include "commands.h"
-#include "file_error.h"
-#include "formats.h"
 #include "header_fields.h"
+#include "host/formats.h"
 #include "iff_tree.h"
+#include "report.h"
 
 namespace tool {
 
@@ -173,12 +173,12 @@ void check_start(const std::string& path, const std::string& bytes, std::size_t 
     for (const std::string_view magic : magics) {
         if (bytes.starts_with(magic)) {
             if (bytes.size() < least) {
-                throw FileError(path, TRELLIS_READ_ERROR);
+                throw host::Error(path, TRELLIS_READ_ERROR);
             }
             return;
         }
     }
-    throw FileError(path, bytes.size() < least ? TRELLIS_READ_ERROR : TRELLIS_MAGIC_ERROR);
+    throw host::Error(path, bytes.size() < least ? TRELLIS_READ_ERROR : TRELLIS_MAGIC_ERROR);
 }
 
 Json header_of(const std::string& path, const pic_format& format) {
@@ -206,7 +206,7 @@ Json header_of(const std::string& path, const pic_format& format) {
             header["chunks"] = iff_tree(path);
             break;
         default:
-            throw FileError(path, TRELLIS_NOT_IN_FORMAT_ERROR);
+            throw host::Error(path, TRELLIS_NOT_IN_FORMAT_ERROR);
     }
     return header;
 }
@@ -214,7 +214,7 @@ Json header_of(const std::string& path, const pic_format& format) {
 }  // namespace
 
 void show_header(const std::string& path, bool json) {
-    const pic_format& format = format_of_file(path);
+    const pic_format& format = host::descriptor_of_file(path);
     const Json header = header_of(path, format);
     if (json) {
         std::puts(header.dump(2, ' ', false, Json::error_handler_t::replace).c_str());

@@ -4,7 +4,7 @@
 #include <filesystem>
 
 #include "commands.h"
-#include "file_error.h"
+#include "report.h"
 #include "side_files.h"
 
 namespace tool {
@@ -21,10 +21,10 @@ std::vector<std::string> side_files(const std::string& file) {
     return found;
 }
 
-void print(const std::string& file, const FileInfo& info) {
+void print(const std::string& file, const host::Description& info) {
     std::printf("%s\n", file.c_str());
-    std::printf("  format       %s (%s)\n", info.format->long_name, info.format->code_string);
-    std::printf("  kind         %s\n", kind_name(info.kind));
+    std::printf("  format       %s (%s)\n", info.format->name.c_str(), info.format->code.c_str());
+    std::printf("  kind         %s\n", host::kind_name(info.kind));
     std::printf("  size         %d x %d\n", info.width, info.height);
     std::printf("  channels     %d\n", info.channels);
     std::printf("  depth        %d bits\n", info.depth);
@@ -34,10 +34,10 @@ void print(const std::string& file, const FileInfo& info) {
     }
 }
 
-nlohmann::ordered_json to_json(const std::string& file, const FileInfo& info) {
+nlohmann::ordered_json to_json(const std::string& file, const host::Description& info) {
     return {{"file", file},
-            {"format", info.format->code_string},
-            {"kind", kind_name(info.kind)},
+            {"format", info.format->code},
+            {"kind", host::kind_name(info.kind)},
             {"width", info.width},
             {"height", info.height},
             {"channels", info.channels},
@@ -53,13 +53,13 @@ bool info(const std::vector<std::string>& files, bool json) {
     auto list = nlohmann::ordered_json::array();
     for (const std::string& file : files) {
         try {
-            const FileInfo info = describe(file);
+            const host::Description info = host::describe(file);
             if (json) {
                 list.push_back(to_json(file, info));
             } else {
                 print(file, info);
             }
-        } catch (const FileError& error) {
+        } catch (const host::Error& error) {
             report(error);
             all_read = false;
         }

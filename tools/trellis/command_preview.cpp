@@ -9,8 +9,8 @@
 #include "trellis/sidedata.h"
 
 #include "commands.h"
-#include "file_error.h"
-#include "safe_file.h"
+#include "host/safe_file.h"
+#include "report.h"
 #include "side_files.h"
 
 namespace tool {
@@ -45,16 +45,17 @@ trellis_kind source_kind(const std::string& path) {
 }
 
 // The first byte of a preview pixel is the matte; of an image it is only a grey level.
-Picture picture_of(const std::vector<std::uint8_t>& pixels, int width, int height,
-                   trellis_kind kind) {
-    Picture picture(kind, width, height);
+host::Picture picture_of(const std::vector<std::uint8_t>& pixels, int width, int height,
+                         trellis_kind kind) {
+    host::Picture picture(kind, width, height);
     for (std::size_t i = 0; i < picture.pixels(); ++i) {
-        const std::uint8_t* pixel = &pixels[i * Picture::colour_size];
+        const std::uint8_t* pixel = &pixels[i * host::Picture::colour_size];
         if (kind != TRELLIS_KIND_IMAGE) {
             picture.matte()[i] = pixel[0];
         }
         if (kind != TRELLIS_KIND_MASK) {
-            std::copy_n(pixel, Picture::colour_size, picture.colour() + i * Picture::colour_size);
+            std::copy_n(pixel, host::Picture::colour_size,
+                        picture.colour() + i * host::Picture::colour_size);
         }
     }
     return picture;
@@ -63,14 +64,14 @@ Picture picture_of(const std::vector<std::uint8_t>& pixels, int width, int heigh
 }  // namespace
 
 void make_preview(const std::string& path, const PreviewSizes& sizes, bool force) {
-    const Picture picture = load_picture(path, {.kind = {}, .region = {}, .depth = 8});
+    const host::Picture picture = load_picture(path, {.kind = {}, .region = {}, .depth = 8});
     if (sizes.first) {
         set_size_1_minipic_trellis(sizes.first->first, sizes.first->second);
     }
     if (sizes.second) {
         set_size_2_minipic_trellis(sizes.second->first, sizes.second->second);
     }
-    SafeFile file(minipic_name(path), force);
+    host::SafeFile file(minipic_name(path), force);
     const int code = file.written_by([&](const char* name) {
         const std::string picture_name = name_of_picture(name);
         return write_minipic_trellis(picture_name.c_str(), picture.colour(), picture.matte(),
@@ -78,29 +79,30 @@ void make_preview(const std::string& path, const PreviewSizes& sizes, bool force
                                      picture.height() - 1, 0, source_of(picture.kind()));
     });
     if (code != 0) {
-        throw FileError(minipic_name(path), code);
+        throw host::Error(minipic_name(path), code);
     }
     file.keep();
 }
 
-void extract_preview(const std::string& path, const std::string& out, const SaveOptions& save) {
+void extract_preview(const std::string& path, const std::string& out,
+                     const host::SaveOptions& options) {
     // No preview is larger than its file; without one the library says what is wrong.
     std::error_code no_file;
     const std::uintmax_t size = std::filesystem::file_size(minipic_name(path), no_file);
-    const std::size_t capacity = no_file || size > INT_MAX ? 0 : size / Picture::colour_size;
-    std::vector<std::uint8_t> pixels(capacity * Picture::colour_size);
+    const std::size_t capacity = no_file || size > INT_MAX ? 0 : size / host::Picture::colour_size;
+    std::vector<std::uint8_t> pixels(capacity * host::Picture::colour_size);
     int width = 0;
     int height = 0;
     int type = 0;
     const int code = read_minipic_trellis(path.c_str(), pixels.data(), static_cast<int>(capacity),
                                           &width, &height, &type);
     if (code != 0) {
-        throw FileError(minipic_name(path), code);
+        throw host::Error(minipic_name(path), code);
     }
     if (width < 1 || height < 1) {
-        throw FileError(minipic_name(path), TRELLIS_UNSUPPORTED_ERROR);
+        throw host::Error(minipic_name(path), TRELLIS_UNSUPPORTED_ERROR);
     }
-    save_picture(picture_of(pixels, width, height, source_kind(path)), out, save);
+    save_picture(picture_of(pixels, width, height, source_kind(path)), out, options);
 }
 
 }  // namespace tool

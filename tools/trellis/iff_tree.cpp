@@ -7,8 +7,7 @@
 #include <fstream>
 
 #include "trellis/errors.h"
-
-#include "file_error.h"
+#include "trellis/host.hpp"
 
 namespace tool {
 
@@ -27,7 +26,7 @@ class ChunkReader {
     explicit ChunkReader(const std::string& path) : file_(path, std::ios::binary) {
         file_.seekg(0, std::ios::end);
         if (!file_) {
-            throw FileError(path, TRELLIS_OPEN_ERROR);
+            throw trellis::host::Error(path, TRELLIS_OPEN_ERROR);
         }
         size_ = static_cast<std::uint64_t>(file_.tellg());
     }

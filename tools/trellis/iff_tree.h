@@ -10,7 +10,7 @@ namespace tool {
 
 /// A list of chunks, each with its tag, offset and size; forms have their type and the chunks in
 /// them, a TBHD chunk its fields. Ends where the file does, whatever sizes it claims, and after
-/// 100,000 chunks. Throws FileError when the file cannot be read.
+/// 100,000 chunks. Throws host::Error when the file cannot be read.
 nlohmann::ordered_json iff_tree(const std::string& path);
 
 }  // namespace tool

@@ -11,11 +11,11 @@
 #include "trellis/errors.h"
 
 #include "commands.h"
-#include "file_error.h"
+#include "report.h"
 
 namespace {
 
-using tool::FileError;
+namespace host = trellis::host;
 
 enum ExitStatus { success = 0, file_failed = 1, wrong_command_line = 2 };
 
@@ -33,11 +33,11 @@ struct Arguments {
     bool force = false;
     bool json = false;
 
-    tool::LoadOptions load_options() const {
+    host::LoadOptions load_options() const {
         static const std::map<std::string, trellis_kind> kinds = {{"image", TRELLIS_KIND_IMAGE},
                                                                   {"cutout", TRELLIS_KIND_CUTOUT},
                                                                   {"mask", TRELLIS_KIND_MASK}};
-        tool::LoadOptions options;
+        host::LoadOptions options;
         if (!kind.empty()) {
             options.kind = kinds.at(kind);
         }
@@ -50,7 +50,7 @@ struct Arguments {
         return options;
     }
 
-    tool::SaveOptions save_options() const { return {compress == "on", force}; }
+    host::SaveOptions save_options() const { return {compress == "on", force}; }
 };
 
 void add_kind(CLI::App& command, Arguments& arguments) {
@@ -142,7 +142,7 @@ void declare_file_commands(CLI::App& app, Arguments& arguments) {
 }
 
 /// Declares all commands. A command that was given sets `all_well` to false when it fails without
-/// a FileError.
+/// a host::Error.
 void declare_commands(CLI::App& app, Arguments& arguments, bool& all_well) {
     CLI::App& info = *app.add_subcommand("info", "Show what is in picture files");
     info.add_option("FILE", arguments.files)->required();
@@ -216,7 +216,7 @@ ExitStatus run(int argc, char** argv) {
         return app.exit(error) == 0 ? success : wrong_command_line;
     }
     if (std::fflush(stdout) != 0) {
-        throw FileError("standard output", TRELLIS_WRITE_ERROR);
+        throw host::Error("standard output", TRELLIS_WRITE_ERROR);
     }
     return all_well ? success : file_failed;
 }

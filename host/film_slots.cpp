@@ -8,7 +8,7 @@
 
 #include "trellis/errors.h"
 
-namespace tool {
+namespace trellis::host {
 
 namespace {
 
@@ -164,4 +164,4 @@ void init_scaled_cineon_pic(pic_format* format) {
     Scaled<init_smpte_pic_>::fill(format);
 }
 
-}  // namespace tool
+}  // namespace trellis::host

@@ -7,14 +7,14 @@
 #include <functional>
 #include <string>
 
-namespace tool {
+namespace trellis::host {
 
 /// A file that is written in a directory of its own beside its target and takes the target's place
 /// when it is complete. Abandoned, by scope or by an interrupt from the keyboard, it leaves
 /// nothing. One at a time.
 class SafeFile {
   public:
-    /// Throws FileError when the target exists and `force` does not allow to replace it, or when
+    /// Throws Error when the target exists and `force` does not allow to replace it, or when
     /// nothing can be created beside it.
     SafeFile(const std::string& target, bool force);
     SafeFile(const SafeFile&) = delete;
@@ -26,7 +26,7 @@ class SafeFile {
     /// what `write` does.
     int written_by(const std::function<int(const char* name)>& write);
 
-    /// Gives the complete file its place. Throws FileError.
+    /// Gives the complete file its place. Throws Error.
     void keep();
 
   private:
@@ -41,4 +41,4 @@ class SafeFile {
     mode_t old_mode_ = 0;  // of the file that is replaced
 };
 
-}  // namespace tool
+}  // namespace trellis::host

@@ -1,17 +1,14 @@
-#include "picture_io.h"
-
 #include <new>
 
 #include "trellis/convert.h"
 #include "trellis/errors.h"
+#include "trellis/host.hpp"
 #include "trellis/settings.h"
 
-#include "file_error.h"
 #include "formats.h"
-#include "progress_bar.h"
 #include "safe_file.h"
 
-namespace tool {
+namespace trellis::host {
 
 namespace {
 
@@ -25,8 +22,8 @@ struct Placement {
 };
 
 // The buffers that a load fills. A format without a mask slot shows a mask as a grey image.
-trellis_kind loaded_kind(const FileInfo& info) {
-    const bool grey = info.kind == TRELLIS_KIND_MASK && info.format->load_mask_fn == nullptr;
+trellis_kind loaded_kind(const pic_format& format, const Description& info) {
+    const bool grey = info.kind == TRELLIS_KIND_MASK && format.load_mask_fn == nullptr;
     return grey || info.kind == TRELLIS_KIND_OTHER ? TRELLIS_KIND_IMAGE : info.kind;
 }
 
@@ -50,7 +47,8 @@ void set_buffer_type(const Picture& picture) {
     set_buffer_type_trellis(picture.depth() == 16 ? 1 : 0);
 }
 
-int load(const pic_format& format, const char* name, const Picture& picture, const Placement& at) {
+int load_through(const pic_format& format, const char* name, Picture& picture,
+                 const Placement& at) {
     const int pitch = picture.width();
     const int mode = mode_between(native_depth(format), picture.depth());
     set_buffer_type(picture);
@@ -69,31 +67,34 @@ int load(const pic_format& format, const char* name, const Picture& picture, con
 }
 
 // A mask that the format has no slot for becomes a grey picture.
-int save(const pic_format& format, const char* name, const Picture& picture, bool compress) {
+int save_through(const pic_format& format, const char* name, const Picture& picture,
+                 bool compress) {
+    // The wrappers take sources as they take destinations, and only read them.
+    void* const colour = const_cast<std::uint8_t*>(picture.colour());
+    void* const matte = const_cast<std::uint8_t*>(picture.matte());
     const int pitch = picture.width();
     const int last_x = picture.width() - 1;
     const int last_y = picture.height() - 1;
     const int mode = mode_between(picture.depth(), native_depth(format));
     set_buffer_type(picture);
     if (picture.kind() == TRELLIS_KIND_IMAGE) {
-        return save_pic_fn_convert_trellis(mode, format.save_pic_fn, name, picture.colour(), pitch,
-                                           0, 0, last_x, last_y, compress ? 1 : 0);
+        return save_pic_fn_convert_trellis(mode, format.save_pic_fn, name, colour, pitch, 0, 0,
+                                           last_x, last_y, compress ? 1 : 0);
     }
     if (picture.kind() == TRELLIS_KIND_CUTOUT) {
-        return save_rgba_fn_convert_trellis(mode, format.save_cut_fn, name, picture.colour(), pitch,
-                                            picture.matte(), pitch, 0, 0, last_x, last_y,
-                                            compress ? 1 : 0);
+        return save_rgba_fn_convert_trellis(mode, format.save_cut_fn, name, colour, pitch, matte,
+                                            pitch, 0, 0, last_x, last_y, compress ? 1 : 0);
     }
     const bool has_masks = format.save_mask_fn != nullptr;
     return save_mask_fn_convert_trellis(
         mode, has_masks ? mask_slot : picture_slot,
-        has_masks ? any(format.save_mask_fn) : any(format.save_pic_fn), name, picture.matte(),
-        pitch, 0, 0, last_x, last_y, compress ? 1 : 0);
+        has_masks ? any(format.save_mask_fn) : any(format.save_pic_fn), name, matte, pitch, 0, 0,
+        last_x, last_y, compress ? 1 : 0);
 }
 
 // The matte of a mask that was loaded as a grey image: any of its three equal colours, as it is.
 template <class Sample>
-void take_grey(const Picture& grey, const Picture& mask) {
+void take_grey(const Picture& grey, Picture& mask) {
     const auto* colour = reinterpret_cast<const Sample*>(grey.colour()) + grey.first_colour();
     const auto size = static_cast<std::size_t>(grey.colour_samples());
     for (std::uint64_t i = 0; i < grey.pixels(); ++i) {
@@ -111,12 +112,9 @@ void take_grey_as_mask(Picture& picture) {
     picture = std::move(mask);
 }
 
-}  // namespace
-
-FileInfo describe(const std::string& path) {
-    const pic_format& format = format_of_file(path);
+Description describe(const pic_format& format, const std::string& path) {
     if (format.info_fn == nullptr) {
-        throw FileError(path, TRELLIS_NOT_IN_FORMAT_ERROR);
+        throw Error(path, TRELLIS_NOT_IN_FORMAT_ERROR);
     }
     // An out that does not apply to the file stays as it is here.
     unsigned int compression = 0;
@@ -129,9 +127,9 @@ FileInfo describe(const std::string& path) {
     const int code = format.info_fn(path.c_str(), &compression, &unused, &unused, &unused, &kind,
                                     &channels, &deep, &unused, &unused, &width, &height, &unused);
     if (code != 0) {
-        throw FileError(path, code);
+        throw Error(path, code);
     }
-    return {.format = &format,
+    return {.format = &format_of(format),
             .kind = kind <= TRELLIS_KIND_MASK ? trellis_kind(kind) : TRELLIS_KIND_OTHER,
             .width = static_cast<int>(width),
             .height = static_cast<int>(height),
@@ -140,49 +138,74 @@ FileInfo describe(const std::string& path) {
             .compressed = compression != 0};
 }
 
-Picture load_picture(const std::string& path, const LoadOptions& options) try {
-    const FileInfo info = describe(path);
+}  // namespace
+
+Description describe(const std::string& path) {
+    return describe(descriptor_of_file(path), path);
+}
+
+Picture load(const std::string& path, const LoadOptions& options) try {
+    const pic_format& format = descriptor_of_file(path);
+    const Description info = describe(format, path);
     if (info.width < 1 || info.height < 1) {
-        throw FileError(path, TRELLIS_UNSUPPORTED_ERROR);
+        throw Error(path, TRELLIS_UNSUPPORTED_ERROR);
     }
     const Region all = {0, 0, info.width - 1, info.height - 1};
     const Region region = options.region.value_or(all);
     if (region.x0 < 0 || region.y0 < 0 || region.x1 > all.x1 || region.y1 > all.y1) {
-        throw FileError(path, TRELLIS_WINDOW_ERROR,
-                        "the picture is " + std::to_string(info.width) + " x " +
-                            std::to_string(info.height) + " pixels");
+        throw Error(path, TRELLIS_WINDOW_ERROR,
+                    "the picture is " + std::to_string(info.width) + " x " +
+                        std::to_string(info.height) + " pixels");
     }
     const Placement placement = {region.x1 - region.x0, region.y1 - region.y0, -region.x0,
                                  -region.y0};
-    Picture picture(loaded_kind(info), placement.last_x + 1, placement.last_y + 1,
-                    options.depth.value_or(native_depth(*info.format)));
-    {
-        const ProgressBar bar("loading", path);
-        if (const int code = load(*info.format, path.c_str(), picture, placement); code != 0) {
-            throw FileError(path, code);
-        }
+    Picture picture(loaded_kind(format, info), placement.last_x + 1, placement.last_y + 1,
+                    options.depth.value_or(native_depth(format)));
+    if (const int code = load_through(format, path.c_str(), picture, placement); code != 0) {
+        throw Error(path, code);
     }
-    // A file of one channel is a mask as it stands: no need to weigh three equal colours.
+    // A file of one channel is a mask as it is: no need to weigh three equal colours.
     const bool as_mask = info.kind == TRELLIS_KIND_MASK || options.kind == TRELLIS_KIND_MASK;
     if (as_mask && info.channels == 1 && picture.kind() == TRELLIS_KIND_IMAGE) {
         take_grey_as_mask(picture);
     }
-    picture.turn_into(options.kind.value_or(picture.kind()));
+    picture.change_kind(options.kind.value_or(picture.kind()));
     return picture;
 } catch (const std::bad_alloc&) {
-    throw FileError(path, TRELLIS_ALLOCATION_ERROR, "the picture is too large for this machine");
+    throw Error(path, TRELLIS_ALLOCATION_ERROR, "the picture is too large for this machine");
 }
 
-void save_picture(const Picture& picture, const std::string& path, const SaveOptions& options) {
-    const pic_format& format = format_for_name(path, picture.depth());
-    SafeFile file(path, options.force);
-    const ProgressBar bar("saving", path);
-    const int code = file.written_by(
-        [&](const char* name) { return save(format, name, picture, options.compress); });
+Picture load_catalogue(const std::string& path) {
+    const pic_format& format = descriptor_of_file(path);
+    if (format.load_cat_fn == nullptr) {
+        throw Error(path, TRELLIS_NOT_IN_FORMAT_ERROR);
+    }
+    constexpr int width = 96;
+    constexpr int height = 64;
+    Picture picture(TRELLIS_KIND_IMAGE, width, height);
+    unsigned int found_width = 0;
+    unsigned int found_height = 0;
+    unsigned int present = 0;
+    int code = format.load_cat_fn(path.c_str(), picture.colour(), width * height, &found_width,
+                                  &found_height, &present);
+    if (code == 0 && present == 0) {
+        code = TRELLIS_NO_CATALOGUE_ERROR;
+    }
     if (code != 0) {
-        throw FileError(path, code);
+        throw Error(path, code);
+    }
+    return picture;
+}
+
+void save(const Picture& picture, const std::string& path, const SaveOptions& options) {
+    const pic_format& format = descriptor_for_name(path, picture.depth());
+    SafeFile file(path, options.force);
+    const int code = file.written_by(
+        [&](const char* name) { return save_through(format, name, picture, options.compress); });
+    if (code != 0) {
+        throw Error(path, code);
     }
     file.keep();
 }
 
-}  // namespace tool
+}  // namespace trellis::host

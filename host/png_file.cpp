@@ -11,7 +11,7 @@
 #include "trellis/errors.h"
 #include "trellis/settings.h"
 
-namespace tool {
+namespace trellis::host {
 
 namespace {
 
@@ -438,4 +438,4 @@ void init_deep_png_pic(pic_format* format) {
     format->code_string = "PNG16";
 }
 
-}  // namespace tool
+}  // namespace trellis::host

@@ -9,7 +9,7 @@
 
 #include "trellis/pic_format.h"
 
-namespace tool {
+namespace trellis::host {
 
 void init_scaled_dpx_pic(pic_format* format);
 void init_scaled_cineon_pic(pic_format* format);
@@ -20,4 +20,4 @@ constexpr std::uint16_t sample_of_code(int code) {
 }
 std::uint16_t nearest_code(int sample);
 
-}  // namespace tool
+}  // namespace trellis::host

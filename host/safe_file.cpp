@@ -14,10 +14,9 @@
 #include <filesystem>
 
 #include "trellis/errors.h"
+#include "trellis/host.hpp"
 
-#include "file_error.h"
-
-namespace tool {
+namespace trellis::host {
 
 namespace {
 
@@ -77,10 +76,10 @@ SafeFile::SafeFile(const std::string& target, bool force)
     struct stat status {};
     if (stat(target.c_str(), &status) == 0) {
         if (!force) {
-            throw FileError(target, unwriteable, "it exists; --force replaces it");
+            throw Error(target, unwriteable, "it exists; --force replaces it");
         }
         if (!S_ISREG(status.st_mode) || access(target.c_str(), W_OK) != 0) {
-            throw FileError(target, unwriteable);
+            throw Error(target, unwriteable);
         }
         std::error_code ignored;
         place_ = std::filesystem::canonical(target, ignored).string();
@@ -98,7 +97,7 @@ void SafeFile::create_directory() {
         directory_ = place.parent_path() / (prefix + std::to_string(number));
         temporary_ = directory_ + "/" + std::filesystem::path(target_).filename().string();
         if (temporary_.size() >= unfinished.size()) {
-            throw FileError(target_, TRELLIS_OPEN_ERROR, std::strerror(ENAMETOOLONG));
+            throw Error(target_, TRELLIS_OPEN_ERROR, std::strerror(ENAMETOOLONG));
         }
         if (mkdir(directory_.c_str(), 0777) == 0) {
             break;
@@ -106,7 +105,7 @@ void SafeFile::create_directory() {
         if (errno != EEXIST) {
             const int reason = errno;
             temporary_.clear();
-            throw FileError(target_, TRELLIS_OPEN_ERROR, std::strerror(reason));
+            throw Error(target_, TRELLIS_OPEN_ERROR, std::strerror(reason));
         }
     }
     std::copy_n(temporary_.c_str(), temporary_.size() + 1, unfinished.begin());
@@ -125,13 +124,13 @@ int SafeFile::written_by(const std::function<int(const char* name)>& write) {
     const std::string name = std::filesystem::path(target_).filename().string();
     const int before = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (before < 0 || chdir(directory_.c_str()) != 0) {
-        throw FileError(target_, TRELLIS_OPEN_ERROR, std::strerror(errno));
+        throw Error(target_, TRELLIS_OPEN_ERROR, std::strerror(errno));
     }
     const int code = write(name.c_str());
     const bool back = fchdir(before) == 0;
     close(before);
     if (!back) {
-        throw FileError(target_, TRELLIS_OPEN_ERROR, std::strerror(errno));
+        throw Error(target_, TRELLIS_OPEN_ERROR, std::strerror(errno));
     }
     return code;
 }
@@ -149,8 +148,8 @@ void SafeFile::keep() {
         result = rename(temporary_.c_str(), place_.c_str());
     }
     if (result != 0) {
-        throw FileError(target_, unwriteable, std::strerror(errno));
+        throw Error(target_, unwriteable, std::strerror(errno));
     }
 }
 
-}  // namespace tool
+}  // namespace trellis::host

@@ -5,7 +5,7 @@
 
 #include "trellis/pic_format.h"
 
-namespace tool {
+namespace trellis::host {
 
 /// The descriptors' type codes; the library's formats have others.
 inline constexpr unsigned int png_type = 1000;
@@ -20,4 +20,4 @@ inline constexpr unsigned int deep_png_type = 1001;
 void init_png_pic(pic_format* format);
 void init_deep_png_pic(pic_format* format);
 
-}  // namespace tool
+}  // namespace trellis::host

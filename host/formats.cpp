@@ -5,15 +5,15 @@
 #include <cctype>
 #include <cstdio>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 
 #include "trellis/errors.h"
 
-#include "file_error.h"
 #include "film_slots.h"
 #include "png_file.h"
 
-namespace tool {
+namespace trellis::host {
 
 namespace {
 
@@ -31,11 +31,34 @@ std::array<pic_format, init_functions.size()> filled_descriptors() {
     return descriptors;
 }
 
+std::vector<std::string> extensions(const pic_format& format) {
+    std::vector<std::string> result;
+    for (const char* extension : {format.ext, format.ext2, format.ext3}) {
+        if (*extension != '\0' &&
+            std::find(result.begin(), result.end(), extension) == result.end()) {
+            result.emplace_back(extension);
+        }
+    }
+    return result;
+}
+
+Format described_format(const pic_format& format) {
+    return {.code = format.code_string,
+            .name = format.long_name,
+            .extensions = extensions(format),
+            .depth = native_depth(format),
+            .image = {format.load_pic_fn != nullptr, format.save_pic_fn != nullptr},
+            .cutout = {format.load_cut_fn != nullptr, format.save_cut_fn != nullptr},
+            .mask = {format.load_mask_fn != nullptr, format.save_mask_fn != nullptr},
+            // The slot of DPX only ever answers that there is none.
+            .catalogue = format.load_cat_fn != nullptr && format.type != TRELLIS_TYPE_DPX};
+}
+
 std::vector<unsigned char> first_bytes(const std::string& path) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
                                                                std::fclose);
     if (file == nullptr) {
-        throw FileError(path, TRELLIS_OPEN_ERROR);
+        throw Error(path, TRELLIS_OPEN_ERROR);
     }
     std::vector<unsigned char> bytes(probe_size);
     bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
@@ -43,7 +66,7 @@ std::vector<unsigned char> first_bytes(const std::string& path) {
 }
 
 const pic_format* probed_format(const std::string& path, std::vector<unsigned char> head) {
-    for (const pic_format& format : formats()) {
+    for (const pic_format& format : descriptors()) {
         unsigned int kind = 0;
         unsigned int is_this_format = 0;  // probes leave it alone when the magic is another's
         if (format.inq_type_fn != nullptr &&
@@ -61,8 +84,8 @@ const pic_format* named_format(const std::string& path, int depth) {
     std::string extension = std::filesystem::path(path).extension().string();
     std::transform(extension.begin(), extension.end(), extension.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    for (const pic_format& format : formats()) {
-        for (const std::string& known : extensions(format)) {
+    for (const pic_format& format : descriptors()) {
+        for (const std::string& known : format_of(format).extensions) {
             if (extension == "." + known && (found == nullptr || native_depth(format) == depth)) {
                 found = &format;
             }
@@ -73,40 +96,43 @@ const pic_format* named_format(const std::string& path, int depth) {
 
 }  // namespace
 
-std::span<const pic_format> formats() {
-    static const std::array descriptors = filled_descriptors();
-    return descriptors;
+std::span<const pic_format> descriptors() {
+    static const std::array filled = filled_descriptors();
+    return filled;
 }
 
-const pic_format& format_of_file(const std::string& path) {
+std::span<const Format> formats() {
+    static const std::vector<Format> described = [] {
+        std::vector<Format> list;
+        std::transform(descriptors().begin(), descriptors().end(), std::back_inserter(list),
+                       described_format);
+        return list;
+    }();
+    return described;
+}
+
+const Format& format_of(const pic_format& descriptor) {
+    return formats()[static_cast<std::size_t>(&descriptor - descriptors().data())];
+}
+
+const pic_format& descriptor_of_file(const std::string& path) {
     // Not every good file passes its probe: that of Pixar doubts pictures wider than 9999 pixels.
     const pic_format* format = probed_format(path, first_bytes(path));
     if (format == nullptr) {
         format = named_format(path, 8);
     }
     if (format == nullptr) {
-        throw FileError(path, TRELLIS_UNSUPPORTED_ERROR);
+        throw Error(path, TRELLIS_UNSUPPORTED_ERROR);
     }
     return *format;
 }
 
-const pic_format& format_for_name(const std::string& path, int depth) {
+const pic_format& descriptor_for_name(const std::string& path, int depth) {
     const pic_format* format = named_format(path, depth);
     if (format == nullptr) {
-        throw FileError(path, TRELLIS_UNSUPPORTED_ERROR, "no format has this extension");
+        throw Error(path, TRELLIS_UNSUPPORTED_ERROR, "no format has this extension");
     }
     return *format;
-}
-
-std::vector<std::string> extensions(const pic_format& format) {
-    std::vector<std::string> result;
-    for (const char* extension : {format.ext, format.ext2, format.ext3}) {
-        if (*extension != '\0' &&
-            std::find(result.begin(), result.end(), extension) == result.end()) {
-            result.emplace_back(extension);
-        }
-    }
-    return result;
 }
 
 int native_depth(const pic_format& format) {
@@ -124,4 +150,4 @@ int deep_bits(const pic_format& format) {
     }
 }
 
-}  // namespace tool
+}  // namespace trellis::host

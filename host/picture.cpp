@@ -1,13 +1,12 @@
-#include "picture.h"
-
 #include <unistd.h>
 
 #include <algorithm>
 #include <new>
 
 #include "trellis/convert.h"
+#include "trellis/host.hpp"
 
-namespace tool {
+namespace trellis::host {
 
 namespace {
 
@@ -56,7 +55,7 @@ void Picture::convert_rows(Convert convert) {
     }
 }
 
-void Picture::turn_into(trellis_kind kind) {
+void Picture::change_kind(trellis_kind kind) {
     if (kind == kind_) {
         return;
     }
@@ -109,4 +108,4 @@ const char* kind_name(trellis_kind kind) {
     }
 }
 
-}  // namespace tool
+}  // namespace trellis::host

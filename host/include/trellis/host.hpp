@@ -1,0 +1,207 @@
+#pragma once
+
+/// Whole pictures for C++ programs, over the C interface of libtrellis: describe a file, load it,
+/// save it, whatever its format. The library's own formats and PNG are handled alike.
+///
+///     using namespace trellis;
+///     host::Picture picture = host::load("shot.dpx");
+///     host::save(picture, "shot.png", {.force = true});
+///
+/// **Errors** are exceptions: `Error` for all that can be wrong with a file, std::bad_alloc only
+/// where a function says so.
+///
+/// **Threads.** All functions may be called from any number of threads at once, for different
+/// pictures. A `Picture` is like any other object: one thread writes it, or many read it. The
+/// working directory, signal handlers, the locale and the library's settings stay as the program
+/// has them.
+///
+/// **Progress** goes to the library's hook, `occaisional_update_progress_trellis_` (settings.h), in
+/// the thread that works.
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "trellis/pic_format.h"
+
+namespace trellis::host {
+
+/// What went wrong with a file.
+class Error : public std::exception {
+  public:
+    /// `code` is one of the library's (errors.h); `reason` says more than its message does, such as
+    /// the system's "No space left on device", and may be empty.
+    Error(std::string file, int code, std::string reason = {});
+
+    const std::string& file() const noexcept { return texts_->file; }
+    int code() const noexcept { return code_; }
+    const std::string& message() const noexcept { return texts_->message; }
+    const std::string& reason() const noexcept { return texts_->reason; }
+
+    /// "FILE: MESSAGE: REASON (code CODE)"
+    const char* what() const noexcept override { return texts_->line.c_str(); }
+
+  private:
+    struct Texts {
+        std::string file, message, reason, line;
+    };
+    std::shared_ptr<const Texts> texts_;  // shared, so that copies cannot fail
+    int code_;
+};
+
+/// Zeroed memory for the samples of a picture. Pages that nobody writes cost nothing.
+class Samples {
+  public:
+    Samples() = default;
+
+    /// Throws std::bad_alloc, also for more than the machine's memory.
+    Samples(std::uint64_t pixels, std::size_t bytes_per_pixel);
+
+    std::uint8_t* data() { return data_.get(); }
+    const std::uint8_t* data() const { return data_.get(); }
+
+  private:
+    struct Free {
+        void operator()(std::uint8_t* data) const { std::free(data); }
+    };
+    std::unique_ptr<std::uint8_t[], Free> data_;
+};
+
+/// A picture in memory, in the buffer layouts of pic_format.h. Its kind says which of the two
+/// buffers it has: an image colour, a mask a matte, a cutout both.
+///
+/// | depth | samples             | colour pixel                     | matte pixel |
+/// |-------|---------------------|----------------------------------|-------------|
+/// | 8     | bytes, 0 to 255     | 4 bytes: spare, blue, green, red | 1 byte      |
+/// | 16    | 16-bit, 0 to 16383  | 3 words: blue, green, red        | 1 word      |
+///
+/// Rows run upward, row 0 being the bottom line, without gaps. A matte of 255 or 16383 is opaque;
+/// colours are not multiplied by it. The buffers belong to the picture. Pictures can be moved, not
+/// copied.
+class Picture {
+  public:
+    static constexpr std::size_t colour_size = 4;  // bytes of an 8-bit pixel
+    enum Channel : std::size_t { blue = 1, green = 2, red = 3 };
+
+    Picture() = default;
+
+    /// A black picture; its matte, if it has one, is transparent. Throws std::bad_alloc.
+    Picture(trellis_kind kind, int width, int height, int depth = 8);
+
+    trellis_kind kind() const { return kind_; }
+    int depth() const { return depth_; }
+    int width() const { return width_; }
+    int height() const { return height_; }
+    std::uint64_t pixels() const { return std::uint64_t(width_) * std::uint64_t(height_); }
+
+    /// Pixel (0, 0) of a buffer, null when the picture has none.
+    std::uint8_t* colour() { return colour_.data(); }
+    std::uint8_t* matte() { return matte_.data(); }
+    const std::uint8_t* colour() const { return colour_.data(); }
+    const std::uint8_t* matte() const { return matte_.data(); }
+
+    /// Pixel `x` of row `y` of the colour buffer, which an 8-bit picture must have; likewise the
+    /// matte.
+    std::uint8_t* colour_at(int x, int y) { return colour() + index(x, y) * colour_size; }
+    std::uint8_t* matte_at(int x, int y) { return matte() + index(x, y); }
+
+    /// Samples of a colour pixel, and which of them is the first that is not spare.
+    int colour_samples() const { return depth_ == 16 ? 3 : 4; }
+    int first_colour() const { return colour_samples() - 3; }
+
+    /// Adds, drops or makes buffers until the picture is of the wanted kind: what has no matte is
+    /// opaque, a mask becomes a grey image or the matte of a black cutout, and an image becomes a
+    /// mask by its brightness. Throws std::bad_alloc.
+    void change_kind(trellis_kind kind);
+
+  private:
+    Samples new_colour() const;
+    Samples new_matte() const;
+    void make_opaque();
+    template <class Convert>
+    void convert_rows(Convert convert);
+    std::size_t index(int x, int y) const {
+        return std::size_t(y) * std::size_t(width_) + std::size_t(x);
+    }
+
+    trellis_kind kind_ = TRELLIS_KIND_IMAGE;
+    int width_ = 0;
+    int height_ = 0;
+    int depth_ = 8;
+    Samples colour_;
+    Samples matte_;
+};
+
+/// "image", "cutout", "mask" or "other".
+const char* kind_name(trellis_kind kind);
+
+/// A file format and what can be done with it.
+struct Format {
+    struct Ability {
+        bool load = false;
+        bool save = false;
+    };
+
+    std::string code;                     // short and upper-case: "DPX"
+    std::string name;                     // for display: "DPX(10bit)"
+    std::vector<std::string> extensions;  // without dots
+    int depth = 8;                        // of the pictures that need no conversion: 8 or 16
+    Ability image;
+    Ability cutout;
+    Ability mask;
+    bool catalogue = false;  // files may hold a small catalogue picture
+};
+
+/// All formats, in an order that never changes. The span lives as long as the program.
+std::span<const Format> formats();
+
+/// What a file holds, by its header.
+struct Description {
+    const Format* format = nullptr;  // one of formats()
+    trellis_kind kind = TRELLIS_KIND_OTHER;
+    int width = 0;
+    int height = 0;
+    int channels = 0;
+    int depth = 0;  // bits of a sample
+    bool compressed = false;
+};
+
+/// Throws Error, for files that no format knows too.
+Description describe(const std::string& path);
+
+/// An inclusive rectangle of a file's picture, counted from the lower left.
+struct Region {
+    int x0;
+    int y0;
+    int x1;
+    int y1;
+};
+
+struct LoadOptions {
+    std::optional<trellis_kind> kind = {};  // the file's own, if none is asked for
+    std::optional<Region> region = {};      // the whole picture, if none is asked for
+    std::optional<int> depth = {};          // 8 or 16; that of the format, if none is asked for
+};
+
+/// Throws Error.
+Picture load(const std::string& path, const LoadOptions& options = {});
+
+/// The catalogue picture inside a file. Throws Error, code 19 when there is none.
+Picture load_catalogue(const std::string& path);
+
+struct SaveOptions {
+    bool compress = true;  // where the format can
+    bool force = false;    // replace a file that exists
+};
+
+/// Saves in the format that the extension names. The file appears whole or not at all. Throws
+/// Error.
+void save(const Picture& picture, const std::string& path, const SaveOptions& options = {});
+
+}  // namespace trellis::host
