@@ -10,10 +10,20 @@
 #define TRELLIS_HAS_AVX2 0
 #endif
 
+#if defined(__aarch64__) && !defined(__AARCH64EB__)
+#define TRELLIS_HAS_NEON 1
+#else
+#define TRELLIS_HAS_NEON 0
+#endif
+
 namespace trellis::pixels {
 
 #if TRELLIS_HAS_AVX2
 extern const Kernels avx2_kernels;
+#endif
+
+#if TRELLIS_HAS_NEON
+extern const Kernels neon_kernels;
 #endif
 
 }  // namespace trellis::pixels

@@ -16,17 +16,21 @@ constexpr const Kernels* known[] = {
     &plain::kernels,
 #if TRELLIS_HAS_AVX2
     &avx2_kernels,
+#elif TRELLIS_HAS_NEON
+    &neon_kernels,
 #endif
 };
 
 }  // namespace
 
 std::span<const Kernels* const> back_ends() {
-    std::size_t usable = 1;
+    const std::span<const Kernels* const> all(known);
 #if TRELLIS_HAS_AVX2
-    usable += __builtin_cpu_supports("avx2") != 0 ? 1 : 0;
+    if (__builtin_cpu_supports("avx2") == 0) {
+        return all.first(1);
+    }
 #endif
-    return std::span(known).first(usable);
+    return all;  // every 64-bit ARM processor has NEON
 }
 
 const Kernels& kernels() {

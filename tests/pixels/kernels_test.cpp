@@ -211,6 +211,8 @@ TEST(Kernels, EveryTableDoesWhatThePlainOneDoes) {
     }
 #if defined(__x86_64__) || defined(__i386__)
     EXPECT_EQ(compared, __builtin_cpu_supports("avx2") ? " plain avx2" : " plain");
+#elif defined(__aarch64__)
+    EXPECT_EQ(compared, " plain neon");
 #else
     EXPECT_EQ(compared, " plain");
 #endif
