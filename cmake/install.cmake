@@ -8,7 +8,8 @@ install(TARGETS trellis EXPORT trellis
 install(DIRECTORY include/trellis DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 if(TRELLIS_BUILD_HOST)
     install(TARGETS trellis_host EXPORT trellis-host ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-    install(FILES host/include/trellis/host.hpp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/trellis)
+    install(DIRECTORY host/include/trellis
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.hpp")
 endif()
 if(TRELLIS_BUILD_TOOL)
     install(TARGETS trellis-tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
