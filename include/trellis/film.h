@@ -26,9 +26,18 @@
 /// Orientation. DPX files of orientation 0 (upright) and 5 (each file line is a picture column,
 /// columns from right to left) are read; a save writes the orientation of the header it starts
 /// from. That field alone changes its byte order in the last-header buffer: a DPX load and a DPX
-/// save leave it in the host's order, but the next save takes it as big-endian like every other
-/// field. A host that prepares a header with orientation 5 stores the bytes 00 05 at offset 768,
-/// before each save. (Cineon keeps its orientation in one byte, at offset 192.)
+/// save leave it in the host's order. A save takes a 5 of either order for what it is; the file
+/// gets 00 05. (Cineon keeps its orientation in one byte, at offset 192.)
+///
+/// Refused files. A load that fails after opening its file leaves the header as far as it was read
+/// over what was held before, or over a new header, and in place of a Cineon field that it refused
+/// (depth, interleave, packing, orientation) the value that it would have taken: the next save
+/// makes a file that loads.
+///
+/// Threads. Loads, saves, probes, sizes and infos may run in any number of threads. Each publishes
+/// its header and the words below in one step; a save takes its copy of the header it starts from
+/// in one step. Whose header is there in the end is then a matter of time: hosts with many threads
+/// use the functions that take a header of their own.
 
 #include <stddef.h>
 #include <stdint.h>

@@ -20,14 +20,19 @@ float last_fraction = 0;
 int lines_until_escape = 0;
 constexpr int escape_answer = 11;
 int file_to_close = -1;
+unsigned short* sample_to_count_in = nullptr;
+int table_questions = 0;
 
 }  // namespace
 
 void occaisional_update_progress_trellis_(float fraction) {
     ++progress_calls;
     last_fraction = fraction;
+    if (sample_to_count_in != nullptr) { *sample_to_count_in = static_cast<unsigned short>(progress_calls); }
     close(file_to_close);
 }
+
+int inq_apply_user_lut_trellis_() { return ++table_questions; }
 
 int escape_test_utils_pic() { return lines_until_escape-- > 0 ? 0 : escape_answer; }
 
@@ -69,6 +74,21 @@ int main(int argc, char** argv) {
                    (lines == 0 || bytes.substr(bytes.size() - line) == bytes.substr(bytes.size() - 2 * line, line)),
                "a stopped save does not end with a line repeated");
     }
+
+    // Each line is packed right after the host has heard of it, and a full disk shows long before the end.
+    constexpr int many = 4000;
+    std::vector<unsigned short> column(many * 3);
+    for (const char* target : {name, "/dev/full"}) {
+        progress_calls = 0;
+        lines_until_escape = many;
+        sample_to_count_in = &column[2];  // in the lowest row, the last line
+        const int result = dpx.save_pic_fn(target, column.data(), 1, 0, 0, 0, many - 1, 0);
+        expect(target == name ? result == 0 : result == 2 && progress_calls < 200, "a full disk shows late");
+    }
+    sample_to_count_in = nullptr;
+    dpx.load_pic_fn(name, column.data(), 1, 0, 0, 0, 0, 0, 0);
+    expect(column[2] == many % 1024, "a line is packed before the host hears of it");
+    expect(table_questions == 5, "loads and saves of film do not ask for a table");
 
     // Closed behind the library's back, a file that is read already cannot be closed again.
     pic_format maya{};

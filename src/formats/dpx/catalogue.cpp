@@ -16,12 +16,12 @@ std::uint8_t preview(std::uint16_t sample) {
 }
 
 // Four bytes: nothing, then the three samples.
-void put_pixel(const std::uint16_t* colour, const std::uint16_t* matte, std::uint8_t* bytes) {
+void put_pixel(const Source& source, std::int64_t x, std::int64_t y, std::uint8_t* bytes) {
+    const bool mask = source.mode == Mode::mask;
+    const std::uint16_t* samples = mask ? source.matte.pixel(x, y) : source.colour.pixel(x, y);
     bytes[0] = 0;
     for (int i = 0; i < 3; ++i) {
-        bytes[i + 1] = colour != nullptr  ? preview(colour[i])
-                       : matte != nullptr ? preview(*matte)
-                                          : 0;
+        bytes[i + 1] = samples == nullptr ? std::uint8_t{0} : preview(samples[mask ? 0 : i]);
     }
 }
 
@@ -54,8 +54,8 @@ Error read_four_byte_rows(InputFile& file, std::uint8_t* buffer) {
 
 }  // namespace
 
-Error write_catalogue(OutputFile& file, Colour16 colour, Matte16 matte,
-                      const Rectangle& rectangle) {
+Error write_catalogue(OutputFile& file, const Source& source) {
+    const Rectangle& rectangle = source.rectangle;
     if (rectangle.empty()) {
         return file.write_zeros(catalogue_size);
     }
@@ -67,9 +67,7 @@ Error write_catalogue(OutputFile& file, Colour16 colour, Matte16 matte,
     const std::int64_t step_y = rectangle.height() / catalogue_height;
     for (int row = 0; row < catalogue_height; ++row) {
         for (int column = 0; column < catalogue_width; ++column, bytes += 4) {
-            const std::int64_t x = rectangle.x0 + column * step_x;
-            const std::int64_t y = rectangle.y1 - row * step_y;
-            put_pixel(colour.pixel(x, y), matte.pixel(x, y), bytes);
+            put_pixel(source, rectangle.x0 + column * step_x, rectangle.y1 - row * step_y, bytes);
         }
     }
     file.append(catalogue_size);
@@ -77,9 +75,10 @@ Error write_catalogue(OutputFile& file, Colour16 colour, Matte16 matte,
 }
 
 int load_smpte_catalogue(const char* name, void* buffer, int capacity, unsigned int* width,
-                         unsigned int* height, unsigned int* present) {
+                         unsigned int* height, unsigned int* present, FilmWords& words) {
     InputFile file;
     TRELLIS_TRY_CODE(file.open(name));
+    words = cineon_words;
     cineon_buffer header{};
     TRELLIS_TRY_CODE(read_smpte_header(file, header));
     const std::uint32_t length = header.header.file.user_length;

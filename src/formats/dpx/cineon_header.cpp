@@ -1,10 +1,10 @@
 #include "formats/dpx/cineon_header.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "formats/dpx/catalogue.h"
-#include "formats/dpx/film_state.h"
-#include "formats/dpx/ten_bit.h"
+#include "formats/dpx/pixels.h"
 
 namespace trellis::dpx {
 
@@ -46,6 +46,13 @@ std::uint8_t designator(int channel, int channel_count) {
     return static_cast<std::uint8_t>(channel_count >= 3 && channel < 3 ? channel + 1 : 0);
 }
 
+// What the file has no bytes for is empty.
+void clear_between(std::uint8_t* bytes, std::size_t begin, std::size_t end) {
+    if (begin < end) {
+        std::memset(bytes + begin, 0, end - begin);
+    }
+}
+
 template <std::size_t count>
 void set_undefined(float_field (&fields)[count]) {
     std::fill(fields, fields + count, undefined_float);
@@ -54,8 +61,6 @@ void set_undefined(float_field (&fields)[count]) {
 }  // namespace
 
 Error read_smpte_header(InputFile& file, cineon_buffer& buffer) {
-    g_iTransfer = cineon_transfer;
-    g_bSwap = 1;
     cineon_header& header = buffer.header;
     TRELLIS_TRY(file.read_record(header.file));
     if (header.file.magic != cineon_magic) {
@@ -77,7 +82,26 @@ Error read_smpte_header(InputFile& file, cineon_buffer& buffer) {
     auto* bytes = reinterpret_cast<std::uint8_t*>(&buffer);
     TRELLIS_TRY(file.read(bytes + sizeof header.file, static_cast<std::size_t>(rest)));
     TRELLIS_TRY(file.read_record(header.industry));
+    clear_between(bytes, sizeof header.file + static_cast<std::size_t>(rest),
+                  offsetof(cineon_header, industry));
+    clear_between(bytes,
+                  std::max(sizeof header, sizeof header.file + static_cast<std::size_t>(rest)),
+                  sizeof buffer);
     return check(header);
+}
+
+void mend_cineon_header(cineon_header& header) {
+    if (header.image.channels[0].bits_per_pixel != ten_bits) {
+        for (cineon_channel& channel : header.image.channels) {
+            channel.bits_per_pixel = ten_bits;
+        }
+    }
+    header.format.interleave = header.format.data_signed = header.format.image_sense = 0;
+    header.format.packing = packed_in_words;
+    Orientation orientation{};
+    if (failed(parse_orientation(header.image.orientation, orientation))) {
+        header.image.orientation = 0;
+    }
 }
 
 Picture picture_of(const cineon_header& header) {

@@ -11,6 +11,7 @@
 #include "frame/byte_order.h"
 #include "frame/error.h"
 #include "frame/file.h"
+#include "frame/film_words.h"
 #include "frame/raster.h"
 
 namespace trellis::dpx {
@@ -131,10 +132,18 @@ inline constexpr std::uint32_t cineon_magic = 0x802A5FD7;
 /// Channel counts that stand for a kind of picture.
 enum ChannelCount : std::uint8_t { mask_channels = 1, picture_channels = 3, cutout_channels = 4 };
 
-/// Reads the header and checks what loads rely on; the file then stands at its user data. Errors:
+/// Reads the header and checks what loads rely on; the file is then at its user data. Errors:
 /// read, magic, smpte_depth, smpte_interleave, smpte_packing, unsupported (orientation, or a
-/// generic section that does not fit the buffer). Sets `g_bSwap` and `g_iTransfer` in any case.
+/// generic section that does not fit the buffer). After one, `buffer` keeps the bytes that were not
+/// read.
 Error read_smpte_header(InputFile& file, cineon_buffer& buffer);
+
+/// What reading any Cineon header says to the process-wide words.
+inline constexpr FilmWords cineon_words = {.swap = 1, .transfer = cineon_transfer};
+
+/// Gives the fields that read_smpte_header refuses the only value that it takes, so that a save
+/// which starts from this header makes a file that loads.
+void mend_cineon_header(cineon_header& header);
 
 /// The picture of a header that has been checked.
 Picture picture_of(const cineon_header& header);

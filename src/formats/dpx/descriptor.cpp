@@ -2,29 +2,37 @@
 
 #include "frame/descriptor.h"
 
+#include <algorithm>
+
 #include "trellis/film.h"
 #include "trellis/pic_format.h"
+#include "trellis/settings.h"
 
 #include "formats/dpx/catalogue.h"
 #include "formats/dpx/queries.h"
 #include "formats/dpx/reader.h"
 #include "formats/dpx/writer.h"
 #include "frame/slots.h"
+#include "state/film_words.h"
+#include "state/last_header.h"
 
 namespace {
 
 using namespace trellis;
 using dpx::Mode;
 
-// Both formats have the same slots, around a load and a save of their own.
-using Load = Error (*)(const char*, Colour16, Matte16, const Rectangle&, int, int);
-using Save = Error (*)(const char*, Colour16, Matte16, const Rectangle&, Mode);
+// The state of the process is touched here and nowhere else: a slot takes what it needs in one
+// step, calls a reader or writer that knows nothing of it, and publishes what that has seen.
 
-template <Load load_film>
-Error load(const char* name, const LoadRequest& request) {
-    return load_film(name, Colour16(request.colour, request.colour_pitch),
-                     Matte16(request.matte, request.matte_pitch), request.rectangle, request.file_x,
-                     request.file_y);
+// A host may answer this for itself. No table is applied, whatever it says.
+void ask_for_table() {
+    static_cast<void>(inq_apply_user_lut_trellis_());
+}
+
+dpx::Target target_of(const LoadRequest& request) {
+    return {Colour16(request.colour, request.colour_pitch),
+            Matte16(request.matte, request.matte_pitch), request.rectangle, request.file_x,
+            request.file_y};
 }
 
 constexpr Mode mode_of(trellis_kind kind) {
@@ -39,11 +47,83 @@ constexpr Mode mode_of(trellis_kind kind) {
 }
 
 // The formats have no compressed storage.
-template <Save save_film>
-Error save(const char* name, const SaveRequest& request) {
-    return save_film(name, Colour16(request.colour, request.colour_pitch),
-                     Matte16(request.matte, request.matte_pitch), request.rectangle,
-                     mode_of(request.kind));
+dpx::Source source_of(const SaveRequest& request) {
+    return {ColourSource16(request.colour, request.colour_pitch),
+            MatteSource16(request.matte, request.matte_pitch), request.rectangle,
+            mode_of(request.kind)};
+}
+
+Error load_dpx(const char* name, const LoadRequest& request) {
+    dpx::FilmFile film;
+    TRELLIS_TRY(film.file.open(name));
+    dpx::raw_dpx_header header{};
+    copy_last_header(TRELLIS_TYPE_DPX, bytes_of(header));
+    const Error error = dpx::read_dpx(film, header);
+    TRELLIS_TRY(publish_last_header(TRELLIS_TYPE_DPX, bytes_of(header), film.words));
+    TRELLIS_TRY(error);
+    ask_for_table();
+    return dpx::load_lines(film, target_of(request));
+}
+
+// A header in which the fields of each save are still to be set: the held one, or a new one.
+dpx::cineon_buffer cineon_start(const char* name) {
+    dpx::cineon_buffer buffer{};
+    if (copy_last_header(TRELLIS_TYPE_CINEON, bytes_of(buffer)) != sizeof buffer) {
+        buffer = {};
+        buffer.header = dpx::default_cineon_header(name, dpx::TimeText(dpx::cineon_date_pattern));
+    }
+    return buffer;
+}
+
+Error load_smpte(const char* name, const LoadRequest& request) {
+    dpx::FilmFile film;
+    TRELLIS_TRY(film.file.open(name));
+    dpx::cineon_buffer buffer = cineon_start(name);
+    const Error error = dpx::read_smpte(film, buffer);
+    TRELLIS_TRY(publish_last_header(TRELLIS_TYPE_CINEON, bytes_of(buffer), film.words));
+    TRELLIS_TRY(error);
+    ask_for_table();
+    return dpx::load_lines(film, target_of(request));
+}
+
+Error save_dpx(const char* name, const SaveRequest& request) {
+    const dpx::TimeText time(dpx::dpx_time_pattern);
+    OutputFile file;
+    TRELLIS_TRY(file.create(name));
+    dpx::dpx_header header{};
+    if (copy_last_header(TRELLIS_TYPE_DPX, bytes_of(header)) != sizeof header) {
+        header = dpx::default_dpx_header(name, time);
+    }
+    const dpx::Source source = source_of(request);
+    dpx::set_dpx_save_fields(header, name, time, source.rectangle, source.mode);
+    dpx::dpx_header held = header;
+    be16& orientation = held.generic.image.orientation;
+    dpx::leave_in_host_order(orientation, orientation);
+    TRELLIS_TRY(publish_last_header(TRELLIS_TYPE_DPX, bytes_of(held), {}));
+    ask_for_table();
+    return dpx::write_dpx(file, header, source);
+}
+
+Error save_smpte(const char* name, const SaveRequest& request) {
+    const dpx::TimeText date(dpx::cineon_date_pattern);
+    OutputFile file;
+    TRELLIS_TRY(file.create(name));
+    dpx::cineon_buffer buffer = cineon_start(name);
+    std::ranges::fill(buffer.rest, std::uint8_t{0});
+    const dpx::Source source = source_of(request);
+    dpx::set_cineon_save_fields(buffer.header, name, date, source.rectangle, source.mode);
+    TRELLIS_TRY(publish_last_header(TRELLIS_TYPE_CINEON, bytes_of(buffer), {}));
+    ask_for_table();
+    return dpx::write_smpte(file, buffer.header, source);
+}
+
+// The slot of a query that also answers what a header says to the process-wide words.
+template <auto query, class... Outs>
+int publishing(const char* name, Outs... outs) {
+    FilmWords words;
+    const int result = query(name, outs..., words);
+    publish_film_words(words);
+    return result;
 }
 
 int load_dpx_catalogue(const char* /*name*/, void* /*buffer*/, int /*capacity*/,
@@ -52,10 +132,11 @@ int load_dpx_catalogue(const char* /*name*/, void* /*buffer*/, int /*capacity*/,
     return code(Error::no_catalogue);
 }
 
-template <Load load_film, Save save_film>
+// Both formats have the same slots, around a load and a save of their own.
+template <auto load, auto save>
 constexpr pic_format film_format(pic_format format) {
-    using Loads = LoadSlots<load<load_film>>;
-    using Saves = SaveSlots<save<save_film>>;
+    using Loads = LoadSlots<load>;
+    using Saves = SaveSlots<save>;
     format.load_pic_fn = Loads::pic;
     format.save_pic_fn = Saves::pic;
     format.load_cut_fn = Loads::cut;
@@ -67,22 +148,22 @@ constexpr pic_format film_format(pic_format format) {
 }
 
 constexpr pic_format dpx_format = [] {
-    pic_format format = film_format<dpx::load_dpx, dpx::save_dpx>(
+    pic_format format = film_format<load_dpx, save_dpx>(
         name_format(TRELLIS_TYPE_DPX, "dpx", "dpx", "DPX(10bit)", "DPX"));
-    format.size_pic_fn = format.size_mask_fn = dpx::size_dpx;
+    format.size_pic_fn = format.size_mask_fn = publishing<dpx::size_dpx>;
     format.load_cat_fn = load_dpx_catalogue;
     format.inq_type_fn = inq_dpx_type_fn_;
-    format.info_fn = dpx::info_dpx;
+    format.info_fn = publishing<dpx::info_dpx>;
     return format;
 }();
 
 constexpr pic_format cineon_format = [] {
-    pic_format format = film_format<dpx::load_smpte, dpx::save_smpte>(
+    pic_format format = film_format<load_smpte, save_smpte>(
         name_format(TRELLIS_TYPE_CINEON, "cin", "cin", "Kodak(10bit)", "SMPTE"));
-    format.size_pic_fn = format.size_mask_fn = dpx::size_smpte;
-    format.load_cat_fn = dpx::load_smpte_catalogue;
+    format.size_pic_fn = format.size_mask_fn = publishing<dpx::size_smpte>;
+    format.load_cat_fn = publishing<dpx::load_smpte_catalogue>;
     format.inq_type_fn = inq_smpte_type_fn;
-    format.info_fn = dpx::info_smpte;
+    format.info_fn = publishing<dpx::info_smpte>;
     return format;
 }();
 

@@ -2,8 +2,7 @@
 
 #include <cstring>
 
-#include "formats/dpx/film_state.h"
-#include "formats/dpx/ten_bit.h"
+#include "formats/dpx/pixels.h"
 
 namespace trellis::dpx {
 
@@ -99,26 +98,24 @@ bool is_dpx_magic(const void* bytes) {
     return has_magic(bytes, big_endian_magic) || has_magic(bytes, little_endian_magic);
 }
 
-Error read_dpx_fields(InputFile& file, raw_dpx_header& header, DpxFields& fields) {
+Error read_dpx_fields(InputFile& file, raw_dpx_header& header, DpxFields& fields,
+                      FilmWords& words) {
     const Error error = file.read_record(header);
     const bool little_endian = has_magic(header.file.magic, little_endian_magic);
-    g_bSwap = little_endian ? 0 : 1;
+    words.swap = little_endian ? 0 : 1;
     fields = little_endian
                  ? fields_of(std::bit_cast<dpx_generic_header<std::endian::little>>(header))
                  : fields_of(header);
-    if (failed(error)) {
-        return error;
-    }
+    TRELLIS_TRY(error);
     return is_dpx_magic(header.file.magic) ? Error::none : Error::magic;
 }
 
-Error read_dpx_header(InputFile& file, raw_dpx_header& header, DpxFields& fields) {
-    const Error error = read_dpx_fields(file, header, fields);
-    g_iTransfer = fields.transfer;
-    if (failed(error)) {
-        return error;
-    }
-    g_iBitDepth = fields.bit_size;
+Error read_dpx_header(InputFile& file, raw_dpx_header& header, DpxFields& fields,
+                      FilmWords& words) {
+    const Error error = read_dpx_fields(file, header, fields, words);
+    words.transfer = fields.transfer;
+    TRELLIS_TRY(error);
+    words.bit_depth = fields.bit_size;
     return fields.element_count > 1 ? Error::element_count : Error::none;
 }
 
@@ -154,6 +151,11 @@ void set_dpx_save_fields(dpx_header& header, const char* path, const TimeText& t
     set_text(file.creator, dpx_creator);
 
     auto& image = header.generic.image;
+    // Whatever the host's order makes of 5: the file gets it most significant byte first.
+    constexpr auto transposed = static_cast<std::uint16_t>(Orientation::transposed);
+    if (image.orientation == reverse_bytes(transposed)) {
+        image.orientation = transposed;
+    }
     const bool upright = image.orientation == 0;
     image.pixels_per_line =
         static_cast<std::uint32_t>(upright ? rectangle.width() : rectangle.height());

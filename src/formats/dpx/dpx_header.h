@@ -13,6 +13,7 @@
 #include "frame/byte_order.h"
 #include "frame/error.h"
 #include "frame/file.h"
+#include "frame/film_words.h"
 #include "frame/raster.h"
 
 namespace trellis::dpx {
@@ -194,22 +195,24 @@ struct DpxFields {
 bool is_dpx_magic(const void* bytes);
 
 /// Reads the generic header: Error::read when the file is shorter, Error::magic when it is another
-/// format's. `fields` is set in any case, and so is `g_bSwap`.
-Error read_dpx_fields(InputFile& file, raw_dpx_header& header, DpxFields& fields);
+/// format's. `header` keeps the bytes that the file does not have. `fields` is set in any case, and
+/// so is the byte order among the words.
+Error read_dpx_fields(InputFile& file, raw_dpx_header& header, DpxFields& fields, FilmWords& words);
 
 /// The same for loads and size queries, which also refuse more than one image element
-/// (Error::element_count) and set the other two words that `get_info` reports.
-Error read_dpx_header(InputFile& file, raw_dpx_header& header, DpxFields& fields);
+/// (Error::element_count) and set the other two words.
+Error read_dpx_header(InputFile& file, raw_dpx_header& header, DpxFields& fields, FilmWords& words);
 
 /// A header with no picture in it yet: every field that saves leave alone has its default.
 dpx_header default_dpx_header(const char* path, const TimeText& time);
 
-/// Sets the fields that every save writes. The rest of the header keeps what it holds.
+/// Sets the fields that every save writes. The rest of the header keeps what it holds, but for an
+/// orientation that was left in the host's order.
 void set_dpx_save_fields(dpx_header& header, const char* path, const TimeText& time,
                          const Rectangle& rectangle, Mode mode);
 
 /// Stores the orientation in the host's byte order, in which hosts find that one field of the
-/// last-header buffer. A save takes it as big-endian all the same.
+/// last-header buffer.
 void leave_in_host_order(be16& orientation, std::uint16_t value);
 
 /// The creator that every save names.

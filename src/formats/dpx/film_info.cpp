@@ -10,7 +10,7 @@
 
 #include "formats/dpx/cineon_header.h"
 #include "formats/dpx/dpx_header.h"
-#include "formats/dpx/film_state.h"
+#include "frame/film_words.h"
 
 namespace trellis::dpx {
 

@@ -17,10 +17,19 @@ namespace {
 // transfer, the less it spends on each.
 constexpr std::uint64_t batch_bytes = 1024 * 1024;
 
-// Columns are transposed into rows (and back) this many at a time at least, so that each piece of a
-// row fills a few cache lines; and in steps of this many rows, a cache line of each column.
-constexpr std::uint64_t least_columns = 128;
+// Columns are transposed into rows (and back) many at a time, so that each piece of a row fills a
+// few cache lines; and in steps of this many rows, a cache line of each column. Lines that are
+// longer than that allows for get more memory, within bounds.
+constexpr std::uint64_t transposed_columns = 128;
+constexpr std::uint64_t most_transposed_bytes = 4 * batch_bytes;
 constexpr std::size_t transposed_rows = 16;
+
+// A save does not keep more lines than these from the file, so that a full disk shows soon.
+constexpr std::uint64_t most_saved_lines = 128;
+
+// The host hears of each line just before it is packed; of columns, before a few of them are, since
+// one alone would take from every row of the picture a piece smaller than a cache line.
+constexpr std::size_t columns_at_once = 32;
 
 // The rectangle as the file walks through it. Line k of the file is row y1 − k from left to right,
 // or column x1 − k from the top row downward.
@@ -32,8 +41,10 @@ struct Walk {
           pixels(upright ? wanted.width() : wanted.height()) {}
 
     std::uint64_t lines_per_batch(std::uint64_t line_size) const {
-        const std::uint64_t fitting = batch_bytes / std::max<std::uint64_t>(line_size, 1);
-        return std::max(fitting, upright ? 1 : least_columns);
+        const std::uint64_t size = std::max<std::uint64_t>(line_size, 1);
+        const std::uint64_t fitting = std::max<std::uint64_t>(batch_bytes / size, 1);
+        const std::uint64_t allowed = std::min(most_transposed_bytes / size, transposed_columns);
+        return upright ? fitting : std::max(fitting, allowed);
     }
 
     Rectangle rectangle;
@@ -45,12 +56,8 @@ struct Walk {
 // Packs lines of the walk, `pixels` each, one after the other.
 class LinePacker {
   public:
-    LinePacker(const Walk& walk, Mode mode, Colour16 colour, Matte16 matte)
-        : walk_(walk),
-          mode_(mode),
-          size_(pixel_size(saved_layout(mode))),
-          colour_(colour),
-          matte_(matte) {}
+    LinePacker(const Walk& walk, const Source& source)
+        : walk_(walk), source_(source), size_(pixel_size(saved_layout(source.mode))) {}
 
     std::size_t line_size() const { return size_ * static_cast<std::size_t>(walk_.pixels); }
 
@@ -58,8 +65,7 @@ class LinePacker {
         if (!walk_.upright) {
             return pack_columns(first, count, lines);
         }
-        // From the lowest row upward: the processor reads ahead only in ascending memory.
-        for (std::size_t i = count; i-- > 0;) {
+        for (std::size_t i = 0; i < count; ++i) {
             pack_row(walk_.rectangle.x0, walk_.rectangle.y1 - first - static_cast<std::int64_t>(i),
                      static_cast<std::size_t>(walk_.pixels), lines + i * line_size());
         }
@@ -68,7 +74,8 @@ class LinePacker {
 
   private:
     void pack_row(std::int64_t x, std::int64_t y, std::size_t count, std::uint8_t* bytes) const {
-        pack_pixels(mode_, colour_.pixel(x, y), matte_.pixel(x, y), count, bytes);
+        pack_pixels(source_.mode, source_.colour.pixel(x, y), source_.matte.pixel(x, y), count,
+                    bytes);
     }
 
     // Pieces of rows are packed first, then transposed. The leftmost column is the last line.
@@ -93,15 +100,13 @@ class LinePacker {
     }
 
     const Walk& walk_;
-    Mode mode_;
+    const Source& source_;
     std::size_t size_;
-    Colour16 colour_;
-    Matte16 matte_;
     Block<std::uint8_t> scratch_;
 };
 
-// Tells the host about each of the lines first to first + count, and asks whether to go on. Returns
-// how many of them are to be packed; `stop` is the host's answer when it ends the save.
+// Lets the host hear of each of the lines first to first + count, and asks whether to go on.
+// Returns how many of them are to be packed; `stop` is the host's answer when it ends the save.
 std::size_t ask_host(std::int64_t first, std::size_t count, std::int64_t lines, int& stop) {
     for (std::size_t i = 0; i < count; ++i) {
         // The only line of a picture has no fraction: the hook then gets what 0 ÷ 0 gives.
@@ -238,28 +243,37 @@ class LineReader {
 
 }  // namespace
 
-Error pack_ten_bit_lines(OutputFile& file, Colour16 colour, Matte16 matte,
-                         const Rectangle& rectangle, Mode mode, Orientation orientation) {
-    const Walk walk(rectangle, orientation);
+Error pack_lines(OutputFile& file, const Source& source, Orientation orientation) {
+    const Walk walk(source.rectangle, orientation);
     if (walk.pixels < 0) {
         return Error::allocation;  // there is no line buffer of negative size
     }
-    LinePacker packer(walk, mode, colour, matte);
-    const std::size_t line_size = packer.line_size();
-    const auto batch_lines = static_cast<std::size_t>(
-        std::min(walk.lines_per_batch(line_size), static_cast<std::uint64_t>(walk.lines)));
-    Block<std::uint8_t> batch;
-    if (walk.lines > 0) {
-        TRELLIS_TRY(batch.allocate(batch_lines * line_size));
-        // What counts as the line before the first.
-        std::memset(batch.data() + (batch_lines - 1) * line_size, 0, line_size);
+    if (walk.lines <= 0) {
+        return file.flush();
     }
-    for (std::int64_t first = 0; first < walk.lines;) {
-        const std::size_t count = static_cast<std::size_t>(
-            std::min(static_cast<std::int64_t>(batch_lines), walk.lines - first));
-        int stop = 0;
-        std::size_t packed = ask_host(first, count, walk.lines, stop);
-        TRELLIS_TRY(packer.pack(first, packed, batch.data()));
+    LinePacker packer(walk, source);
+    const std::size_t line_size = packer.line_size();
+    const auto batch_lines =
+        static_cast<std::size_t>(std::min({walk.lines_per_batch(line_size), most_saved_lines,
+                                           static_cast<std::uint64_t>(walk.lines)}));
+    const std::size_t at_once = walk.upright ? 1 : columns_at_once;
+    Block<std::uint8_t> batch;
+    TRELLIS_TRY(batch.allocate(batch_lines * line_size));
+    // What counts as the line before the first.
+    std::memset(batch.data() + (batch_lines - 1) * line_size, 0, line_size);
+
+    int stop = 0;
+    for (std::int64_t first = 0; first < walk.lines && stop == 0;) {
+        const auto rest = static_cast<std::size_t>(walk.lines - first);
+        const std::size_t count = std::min(batch_lines, rest);
+        std::size_t packed = 0;
+        while (packed < count && stop == 0) {
+            const std::int64_t next = first + static_cast<std::int64_t>(packed);
+            const std::size_t wanted =
+                ask_host(next, std::min(at_once, count - packed), walk.lines, stop);
+            TRELLIS_TRY(packer.pack(next, wanted, batch.data() + packed * line_size));
+            packed += wanted;
+        }
         if (stop != 0) {
             const std::size_t before = (packed > 0 ? packed : batch_lines) - 1;
             std::memmove(batch.data() + packed * line_size, batch.data() + before * line_size,
@@ -267,19 +281,16 @@ Error pack_ten_bit_lines(OutputFile& file, Colour16 colour, Matte16 matte,
             ++packed;
         }
         TRELLIS_TRY(file.write(batch.data(), packed * line_size));
-        if (stop != 0) {
-            Error error = file.flush();
-            return failed(error) ? error : static_cast<Error>(stop);
-        }
+        TRELLIS_TRY(file.flush());
         first += static_cast<std::int64_t>(count);
     }
-    return file.flush();
+    return static_cast<Error>(stop);
 }
 
-Error unpack_ten_bit_lines(InputFile& file, const LineRegion& region, Colour16 colour,
-                           Matte16 matte, const Rectangle& rectangle, Orientation orientation) {
-    const Walk walk(rectangle, orientation);
-    LineUnpacker unpacker(walk, region.layout, colour, matte);
+Error unpack_lines(InputFile& file, const LineRegion& region, const Target& target,
+                   Orientation orientation) {
+    const Walk walk(target.rectangle, orientation);
+    LineUnpacker unpacker(walk, region.layout, target.colour, target.matte);
     const std::uint64_t size = pixel_size(region.layout);
     const std::uint64_t line_size = region.pixels_per_line * size;
     if (line_size == 0) {

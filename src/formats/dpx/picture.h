@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "frame/error.h"
+#include "frame/raster.h"
 
 namespace trellis::dpx {
 
@@ -33,6 +34,23 @@ struct Picture {
     std::uint32_t height() const {
         return orientation == Orientation::upright ? lines : pixels_per_line;
     }
+};
+
+/// What a load is to fill, and where it lies in the file's picture, as hosts say it.
+struct Target {
+    Colour16 colour;
+    Matte16 matte;
+    Rectangle rectangle;
+    int file_x;
+    int file_y;
+};
+
+/// What a save is to write. The samples of a view without a buffer are saved as 0.
+struct Source {
+    ColourSource16 colour;
+    MatteSource16 matte;
+    Rectangle rectangle;
+    Mode mode;
 };
 
 }  // namespace trellis::dpx

@@ -54,6 +54,13 @@ unsigned int kind_of_channels(std::uint8_t count) {
     }
 }
 
+// A probe that is not given the number of channels takes the file for what most files are.
+unsigned int kind_of_channels(const std::uint8_t* header, std::size_t length) {
+    constexpr std::size_t place = offsetof(cineon_header, image.channel_count);
+    return length > place ? kind_of_channels(header[place])
+                          : static_cast<unsigned>(TRELLIS_KIND_IMAGE);
+}
+
 // What a probe says once it knows the format.
 void answer(unsigned int found_kind, unsigned int* kind, unsigned int* is_this_format) {
     *is_this_format = found_kind == TRELLIS_KIND_OTHER ? 0 : 1;
@@ -64,20 +71,21 @@ void answer(unsigned int found_kind, unsigned int* kind, unsigned int* is_this_f
 
 }  // namespace
 
-int size_dpx(const char* name, unsigned int* width, unsigned int* height) {
+int size_dpx(const char* name, unsigned int* width, unsigned int* height, FilmWords& words) {
     InputFile file;
     TRELLIS_TRY_CODE(file.open(name));
     raw_dpx_header header{};
     DpxFields fields{};
-    TRELLIS_TRY_CODE(read_dpx_header(file, header, fields));
+    TRELLIS_TRY_CODE(read_dpx_header(file, header, fields, words));
     Picture picture{};
     TRELLIS_TRY_CODE(fields.picture(picture));
     return close_with_size(file, picture, width, height);
 }
 
-int size_smpte(const char* name, unsigned int* width, unsigned int* height) {
+int size_smpte(const char* name, unsigned int* width, unsigned int* height, FilmWords& words) {
     InputFile file;
     TRELLIS_TRY_CODE(file.open(name));
+    words = cineon_words;
     cineon_buffer buffer{};
     TRELLIS_TRY_CODE(read_smpte_header(file, buffer));
     return close_with_size(file, picture_of(buffer.header), width, height);
@@ -86,13 +94,13 @@ int size_smpte(const char* name, unsigned int* width, unsigned int* height) {
 int info_dpx(const char* name, unsigned int* compression, unsigned int* flag_a,
              unsigned int* flag_b, unsigned int* image_offset, unsigned int* kind,
              unsigned int* channels, unsigned int* deep, unsigned int* zero_1, unsigned int* zero_2,
-             unsigned int* width, unsigned int* height, unsigned int* zero_3) {
+             unsigned int* width, unsigned int* height, unsigned int* zero_3, FilmWords& words) {
     *zero_3 = 0;  // answered even for a file that fails
     InputFile file;
     TRELLIS_TRY_CODE(file.open(name));
     raw_dpx_header header{};
     DpxFields fields{};
-    TRELLIS_TRY_CODE(read_dpx_fields(file, header, fields));
+    TRELLIS_TRY_CODE(read_dpx_fields(file, header, fields, words));
     *compression = 0;
     *flag_a = *flag_b = 1;
     *image_offset = fields.image_offset;
@@ -114,10 +122,11 @@ int info_smpte(const char* name, unsigned int* compression, unsigned int* flag_a
                unsigned int* flag_b, unsigned int* image_offset, unsigned int* kind,
                unsigned int* channels, unsigned int* deep, unsigned int* zero_1,
                unsigned int* zero_2, unsigned int* width, unsigned int* height,
-               unsigned int* zero_3) {
+               unsigned int* zero_3, FilmWords& words) {
     *zero_3 = 0;  // answered even for a file that fails
     InputFile file;
     TRELLIS_TRY_CODE(file.open(name));
+    words = cineon_words;
     cineon_buffer buffer{};
     TRELLIS_TRY_CODE(read_smpte_header(file, buffer));
     const cineon_header& header = buffer.header;
@@ -159,7 +168,8 @@ int inq_dpx_type_fn_(void* bytes, int length, const char* name, std::int64_t /*r
 int inq_smpte_type_fn(void* bytes, int length, const char* /*name*/, std::int64_t /*reserved*/,
                       unsigned int* kind, unsigned int* is_this_format) {
     // The length counts as unsigned: a negative one is long enough.
-    if (static_cast<unsigned int>(length) < cineon_probe_size) {
+    const auto given = static_cast<unsigned int>(length);
+    if (given < cineon_probe_size) {
         return code(Error::short_header);
     }
     const auto* header = static_cast<const std::uint8_t*>(bytes);
@@ -169,7 +179,6 @@ int inq_smpte_type_fn(void* bytes, int length, const char* /*name*/, std::int64_
         *is_this_format = 0;
         return code(Error::none);
     }
-    answer(kind_of_channels(header[offsetof(cineon_header, image.channel_count)]), kind,
-           is_this_format);
+    answer(kind_of_channels(header, given), kind, is_this_format);
     return code(Error::none);
 }

@@ -2,11 +2,7 @@
 
 #include <cstdlib>
 
-#include "formats/dpx/cineon_header.h"
-#include "formats/dpx/dpx_header.h"
-#include "formats/dpx/last_header.h"
 #include "formats/dpx/lines.h"
-#include "frame/file.h"
 
 namespace trellis::dpx {
 
@@ -48,65 +44,57 @@ Error seek_image(InputFile& file, std::uint64_t position) {
     return file.can_seek() ? file.seek(position) : Error::seek;
 }
 
-// Loads from a file that stands at its image data, and closes it.
-Error load_lines(InputFile& file, const Picture& picture, Layout layout, Colour16 colour,
-                 Matte16 matte, const Rectangle& rectangle, int file_x, int file_y) {
-    if (!rectangle.empty()) {
-        // The first column and the row above the last one of the region, counted from the lower
-        // left of the file's picture.
-        const std::int64_t left = std::abs(std::int64_t{file_x});
-        const std::int64_t right = left + rectangle.width();
-        const std::int64_t top = std::abs(std::int64_t{file_y}) + rectangle.height();
-        if (right > picture.width() || top > picture.height()) {
-            return Error::window;
-        }
-        LineRegion region{layout, picture.pixels_per_line, 0, 0};
-        if (picture.orientation == Orientation::upright) {
-            region.skip_lines = static_cast<std::uint64_t>(picture.lines - top);
-            region.skip_pixels = static_cast<std::uint64_t>(left);
-        } else {
-            region.skip_lines = static_cast<std::uint64_t>(picture.lines - right);
-            region.skip_pixels = static_cast<std::uint64_t>(picture.pixels_per_line - top);
-        }
-        TRELLIS_TRY(
-            unpack_ten_bit_lines(file, region, colour, matte, rectangle, picture.orientation));
+// The part of the file's picture that a rectangle covers. Error::window when that lies outside.
+Error find_region(const FilmFile& film, const Target& target, LineRegion& region) {
+    // The first column and the row above the last one, counted from the lower left of the picture.
+    const Picture& picture = film.picture;
+    const std::int64_t left = std::abs(std::int64_t{target.file_x});
+    const std::int64_t right = left + target.rectangle.width();
+    const std::int64_t top = std::abs(std::int64_t{target.file_y}) + target.rectangle.height();
+    if (right > picture.width() || top > picture.height()) {
+        return Error::window;
     }
-    return file.close();
+    const bool upright = picture.orientation == Orientation::upright;
+    region = {
+        .layout = film.layout,
+        .pixels_per_line = picture.pixels_per_line,
+        .skip_lines = static_cast<std::uint64_t>(picture.lines - (upright ? top : right)),
+        .skip_pixels = static_cast<std::uint64_t>(upright ? left : picture.pixels_per_line - top),
+    };
+    return Error::none;
 }
 
 }  // namespace
 
-Error load_dpx(const char* name, Colour16 colour, Matte16 matte, const Rectangle& rectangle,
-               int file_x, int file_y) {
-    InputFile file;
-    TRELLIS_TRY(file.open(name));
-    auto* header = new_last_header<raw_dpx_header>(TRELLIS_TYPE_DPX);
-    if (header == nullptr) {
-        return Error::allocation;
-    }
+Error read_dpx(FilmFile& film, raw_dpx_header& header) {
     DpxFields fields{};
-    TRELLIS_TRY(read_dpx_header(file, *header, fields));
-    TRELLIS_TRY(seek_image(file, fields.image_offset));
-    leave_in_host_order(header->image.orientation, fields.orientation);
-    Picture picture{};
-    TRELLIS_TRY(fields.picture(picture));
-    return load_lines(file, picture, layout_of(fields), colour, matte, rectangle, file_x, file_y);
+    TRELLIS_TRY(read_dpx_header(film.file, header, fields, film.words));
+    TRELLIS_TRY(seek_image(film.file, fields.image_offset));
+    leave_in_host_order(header.image.orientation, fields.orientation);
+    film.layout = layout_of(fields);
+    return fields.picture(film.picture);
 }
 
-Error load_smpte(const char* name, Colour16 colour, Matte16 matte, const Rectangle& rectangle,
-                 int file_x, int file_y) {
-    InputFile file;
-    TRELLIS_TRY(file.open(name));
-    auto* buffer = new_last_header<cineon_buffer>(TRELLIS_TYPE_CINEON);
-    if (buffer == nullptr) {
-        return Error::allocation;
+Error read_smpte(FilmFile& film, cineon_buffer& buffer) {
+    film.words = cineon_words;
+    const cineon_header& header = buffer.header;
+    if (const Error error = read_smpte_header(film.file, buffer); failed(error)) {
+        mend_cineon_header(buffer.header);
+        return error;
     }
-    TRELLIS_TRY(read_smpte_header(file, *buffer));
+    film.layout = layout_of(header);
+    film.picture = picture_of(header);
     // The image follows the user data, wherever the header says that it starts.
-    const cineon_header& header = buffer->header;
-    TRELLIS_TRY(seek_image(file, file.position() + header.file.user_length));
-    return load_lines(file, picture_of(header), layout_of(header), colour, matte, rectangle, file_x,
-                      file_y);
+    return seek_image(film.file, film.file.position() + header.file.user_length);
+}
+
+Error load_lines(FilmFile& film, const Target& target) {
+    if (!target.rectangle.empty()) {
+        LineRegion region{};
+        TRELLIS_TRY(find_region(film, target, region));
+        TRELLIS_TRY(unpack_lines(film.file, region, target, film.picture.orientation));
+    }
+    return film.file.close();
 }
 
 }  // namespace trellis::dpx

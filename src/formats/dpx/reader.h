@@ -2,17 +2,32 @@
 
 // Loading a rectangle of a DPX or Cineon file.
 
+#include "formats/dpx/cineon_header.h"
+#include "formats/dpx/dpx_header.h"
+#include "formats/dpx/picture.h"
+#include "formats/dpx/pixels.h"
 #include "frame/error.h"
-#include "frame/raster.h"
+#include "frame/file.h"
+#include "frame/film_words.h"
 
 namespace trellis::dpx {
 
-/// Load `rectangle` into the given buffers; a view without a buffer stores nothing. The sign of
-/// `file_x` and `file_y` does not matter. What the file holds is not checked against the buffers:
-/// samples that it does not carry load as 0. The header goes into the last-header buffer.
-Error load_dpx(const char* name, Colour16 colour, Matte16 matte, const Rectangle& rectangle,
-               int file_x, int file_y);
-Error load_smpte(const char* name, Colour16 colour, Matte16 matte, const Rectangle& rectangle,
-                 int file_x, int file_y);
+/// A film file open for a load: at its image data once its header has been read.
+struct FilmFile {
+    InputFile file;
+    FilmWords words;  // what the header says to them
+    Picture picture{};
+    Layout layout{};
+};
+
+/// Read the header of an open file. `header` becomes what hosts are to find in the last-header
+/// buffer, also after a failure: it keeps the bytes that the file did not have. Errors: those of
+/// read_dpx_header and read_smpte_header, Error::seek, and Error::unsupported (orientation).
+Error read_dpx(FilmFile& film, raw_dpx_header& header);
+Error read_smpte(FilmFile& film, cineon_buffer& header);
+
+/// Loads from a file whose header has been read, and closes it. A rectangle that does not lie
+/// inside the file's picture is Error::window.
+Error load_lines(FilmFile& film, const Target& target);
 
 }  // namespace trellis::dpx

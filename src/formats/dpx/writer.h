@@ -2,18 +2,17 @@
 
 // Saving a rectangle as a DPX or Cineon file.
 
+#include "formats/dpx/cineon_header.h"
+#include "formats/dpx/dpx_header.h"
 #include "formats/dpx/picture.h"
 #include "frame/error.h"
-#include "frame/raster.h"
+#include "frame/file.h"
 
 namespace trellis::dpx {
 
-/// Save `rectangle` as a file of the given mode. The samples of a view without a buffer are saved
-/// as 0. The header in the last-header buffer is used when it can be, and the one written is left
-/// there.
-Error save_dpx(const char* name, Colour16 colour, Matte16 matte, const Rectangle& rectangle,
-               Mode mode);
-Error save_smpte(const char* name, Colour16 colour, Matte16 matte, const Rectangle& rectangle,
-                 Mode mode);
+/// Write a header in which the fields of each save are set, and the picture after it. An
+/// orientation that nothing is saved in is Error::unsupported once the header is in the file.
+Error write_dpx(OutputFile& file, const dpx_header& header, const Source& source);
+Error write_smpte(OutputFile& file, const cineon_header& header, const Source& source);
 
 }  // namespace trellis::dpx

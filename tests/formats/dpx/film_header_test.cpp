@@ -184,7 +184,7 @@ TEST(FilmHeader, Queries) {
         const std::string name = dir.file("a", header + zeros(1033));
         const int least = &c.format == &dpx ? 4 : 192;
         EXPECT_EQ(probe(c.format, header, least - 1, name), (Words{49, none, none}));
-        EXPECT_EQ(probe(c.format, header, least, name), (Words{0, c.found, c.kind}));
+        EXPECT_EQ(probe(c.format, header, least == 4 ? 4 : 194, name), (Words{0, c.found, c.kind}));
         expect_answers(c.format, name, c.size, c.info, c.answers);
         EXPECT_EQ(g_bSwap, header[0] == 'X' ? 0 : 1);
         int transfer = 0;
@@ -193,6 +193,78 @@ TEST(FilmHeader, Queries) {
         EXPECT_EQ(transfer, c.transfer);
         EXPECT_EQ(bit_depth, c.bit_depth);
     }
+}
+
+// A probe looks at no more than it is given. Without the number of channels a file is an image.
+TEST(FilmHeader, ProbesOfExactlyTheirBytes) {
+    for (const int length : {192, 193}) {
+        Bytes header = FilmHeader{.channels = 1}.bytes(cineon);
+        header.resize(static_cast<std::size_t>(length));
+        header.shrink_to_fit();
+        EXPECT_EQ(probe(cineon, header, length, ""), (Words{0, 1, 0}));
+    }
+}
+
+// Whatever a failed load left, the next saves make files that load. Only what the file brought replaces what was held.
+TEST(FilmHeader, SavesAfterRefusedLoads) {
+    const TempDir dir;
+    const std::string name = dir.path("a.cin");
+    const struct {
+        FilmHeader header;
+        std::size_t size;  // of the refused file
+        int code;
+        bool brings_label;
+    } cases[] = {
+        {{}, 0, 1, false},
+        {{}, 192, 1, false},
+        {{}, 1000, 1, true},
+        {{.magic = hex("89 50 4E 47")}, 2048, 20, false},
+        {{.bits = 12, .orientation = 3}, 1000, 1, true},
+        {{.bits = 12}, 2048, 33, true},
+        {{.layout = {1, 6, 1, 1}}, 2048, 35, true},
+        {{.layout = {0, 6, 1, 1}}, 2048, 36, true},
+        {{.orientation = 1}, 2048, 5, true},
+    };
+    FilmBuffers buffers(30, 20);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        for (const bool held : {false, true}) {
+            Bytes before = FilmHeader{}.bytes(cineon);
+            put(before, 452, text("held"));
+            prepare_header(cineon, before);
+            if (!held) { free_last_header_trellis(); }
+            Bytes refused = c.header.bytes(cineon);
+            put(refused, 452, text("read"));
+            EXPECT_EQ(buffers.load(cineon, dir.file("b", piece(refused, 0, c.size)), 0, 0, 0, 0), c.code);
+            for (int i = 0; i < 2; ++i) {
+                ASSERT_EQ(buffers.save(cineon, 5, name, 0, 0, 29, 19), 0);
+                const Bytes label = c.brings_label ? text("read") : held ? text("held") : zeros(4);
+                EXPECT_EQ(piece(contents(name), 452, 4), label);
+                EXPECT_EQ(piece(contents(name), 976, 4), held || c.brings_label ? zeros(4) : no_float);
+                ASSERT_EQ(buffers.load(cineon, name, 0, 0, 29, 19), 0);
+            }
+        }
+    }
+}
+
+TEST(FilmHeader, NamesAndLastBytesInTheHeldHeader) {
+    const TempDir dir;
+    FilmBuffers buffers(3, 2);
+    for (const pic_format* format : {&dpx, &cineon}) {
+        Bytes header = FilmHeader{}.bytes(*format);
+        const std::size_t place = format == &dpx ? 36 : 32;
+        put(header, place, text(dir.path("a")));
+        prepare_header(*format, piece(header, 0, 1000));  // the block of a save is another one
+        const char* name = reinterpret_cast<char*>(&last_header()[place]);
+        ASSERT_EQ(format->save_pic_fn(name, buffers.colour.data(), buffers.colour.pitch(), 0, 0, 2, 1, 0), 0);
+        EXPECT_EQ(buffers.load(*format, dir.path("a"), 0, 0, 2, 1), 0);
+    }
+    // A load keeps what a long generic section has there, a save does not.
+    const Bytes file = FilmHeader{.generic_length = 2056}.bytes(cineon) + Bytes(1032, 7);
+    EXPECT_EQ(buffers.load(cineon, dir.file("b", file), 0, 0, 2, 1), 0);
+    EXPECT_EQ(last_header().back(), 7);
+    EXPECT_EQ(buffers.save(cineon, 5, dir.path("b"), 0, 0, 2, 1), 0);
+    EXPECT_EQ(last_header().back(), 0);
 }
 
 TEST(FilmHeader, CutAtEveryByteMissingOrInAPipe) {
@@ -244,6 +316,10 @@ TEST(FilmCatalogue, SamplesOfThePicture) {
         }
         EXPECT_EQ(piece(contents(name), 2048, 24576), expected) << c.mode;
     }
+    // A cutout without colours does not show its matte instead.
+    auto& matte = buffers.matte;
+    EXPECT_EQ(cineon.save_cut_fn(name.c_str(), nullptr, 1, matte.data(), matte.pitch(), 0, 0, 959, 639, 0), 0);
+    EXPECT_EQ(piece(contents(name), 2048, 24576), zeros(24576));
 }
 
 TEST(FilmCatalogue, FormsAndCapacities) {

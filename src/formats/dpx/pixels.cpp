@@ -1,4 +1,4 @@
-#include "formats/dpx/ten_bit.h"
+#include "formats/dpx/pixels.h"
 
 #include <cstring>
 
