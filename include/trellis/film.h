@@ -115,6 +115,20 @@ typedef struct trellis_film_info {
 /// was. Neither the last-header buffer nor any word about the last header changes.
 TRELLIS_API int info_film_trellis(const char* name, trellis_film_info* info);
 
+/// Loads a rectangle of any DPX or Cineon file for which `info_film_trellis` gives no
+/// `samples_reason`, into 16-bit buffers like the cut slot, the right way up. Samples of every bit
+/// size are scaled to 0..16383 and rounded to nearest. A null buffer is not wanted; luma fills the
+/// three colours, other samples that the file does not carry are 0.
+///
+/// Errors: 5 (cannot be loaded as what it is) and 39 (two image elements), 9 (outside the picture),
+/// 1, 3, 6, 15, 16, 20; nothing is stored then, but for 1: when lines of the rectangle are missing
+/// in the file, those that are there are stored, and the others stay as they were.
+///
+/// Neither the last-header buffer nor any word about the last header changes.
+TRELLIS_API int load_film_samples_trellis(const char* name, void* rgb, int pitch, void* alpha,
+                                          int alpha_pitch, int x0, int y0, int x1, int y1,
+                                          int file_x, int file_y);
+
 TRELLIS_END_DECLS
 
 #endif

@@ -171,6 +171,7 @@ const char* samples_reason(const trellis_film_info& info) {
         when(info.data_sign != 0 && info.data_sign != undefined_32, "signed samples"),
         when(bits == 32 || bits == 64, "real samples (32 or 64 bits)"),
         when(!in_words && bits != 8 && bits != 16, "unsupported bit size"),
+        when(info.encoding == 1, "run-length encoding"),
         when(info.encoding > 1 && info.encoding != undefined_16, "unknown encoding"),
     });
 }
@@ -187,7 +188,6 @@ const char* slots_reason(const trellis_film_info& info) {
     return first_of({
         when(info.orientation != 0 && info.orientation != 5,
              "orientation other than upright and 5"),
-        when(info.encoding == 1, "run-length encoding"),
         when(!deep && info.bit_size != 8, "bit size other than 8 and 10"),
         when(info.channels == 1 && *info.channel_order != 'A', "a single colour or luma channel"),
         when(std::strcmp(info.channel_order, "ABGR") == 0, "channels stored matte first"),

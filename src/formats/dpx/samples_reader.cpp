@@ -1,0 +1,197 @@
+// Loading scaled samples of any DPX or Cineon file that can be shown.
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "trellis/film.h"
+
+#include "formats/dpx/film_info.h"
+#include "formats/dpx/picture.h"
+#include "formats/dpx/samples.h"
+#include "frame/memory.h"
+
+namespace trellis::dpx {
+
+namespace {
+
+constexpr std::uint64_t batch_bytes = 1024 * 1024;
+
+// Orientations are three choices: lines are columns, lines lie in the opposite order (for columns:
+// pixels do), pixels do (for columns: lines do).
+enum OrientationBit { lines_are_columns = 4, from_the_bottom = 2, from_the_right = 1 };
+
+// A range of lines or of the pixels in them.
+struct Span {
+    std::uint64_t first;
+    std::uint64_t count;
+};
+
+// The rectangle as the file has it.
+struct Region {
+    Span lines;
+    Span pixels;
+};
+
+Span mirrored_if(bool mirrored, const Span& span, std::uint64_t size) {
+    return mirrored ? Span{size - span.first - span.count, span.count} : span;
+}
+
+Error find_region(const trellis_film_info& info, const Target& target, Region& region) {
+    const std::int64_t left = std::abs(std::int64_t{target.file_x});
+    const std::int64_t bottom = std::abs(std::int64_t{target.file_y});
+    const std::int64_t width = target.rectangle.width();
+    const std::int64_t height = target.rectangle.height();
+    if (left + width > info.width || bottom + height > info.height) {
+        return Error::window;
+    }
+    const auto across = Span{static_cast<std::uint64_t>(left), static_cast<std::uint64_t>(width)};
+    const auto upward =
+        Span{static_cast<std::uint64_t>(bottom), static_cast<std::uint64_t>(height)};
+    const Span columns = mirrored_if((info.orientation & from_the_right) != 0, across, info.width);
+    const Span rows = mirrored_if((info.orientation & from_the_bottom) == 0, upward, info.height);
+    const bool transposed = (info.orientation & lines_are_columns) != 0;
+    region = transposed ? Region{columns, rows} : Region{rows, columns};
+    return Error::none;
+}
+
+// Stores lines of unpacked samples in the host's buffers.
+class SampleStore {
+  public:
+    SampleStore(const trellis_film_info& info, const Target& target)
+        : target_(target),
+          orientation_(info.orientation),
+          channels_(static_cast<std::size_t>(info.channels)) {
+        for (std::size_t i = 0; i < channels_; ++i) {
+            switch (info.channel_order[i]) {
+                case 'R':
+                    place_[2] = static_cast<int>(i);
+                    break;
+                case 'G':
+                    place_[1] = static_cast<int>(i);
+                    break;
+                case 'B':
+                    place_[0] = static_cast<int>(i);
+                    break;
+                case 'A':
+                    place_[3] = static_cast<int>(i);
+                    break;
+                default:  // luma
+                    place_[0] = place_[1] = place_[2] = static_cast<int>(i);
+            }
+        }
+    }
+
+    // Line `line` of the region.
+    void store(std::int64_t line, const std::uint16_t* samples, std::size_t count) const {
+        const Rectangle& r = target_.rectangle;
+        const bool leftward = (orientation_ & from_the_right) != 0;
+        const bool upward = (orientation_ & from_the_bottom) != 0;
+        std::int64_t x = leftward ? r.x1 : r.x0;
+        std::int64_t y = upward ? r.y0 : r.y1;
+        std::int64_t step_x = leftward ? -1 : 1;
+        std::int64_t step_y = upward ? 1 : -1;
+        if ((orientation_ & lines_are_columns) != 0) {
+            x += line * step_x;
+            step_x = 0;
+        } else {
+            y += line * step_y;
+            step_y = 0;
+        }
+        for (std::size_t i = 0; i < count; ++i, samples += channels_, x += step_x, y += step_y) {
+            if (std::uint16_t* colour = target_.colour.pixel(x, y)) {
+                for (std::size_t k = 0; k < 3; ++k) {
+                    colour[k] = sample_at(samples, k);
+                }
+            }
+            if (std::uint16_t* matte = target_.matte.pixel(x, y)) {
+                *matte = sample_at(samples, 3);
+            }
+        }
+    }
+
+  private:
+    std::uint16_t sample_at(const std::uint16_t* samples, std::size_t which) const {
+        return place_[which] < 0 ? std::uint16_t{0} : samples[place_[which]];
+    }
+
+    const Target& target_;
+    int orientation_;
+    std::size_t channels_;
+    int place_[4] = {-1, -1, -1, -1};  // of colour samples 0 to 2 and the matte in a pixel; none
+};
+
+Error load_region(InputFile& file, const trellis_film_info& info, const Region& region,
+                  const Target& target) {
+    const auto channels = static_cast<std::uint64_t>(info.channels);
+    const SamplePacking packing = packing_of(info);
+    const std::uint64_t first_sample = region.pixels.first * channels;
+    const std::uint64_t sample_count = region.pixels.count * channels;
+    const ByteRange part = bytes_holding(packing, first_sample, sample_count);
+
+    // What of the region is in the file, so that no header can ask for memory for the rest. The
+    // last line of a file may lack what is beyond its samples.
+    const std::uint64_t line_size = info.line_size;
+    if (info.image_offset + part.end > info.file_size) {
+        return Error::read;
+    }
+    const std::uint64_t held = (info.file_size - info.image_offset - part.end) / line_size + 1;
+    const std::uint64_t lines =
+        held > region.lines.first ? std::min(held - region.lines.first, region.lines.count) : 0;
+
+    const std::uint64_t part_size = part.end - part.begin;
+    const bool whole = part_size > line_size / 2;
+    const std::uint64_t pitch = whole ? line_size : part_size;
+    const std::uint64_t batch_lines =
+        whole ? std::clamp<std::uint64_t>(batch_bytes / pitch, 1, std::max<std::uint64_t>(lines, 1))
+              : 1;
+    Block<std::uint8_t> batch;
+    Block<std::uint16_t> samples;
+    TRELLIS_TRY(batch.allocate(batch_lines * pitch));
+    TRELLIS_TRY(samples.allocate(sample_count));
+    const SampleStore store(info, target);
+    for (std::uint64_t line = 0; line < lines; line += batch_lines) {
+        const std::uint64_t count = std::min(batch_lines, lines - line);
+        TRELLIS_TRY(
+            file.seek(info.image_offset + (region.lines.first + line) * line_size + part.begin));
+        TRELLIS_TRY(
+            file.read(batch.data(), static_cast<std::size_t>((count - 1) * pitch + part_size)));
+        for (std::uint64_t i = 0; i < count; ++i) {
+            unpack_samples(packing, info.big_endian == 1, batch.data() + i * pitch, first_sample,
+                           static_cast<std::size_t>(sample_count), samples.data());
+            store.store(static_cast<std::int64_t>(line + i), samples.data(),
+                        static_cast<std::size_t>(region.pixels.count));
+        }
+    }
+    return lines < region.lines.count ? Error::read : Error::none;
+}
+
+Error load_samples(const char* name, const Target& target) {
+    InputFile file;
+    TRELLIS_TRY(file.open(name));
+    trellis_film_info info{};
+    TRELLIS_TRY(describe_film(file, info));
+    if (info.elements > 1) {
+        return Error::element_count;
+    }
+    if (*info.samples_reason != '\0') {
+        return Error::unsupported;
+    }
+    if (!target.rectangle.empty()) {
+        Region region{};
+        TRELLIS_TRY(find_region(info, target, region));
+        TRELLIS_TRY(load_region(file, info, region, target));
+    }
+    return file.close();
+}
+
+}  // namespace
+}  // namespace trellis::dpx
+
+using namespace trellis;
+
+int load_film_samples_trellis(const char* name, void* rgb, int pitch, void* alpha, int alpha_pitch,
+                              int x0, int y0, int x1, int y1, int file_x, int file_y) {
+    return code(dpx::load_samples(
+        name,
+        {Colour16(rgb, pitch), Matte16(alpha, alpha_pitch), {x0, y0, x1, y1}, file_x, file_y}));
+}
