@@ -6,10 +6,10 @@
 #include <cstdio>
 #include <filesystem>
 #include <iterator>
-#include <memory>
 
 #include "trellis/errors.h"
 
+#include "bytes_of_file.h"
 #include "film_slots.h"
 #include "png_file.h"
 
@@ -54,18 +54,7 @@ Format described_format(const pic_format& format) {
             .catalogue = format.load_cat_fn != nullptr && format.type != TRELLIS_TYPE_DPX};
 }
 
-std::vector<unsigned char> first_bytes(const std::string& path) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
-                                                               std::fclose);
-    if (file == nullptr) {
-        throw Error(path, TRELLIS_OPEN_ERROR);
-    }
-    std::vector<unsigned char> bytes(probe_size);
-    bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
-    return bytes;
-}
-
-const pic_format* probed_format(const std::string& path, std::vector<unsigned char> head) {
+const pic_format* probed_format(const std::string& path, std::string head) {
     for (const pic_format& format : descriptors()) {
         unsigned int kind = 0;
         unsigned int is_this_format = 0;  // probes leave it alone when the magic is another's
@@ -117,7 +106,7 @@ const Format& format_of(const pic_format& descriptor) {
 
 const pic_format& descriptor_of_file(const std::string& path) {
     // Not every good file passes its probe: that of Pixar doubts pictures wider than 9999 pixels.
-    const pic_format* format = probed_format(path, first_bytes(path));
+    const pic_format* format = probed_format(path, BytesOfFile(path).at(0, probe_size));
     if (format == nullptr) {
         format = named_format(path, 8);
     }

@@ -95,6 +95,40 @@ void Picture::make_opaque() {
     }
 }
 
+template <class Sample>
+void Picture::change_colours(int (*change)(int colour, int matte, int most)) {
+    constexpr int most = sizeof(Sample) == 1 ? 255 : 16383;
+    const auto size = static_cast<std::size_t>(colour_samples());
+    auto* colour_buffer = reinterpret_cast<Sample*>(colour());
+    const auto* matte_buffer = reinterpret_cast<const Sample*>(matte());
+    for (std::uint64_t i = 0; i < pixels(); ++i) {
+        Sample* pixel = colour_buffer + i * size;
+        for (std::size_t c = size - 3; c < size; ++c) {
+            pixel[c] = static_cast<Sample>(change(pixel[c], matte_buffer[i], most));
+        }
+    }
+}
+
+void Picture::change_colours(int (*change)(int colour, int matte, int most)) {
+    if (kind_ == TRELLIS_KIND_CUTOUT && depth_ == 16) {
+        change_colours<std::uint16_t>(change);
+    } else if (kind_ == TRELLIS_KIND_CUTOUT) {
+        change_colours<std::uint8_t>(change);
+    }
+}
+
+void Picture::premultiply() {
+    change_colours([](int colour, int matte, int most) {
+        return std::min((colour * matte + most / 2) / most, most);
+    });
+}
+
+void Picture::unpremultiply() {
+    change_colours([](int colour, int matte, int most) {
+        return matte == 0 ? 0 : std::min((colour * most + matte / 2) / matte, most);
+    });
+}
+
 const char* kind_name(trellis_kind kind) {
     switch (kind) {
         case TRELLIS_KIND_IMAGE:

@@ -1,4 +1,5 @@
 #include <new>
+#include <system_error>
 
 #include "trellis/convert.h"
 #include "trellis/errors.h"
@@ -6,7 +7,9 @@
 #include "trellis/settings.h"
 
 #include "formats.h"
-#include "safe_file.h"
+#include "stored_path.h"
+#include "streams.h"
+#include "unfinished_file.h"
 
 namespace trellis::host {
 
@@ -124,11 +127,10 @@ Description describe(const pic_format& format, const std::string& path) {
     unsigned int width = 0;
     unsigned int height = 0;
     unsigned int unused = 0;
-    const int code = format.info_fn(path.c_str(), &compression, &unused, &unused, &unused, &kind,
-                                    &channels, &deep, &unused, &unused, &width, &height, &unused);
-    if (code != 0) {
-        throw Error(path, code);
-    }
+    call_library(path, [&] {
+        return format.info_fn(path.c_str(), &compression, &unused, &unused, &unused, &kind,
+                              &channels, &deep, &unused, &unused, &width, &height, &unused);
+    });
     return {.format = &format_of(format),
             .kind = kind <= TRELLIS_KIND_MASK ? trellis_kind(kind) : TRELLIS_KIND_OTHER,
             .width = static_cast<int>(width),
@@ -136,6 +138,13 @@ Description describe(const pic_format& format, const std::string& path) {
             .channels = static_cast<int>(channels),
             .depth = deep != 0 ? deep_bits(format) : 8,
             .compressed = compression != 0};
+}
+
+/// Saves to a file that is to become `target`; headers get its name.
+void save_beside(const Picture& picture, const pic_format& format, const char* file,
+                 const std::string& target, const SaveOptions& options) {
+    call_library(target, [&] { return save_through(format, file, picture, options.compress); });
+    replace_stored_path(file, format, target);
 }
 
 }  // namespace
@@ -161,9 +170,7 @@ Picture load(const std::string& path, const LoadOptions& options) try {
                                  -region.y0};
     Picture picture(loaded_kind(format, info), placement.last_x + 1, placement.last_y + 1,
                     options.depth.value_or(native_depth(format)));
-    if (const int code = load_through(format, path.c_str(), picture, placement); code != 0) {
-        throw Error(path, code);
-    }
+    call_library(path, [&] { return load_through(format, path.c_str(), picture, placement); });
     // A file of one channel is a mask as it is: no need to weigh three equal colours.
     const bool as_mask = info.kind == TRELLIS_KIND_MASK || options.kind == TRELLIS_KIND_MASK;
     if (as_mask && info.channels == 1 && picture.kind() == TRELLIS_KIND_IMAGE) {
@@ -200,12 +207,19 @@ Picture load_catalogue(const std::string& path) {
 void save(const Picture& picture, const std::string& path, const SaveOptions& options) {
     const pic_format& format = descriptor_for_name(path, picture.depth());
     SafeFile file(path, options.force);
-    const int code = file.written_by(
-        [&](const char* name) { return save_through(format, name, picture, options.compress); });
-    if (code != 0) {
-        throw Error(path, code);
-    }
+    save_beside(picture, format, file.path(), path, options);
     file.keep();
+}
+
+void save_to_stream(const Picture& picture, int descriptor, const std::string& extension,
+                    const SaveOptions& options) try {
+    const std::string name = name_of_descriptor(descriptor);
+    const pic_format& format = descriptor_for_name(name + "." + extension, picture.depth());
+    const UnfinishedFile file(temporary_directory(), "", 0600);
+    save_beside(picture, format, file.path(), name, options);
+    copy_bytes(file.descriptor(), temporary_directory(), descriptor, name);
+} catch (const std::system_error& error) {
+    throw Error(temporary_directory(), TRELLIS_OPEN_ERROR, error.code().message());
 }
 
 }  // namespace trellis::host

@@ -1,20 +1,22 @@
-#include "safe_file.h"
+// Files that appear whole or not at all.
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
 #include <climits>
-#include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
+#include <memory>
+#include <optional>
+#include <system_error>
+#include <utility>
 
 #include "trellis/errors.h"
 #include "trellis/host.hpp"
+
+#include "unfinished_file.h"
 
 namespace trellis::host {
 
@@ -22,133 +24,105 @@ namespace {
 
 constexpr int unwriteable = 23;  // "File is not writeable"
 
-constexpr std::array interrupts = {SIGHUP, SIGINT, SIGTERM};
-
-// The file and the directory that an interrupt must remove; empty when there are none.
-std::array<char, PATH_MAX> unfinished{};
-std::array<char, PATH_MAX> unfinished_directory{};
-
-void remove_and_die(int signal) {
-    if (unfinished[0] != '\0') {
-        unlink(unfinished.data());
-        rmdir(unfinished_directory.data());
-    }
-    raise(signal);  // by now with its usual effect, once this handler returns
+std::string system_reason(int number) {
+    return std::generic_category().message(number);
 }
 
-// An interrupt that was to be ignored, as under nohup, stays so.
-void catch_interrupts() {
-    struct sigaction action {};
-    action.sa_handler = remove_and_die;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
-    for (const int signal : interrupts) {
-        struct sigaction old {};
-        sigaction(signal, nullptr, &old);
-        if (old.sa_handler == SIG_DFL) {
-            sigaction(signal, &action, nullptr);
+/// What a path leads to when links are followed, also if there is nothing yet.
+std::filesystem::path end_of_links(std::filesystem::path path) {
+    constexpr int most_links = 40;  // as many as the system follows
+    std::error_code not_a_link;
+    for (int i = 0; i < most_links; ++i) {
+        const std::filesystem::path next = std::filesystem::read_symlink(path, not_a_link);
+        if (not_a_link) {
+            break;
         }
+        path = path.parent_path() / next;
     }
+    return path;
 }
 
-/// Holds interrupts back for as long as a file and what is known of it do not agree.
-class InterruptsHeldBack {
-  public:
-    InterruptsHeldBack() {
-        sigset_t held;
-        sigemptyset(&held);
-        for (const int signal : interrupts) {
-            sigaddset(&held, signal);
+/// Renames a file, but replaces none.
+int rename_to_nothing(const char* from, const char* to) {
+    int result = renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE);
+    if (result != 0 && errno == EINVAL) {  // a file system that cannot, but can link
+        result = link(from, to);
+        if (result == 0) {
+            unlink(from);
+        } else if (errno != EEXIST) {
+            result = rename(from, to);
         }
-        sigprocmask(SIG_BLOCK, &held, &before_);
     }
-    InterruptsHeldBack(const InterruptsHeldBack&) = delete;
-    InterruptsHeldBack& operator=(const InterruptsHeldBack&) = delete;
-    ~InterruptsHeldBack() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+    return result;
+}
 
-  private:
-    sigset_t before_{};
-};
+/// The rights and owners of the file that is to be replaced, if there is one.
+std::optional<struct stat> replaced_file(const std::string& target, bool force) {
+    struct stat status {};
+    if (stat(target.c_str(), &status) != 0) {
+        return {};
+    }
+    if (!force) {
+        throw Error(target, unwriteable, "it exists; force replaces it");
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw Error(target, unwriteable, "it is not a regular file");
+    }
+    if (access(target.c_str(), W_OK) != 0) {
+        throw Error(target, unwriteable, system_reason(errno));
+    }
+    return status;
+}
 
 }  // namespace
 
-SafeFile::SafeFile(const std::string& target, bool force)
-    : target_(target), place_(target), force_(force) {
-    struct stat status {};
-    if (stat(target.c_str(), &status) == 0) {
-        if (!force) {
-            throw Error(target, unwriteable, "it exists; --force replaces it");
-        }
-        if (!S_ISREG(status.st_mode) || access(target.c_str(), W_OK) != 0) {
-            throw Error(target, unwriteable);
-        }
-        std::error_code ignored;
-        place_ = std::filesystem::canonical(target, ignored).string();
-        replaces_ = true;
-        old_mode_ = status.st_mode & 07777;
+struct SafeFile::State {
+    std::string target;  // as the caller named it
+    std::string place;   // where links lead from there
+    bool force;
+    UnfinishedFile file;
+};
+
+SafeFile::SafeFile(const std::string& target, bool force) try {
+    const std::optional<struct stat> replaced = replaced_file(target, force);
+    const std::filesystem::path place = end_of_links(target);
+    const std::filesystem::path parent = place.parent_path();
+    // Side files are made by the name of their picture, so the extension is kept; a name that is
+    // too long for the directory is found out now rather than in the end.
+    const std::string extension = place.extension();
+    constexpr std::size_t longest_extension = 8;
+    if (place.filename().native().size() > NAME_MAX) {
+        throw Error(target, TRELLIS_OPEN_ERROR, system_reason(ENAMETOOLONG));
     }
-    create_directory();
+    state_ = std::unique_ptr<State>(
+        new State{target, place, force,
+                  UnfinishedFile(parent.empty() ? "." : parent,
+                                 extension.size() <= longest_extension ? extension : "", 0666)});
+    if (replaced) {
+        // Another's file stays its owner's where the system lets us; the mode comes last, because a
+        // new owner can take from it.
+        [[maybe_unused]] const int refused =
+            fchown(state_->file.descriptor(), replaced->st_uid, replaced->st_gid);
+        fchmod(state_->file.descriptor(), replaced->st_mode & 07777);
+    }
+} catch (const std::system_error& error) {
+    throw Error(target, TRELLIS_OPEN_ERROR, error.code().message());
 }
 
-void SafeFile::create_directory() {
-    const std::filesystem::path place = std::filesystem::absolute(place_);
-    const std::string prefix = ".trellis-" + std::to_string(getpid()) + "-";
-    const InterruptsHeldBack held;
-    for (int number = 0;; ++number) {
-        directory_ = place.parent_path() / (prefix + std::to_string(number));
-        temporary_ = directory_ + "/" + std::filesystem::path(target_).filename().string();
-        if (temporary_.size() >= unfinished.size()) {
-            throw Error(target_, TRELLIS_OPEN_ERROR, std::strerror(ENAMETOOLONG));
-        }
-        if (mkdir(directory_.c_str(), 0777) == 0) {
-            break;
-        }
-        if (errno != EEXIST) {
-            const int reason = errno;
-            temporary_.clear();
-            throw Error(target_, TRELLIS_OPEN_ERROR, std::strerror(reason));
-        }
-    }
-    std::copy_n(temporary_.c_str(), temporary_.size() + 1, unfinished.begin());
-    std::copy_n(directory_.c_str(), directory_.size() + 1, unfinished_directory.begin());
-    catch_interrupts();
+SafeFile::~SafeFile() = default;
+
+const char* SafeFile::path() const {
+    return state_->file.path();
 }
 
-SafeFile::~SafeFile() {
-    const InterruptsHeldBack held;
-    unlink(temporary_.c_str());
-    rmdir(directory_.c_str());
-    unfinished[0] = '\0';
-}
-
-int SafeFile::written_by(const std::function<int(const char* name)>& write) {
-    const std::string name = std::filesystem::path(target_).filename().string();
-    const int before = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (before < 0 || chdir(directory_.c_str()) != 0) {
-        throw Error(target_, TRELLIS_OPEN_ERROR, std::strerror(errno));
-    }
-    const int code = write(name.c_str());
-    const bool back = fchdir(before) == 0;
-    close(before);
-    if (!back) {
-        throw Error(target_, TRELLIS_OPEN_ERROR, std::strerror(errno));
-    }
-    return code;
+int SafeFile::descriptor() const {
+    return state_->file.descriptor();
 }
 
 void SafeFile::keep() {
-    if (replaces_) {
-        chmod(temporary_.c_str(), old_mode_);
-    }
-    const InterruptsHeldBack held;
-    // Somebody else may have created the target in the meantime. Not every file system can refuse
-    // to replace it.
-    int result = renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, place_.c_str(),
-                           force_ ? 0 : RENAME_NOREPLACE);
-    if (result != 0 && errno == EINVAL) {
-        result = rename(temporary_.c_str(), place_.c_str());
-    }
-    if (result != 0) {
-        throw Error(target_, unwriteable, std::strerror(errno));
+    const auto put = state_->force ? rename : rename_to_nothing;
+    if (put(path(), state_->place.c_str()) != 0) {
+        throw Error(state_->target, unwriteable, system_reason(errno));
     }
 }
 

@@ -41,7 +41,7 @@ c++ -std=c++20 -Wall -Wextra -Wpedantic -Werror "$examples/exposure.cpp" \
 "$work_dir/exposure" "$work_dir/a.pic" "$work_dir/a.dpx" 0
 "$work_dir/package/exposure" "$work_dir/a.dpx" "$work_dir/b.png" 0
 test "$("$work_dir/exposure" "$work_dir/none.pic" "$work_dir/x.png" 0 2>&1)" = \
-    "$work_dir/none.pic: Failed to open file in trellis (code 6)"
+    "$work_dir/none.pic: Failed to open file in trellis: No such file or directory (code 6)"
 if [ -x "$prefix/bin/trellis" ]; then
     "$prefix/bin/trellis" compare --kind image "$work_dir/a.pic" "$work_dir/b.png"
 fi

@@ -1,15 +1,18 @@
 // The trellis tool as its users meet it: command lines in, files, messages and exit statuses out.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <pty.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <filesystem>
 #include <set>
 #include <sstream>
@@ -60,7 +63,11 @@ class Tool : public testing::Test {
 
     Bytes rgba(const std::string& name) const { return rgba_of_png(dir.path(name)); }
 
-    json info(const std::string& name) { return json::parse(run("info --json " + name).out)[0]; }
+    json info(const std::string& name) {
+        const Result result = run("info --json " + name);
+        EXPECT_EQ(result.status, 0) << name;
+        return json::parse(result.out)[0];
+    }
 
     mode_t mode(const std::string& name) const {
         struct stat status {};
@@ -116,6 +123,16 @@ TEST_F(Tool, LoadsEverySortOfPng) {
         succeed("convert b.pic back.png --force");
         EXPECT_EQ(rgba("back.png"), expected);
         EXPECT_EQ(info("back.png")["kind"], c.kind);
+    }
+}
+
+TEST_F(Tool, LoadsInterlacedPng) {
+    for (const auto& [width, height] : {std::pair{9, 13}, {3, 1}, {1, 5}, {16, 8}}) {
+        Bytes rows;
+        for (int i = 0; i < width * height * 3; ++i) { rows.push_back(static_cast<std::uint8_t>(i * 5 + i / 251)); }
+        write_png(dir.path("plain.png"), {width, height, PNG_COLOR_TYPE_RGB, 8, rows});
+        write_png(dir.path("laced.png"), {width, height, PNG_COLOR_TYPE_RGB, 8, rows, {}, {}, true});
+        succeed("compare plain.png laced.png");
     }
 }
 
@@ -196,7 +213,11 @@ TEST_F(Tool, TellsWhatFailedAndLeavesNothingBehind) {
         const char *arguments, *err;
     };
     for (const Case& c : {
-             Case{"info none.pic", "none.pic: Failed to open file in trellis (code 6)"},
+             Case{"info none.pic", "none.pic: Failed to open file in trellis: No such file or directory (code 6)"},
+             {"info 'a\n\x1B.pic'",
+              "a\\n\\x1B.pic: Failed to open file in trellis: No such file or directory (code 6)"},
+             {"header .", ".: Read error in trellis: Is a directory (code 1)"},
+             {"info - <text.txt", "standard input: Unknown or unsupported format in trellis (code 5)"},
              {"convert text.txt x.pic", "text.txt: Unknown or unsupported format in trellis (code 5)"},
              {"convert text.png x.pic", "text.png: Read error in trellis (code 1)"},
              {"convert text.pic x.png", "text.pic: Read error in trellis (code 1)"},
@@ -210,14 +231,15 @@ TEST_F(Tool, TellsWhatFailedAndLeavesNothingBehind) {
               "good.png: Window coordinate error in trellis: the picture is 2 x 1 pixels (code 9)"},
              {"catalogue good.pic x.png", "good.pic: Trellis function not supported in current format (code 14)"},
              {"header good.png", "good.png: Trellis function not supported in current format (code 14)"},
-             {"preview good.pic --png x.png", "good.pic.mpc: Failed to stat file (code 24)"},
-             {"cinfo good.pic", "good.pic.cinfo: Failed to open file in trellis (code 6)"},
+             {"preview good.pic --png x.png", "good.pic.mpc: Failed to stat file: No such file or directory (code 24)"},
+             {"cinfo good.pic", "good.pic.cinfo: Failed to open file in trellis: No such file or directory (code 6)"},
              {"convert good.png x.txt",
               "x.txt: Unknown or unsupported format in trellis: no format has this extension (code 5)"},
              {"convert good.png no/x.pic",
               "no/x.pic: Failed to open file in trellis: No such file or directory (code 6)"},
-             {"convert good.png good.pic", "good.pic: File is not writeable: it exists; --force replaces it (code 23)"},
-             {"convert good.png pipe.pic --force", "pipe.pic: File is not writeable (code 23)"},
+             {"convert good.png good.pic", "good.pic: File is not writeable: it exists; force replaces it (code 23)"},
+             {"convert good.png pipe.pic --force",
+              "pipe.pic: File is not writeable: it is not a regular file (code 23)"},
              {"chart x.pic --size 32768x1", "x.pic: Window coordinate error in trellis (code 9)"},
              {"chart x.png --size 9999999x9999999",
               "x.png: Allocation error in trellis: the chart is too large for this machine (code 3)"},
@@ -231,15 +253,27 @@ TEST_F(Tool, TellsWhatFailedAndLeavesNothingBehind) {
     for (const std::string misuse :
          {"", "paint x.pic", "convert good.png", "convert good.png x.pic --kind colour",
           "convert good.png x.pic --compress maybe", "convert good.png x.pic --rect 0,0,1",
-          "convert good.png x.pic --rect 1,0,0,0", "chart x.pic --size 0x5", "chart x.pic --size 5x5x5"}) {
+          "convert good.png x.pic --rect 1,0,0,0", "convert good.png -",
+          "convert good.png x.pic --premultiply --unpremultiply", "compare good.png good.png --tolerance -1",
+          "chart x.pic --size 0x5", "chart x.pic --size 5x5x5"}) {
         const Result result = run(misuse);
         EXPECT_EQ(result.status, 2) << misuse;
         EXPECT_EQ(result.out, "") << misuse;
+        EXPECT_TRUE(result.err.starts_with("trellis: ") && result.err.find('\n') == result.err.size() - 1)
+            << result.err;
         EXPECT_EQ(files(), before) << misuse;
     }
-    // Whatever is told may fail to arrive.
-    const Result full = run("formats >/dev/full 2>/dev/null #");
-    EXPECT_EQ(full.status, 1);
+    for (const std::string command : {"formats", "formats --json", "info good.png", "info --json good.png",
+                                      "header --json good.pic", "convert good.png - --to png"}) {
+        const Result full = run(command + " >/dev/full 2>" + results.path("err") + " #");
+        EXPECT_EQ(full.status, 1) << command;
+        EXPECT_EQ(full.err, "trellis: standard output: Write error in trellis: No space left on device (code 2)\n");
+    }
+    // A name that leaves no room for those of side files stops neither command.
+    const std::string long_name = std::string(250, 'x') + ".pic";
+    succeed("chart " + long_name + " --size 1x1");
+    EXPECT_EQ(run("info " + long_name + " good.pic").out.find("good.pic\n"), run("info " + long_name).out.size());
+    EXPECT_NE(run("cinfo " + long_name).err.find("File name too long (code 6)"), std::string::npos);
 }
 
 TEST_F(Tool, KeepsWholeFilesAndTheirPermissions) {
@@ -249,7 +283,7 @@ TEST_F(Tool, KeepsWholeFilesAndTheirPermissions) {
     for (const std::string out : {"old.pic", "new.pic", "new.png"}) {
         const Result result = run("chart " + out + " --size 200x200 --force", "ulimit -f 20 &&");
         EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.err, "trellis: " + out + ": Write error in trellis (code 2)\n");
+        EXPECT_EQ(result.err, "trellis: " + out + ": Write error in trellis: File too large (code 2)\n");
     }
     EXPECT_EQ(files(), std::set<std::string>{"old.pic"});
     EXPECT_EQ(contents(dir.path("old.pic")), old);
@@ -261,6 +295,65 @@ TEST_F(Tool, KeepsWholeFilesAndTheirPermissions) {
     EXPECT_EQ(mode("old.pic"), 0604U);
     EXPECT_EQ(run("chart new.pic --size 9x9", "umask 027 &&").status, 0);
     EXPECT_EQ(mode("new.pic"), 0640U);
+
+    // A link to nothing is followed too; the other name of a file keeps its picture.
+    std::filesystem::create_symlink("made.pic", dir.path("dangling.pic"));
+    succeed("chart dangling.pic --size 5x5");
+    EXPECT_TRUE(std::filesystem::is_symlink(dir.path("dangling.pic")));
+    EXPECT_EQ(info("made.pic")["width"], 5);
+    std::filesystem::create_hard_link(dir.path("made.pic"), dir.path("other.pic"));
+    succeed("chart made.pic --size 6x6 --force");
+    EXPECT_EQ(info("made.pic")["width"], 6);
+    EXPECT_EQ(info("other.pic")["width"], 5);
+
+    // A directory that is no longer there is no place to come back to.
+    const std::string gone = "mkdir gone && cd gone && rmdir ../gone &&";
+    EXPECT_EQ(run("chart " + dir.path("far.dpx") + " --size 7x7", gone).err, "");
+    EXPECT_EQ(info("far.dpx")["width"], 7);
+}
+
+/// Runs the tool until it has read the beginning of a picture, sends it a signal and returns that
+/// by which it died. Temporary files go to `directory`.
+int signal_while_reading(const std::string& directory, int signal) {
+    int ends[2];
+    if (pipe(ends) != 0) { return -1; }
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(ends[0], STDIN_FILENO);
+        close(ends[1]);
+        setenv("TMPDIR", directory.c_str(), 1);
+        alarm(60);
+        execl(TRELLIS_TOOL, "trellis", "info", "-", nullptr);
+        _exit(127);
+    }
+    close(ends[0]);
+    const Bytes more_than_a_pipe_holds(1 << 20);
+    EXPECT_EQ(write(ends[1], more_than_a_pipe_holds.data(), more_than_a_pipe_holds.size()), 1 << 20);
+    kill(child, signal);
+    int status = 0;
+    waitpid(child, &status, 0);
+    close(ends[1]);
+    return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+}
+
+TEST_F(Tool, LeavesNothingWhenASignalEndsIt) {
+    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTERM}) {
+        EXPECT_EQ(signal_while_reading(dir.path(""), signal), signal);
+        EXPECT_EQ(files(), std::set<std::string>{}) << signal;
+    }
+    // What a killed process left goes when the next one writes there, but nothing that is in use or
+    // another machine's.
+    EXPECT_EQ(signal_while_reading(dir.path(""), SIGKILL), SIGKILL);
+    ASSERT_EQ(files().size(), 1U);
+    const std::string left = *files().begin();
+    const std::string machine = left.substr(0, left.rfind('-', left.rfind('-') - 1) + 1);
+    const std::string used = machine + "1-0", foreign = ".trellis-x-" + left.substr(9);
+    dir.file(foreign, {1});
+    const int lock = open(dir.file(used, {1}).c_str(), O_RDWR);
+    ASSERT_EQ(flock(lock, LOCK_EX), 0);
+    succeed("chart a.pic --size 8x8");
+    EXPECT_EQ(files(), (std::set<std::string>{"a.pic", used, foreign}));
+    close(lock);
 }
 
 // On a terminal, a save that takes its time shows a bar; interrupted, it leaves nothing.
@@ -268,6 +361,7 @@ TEST_F(Tool, ShowsProgressAndCleansUpWhenInterrupted) {
     int terminal = -1;
     const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
     if (child == 0) {
+        alarm(60);  // a tool that hangs is a failure
         if (chdir(dir.path("").c_str()) == 0) {
             execl(TRELLIS_TOOL, "trellis", "chart", "big.png", "--size", "9000x3000", nullptr);
         }
@@ -303,7 +397,7 @@ TEST_F(Tool, DescribesFilesAndFormats) {
     std::filesystem::rename(dir.path("b.PIC"), dir.path("\xFF.pic"));
     const Result result = run("info --json a.pic none.pic '\xFF.pic'");
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.err, "trellis: none.pic: Failed to open file in trellis (code 6)\n");
+    EXPECT_EQ(result.err, "trellis: none.pic: Failed to open file in trellis: No such file or directory (code 6)\n");
     const json list = json::parse(result.out);
     ASSERT_EQ(list.size(), 2U);
     EXPECT_EQ(list[0], json::parse(R"({"file": "a.pic", "format": "PIXAR", "kind": "cutout",
@@ -311,6 +405,14 @@ TEST_F(Tool, DescribesFilesAndFormats) {
         "side_files": []})"));
     EXPECT_EQ(list[1]["kind"], "image");
 
+    EXPECT_EQ(run("formats").out,
+              "code   name          extension  depth  image      cutout     mask       catalogue\n"
+              "PIXAR  Pixar         pic        8      load save  load save  -          -\n"
+              "DPX    DPX(10bit)    dpx        16     load save  load save  load save  -\n"
+              "SMPTE  Kodak(10bit)  cin        16     load save  load save  load save  load\n"
+              "MAYA   MAYA(Bitmap)  iff        8      load save  load save  load save  -\n"
+              "PNG    PNG           png        8      load save  load save  save       -\n"
+              "PNG16  PNG(16bit)    png        16     load save  load save  save       -\n");
     const json formats = json::parse(run("formats --json").out);
     ASSERT_EQ(formats.size(), 6U);
     EXPECT_EQ(formats[0], json::parse(R"({"code": "PIXAR", "name": "Pixar", "extensions": ["pic"],
@@ -321,7 +423,7 @@ TEST_F(Tool, DescribesFilesAndFormats) {
 
 // The chart looks the same in every format, and a 10-bit code survives a trip through 16-bit PNG.
 TEST_F(Tool, CarriesPicturesBetweenDepths) {
-    succeed("chart chart.png --size 61x43");
+    succeed("chart chart.png --size 43x61");
     for (const std::string kind : {"image", "cutout", "mask"}) {
         for (const std::string format : {"pic", "dpx", "cin", "iff"}) {
             if (kind == "mask" && format == "pic") {
@@ -400,21 +502,105 @@ TEST_F(Tool, ShowsHeadersWithTheirUndefinedFields) {
     EXPECT_NE(run("header a.dpx").out.find("encryption key                   undefined"), std::string::npos);
 }
 
+/// All that a field of these bytes may be shown as.
+std::vector<json> readings(const Bytes& field) {
+    std::string text(field.begin(), field.end()), digits;
+    std::uint32_t big = 0, little = 0;
+    for (std::size_t i = 0; i < field.size(); ++i) {
+        big = big << 8 | field[i];
+        little = little << 8 | field[field.size() - 1 - i];
+        digits += "0123456789ABCDEF"[field[i] / 16];
+        digits += "0123456789ABCDEF"[field[i] % 16];
+    }
+    return {text, digits, big, std::bit_cast<float>(big), std::bit_cast<float>(little)};
+}
+
+// No two fields of a header are alike: each must come from its own place.
+TEST_F(Tool, ReadsEveryHeaderFieldFromItsPlace) {
+    struct Section {
+        std::string name;
+        std::size_t start;
+        const char* fields;  // the offset and the size of each
+    };
+    std::vector<Section> dpx = {
+        {"file information", 0, "0 4 4 4 8 8 16 4 20 4 24 4 28 4 32 4 36 100 136 24 160 100 260 200 460 200 660 4"},
+        {"image information", 768, "0 2 2 2 4 4 8 4"}};
+    std::vector<Section> cineon = {{"file information", 0, "0 4 4 4 8 4 12 4 16 4 20 4 24 8 32 100 132 12 144 12"},
+                                   {"image information", 192, "0 1 1 1"}};
+    for (std::size_t i = 0; i < 8; ++i) {
+        const std::string number = std::to_string(i + 1);
+        dpx.push_back({"image element " + number, 780 + 72 * i,
+                       "0 4 4 4 8 4 12 4 16 4 20 1 21 1 22 1 23 1 24 2 26 2 28 4 32 4 36 4 40 32"});
+        cineon.push_back({"channel " + number, 196 + 28 * i, "0 1 1 1 2 1 4 4 8 4 12 4 16 4 20 4 24 4"});
+    }
+    dpx.push_back({"orientation", 1408,
+                   "0 4 4 4 8 4 12 4 16 4 20 4 24 100 124 24 148 32 180 32 212 2 214 2 216 2 218 2 220 4 224 4"});
+    dpx.push_back({"film", 1664, "0 2 2 2 4 2 6 6 12 4 16 32 48 4 52 4 56 4 60 4 64 4 68 32 100 100"});
+    dpx.push_back({"television", 1920, "0 4 4 4 8 1 9 1 10 1 12 4 16 4 20 4 24 4 28 4 32 4 36 4 40 4 44 4 48 4"});
+    cineon.push_back({"colour", 420, "0 4 4 4 8 4 12 4 16 4 20 4 24 4 28 4 32 200"});
+    cineon.push_back({"data format", 680, "0 1 1 1 2 1 3 1 4 4 8 4"});
+    cineon.push_back({"image origination", 712, "0 4 4 4 8 100 108 12 120 12 132 64 196 32 228 32 260 4 264 4 268 4"});
+    std::vector<Section> far = cineon;
+    const char* film = "0 1 1 1 2 1 4 4 8 4 12 32 44 4 48 4 52 32 84 200";
+    cineon.push_back({"film", 1024, film});
+    far.push_back({"film", 1300, film});
+    const std::vector<Section> pixar = {
+        {"header", 0, "0 8 8 2 10 246 256 4 584 2 586 2 588 2 590 2 592 2 594 2 596 2"}};
+    struct Case {
+        const char* name;
+        const char* fixed;  // the first bytes
+        const std::vector<Section>& sections;
+    };
+    for (const auto& [name, fixed, sections] : {Case{"a.dpx", "53445058", dpx},
+                                                {"a.cin", "802A5FD7 21212121 00000400", cineon},
+                                                {"far.cin", "802A5FD7 21212121 00000514", far},
+                                                {"a.pic", "0000E88000000000", pixar}}) {
+        Bytes bytes;
+        for (std::size_t i = 0; i < 3000; ++i) {
+            bytes.push_back(static_cast<std::uint8_t>(0x21 + (i * 7 + i / 93) % 93));
+        }
+        put(bytes, 0, hex(fixed));
+        dir.file(name, bytes);
+        const auto shown = nlohmann::ordered_json::parse(run(std::string("header --json ") + name).out)["sections"];
+        EXPECT_EQ(shown.size(), sections.size());
+        for (const Section& section : sections) {
+            std::istringstream fields(section.fields);
+            for (const auto& [key, shown_value] : shown[section.name].items()) {
+                json value = shown_value;
+                if (value.is_number_float()) { value = value.get<float>(); }
+                std::size_t offset = 0, size = 0;
+                fields >> offset >> size;
+                const std::vector<json> expected = readings(piece(bytes, section.start + offset, size));
+                EXPECT_NE(std::find(expected.begin(), expected.end(), value), expected.end())
+                    << name << ", " << section.name << ": " << key << " is " << value;
+            }
+            EXPECT_TRUE((fields >> std::ws).eof()) << name << " has more " << section.name;
+        }
+    }
+    // What a file is too short for is not there, and said to be so.
+    const Bytes whole = contents(dir.path("a.cin"));
+    dir.file("short.cin", piece(whole, 0, 1024 + 46));
+    const Result text = run("header short.cin");
+    EXPECT_NE(text.out.find("format                           \""), std::string::npos);
+    EXPECT_NE(text.out.find("frame position                   absent"), std::string::npos);
+    EXPECT_EQ(json::parse(run("header --json short.cin").out)["sections"]["film"].size(), 6U);
+}
+
 TEST_F(Tool, MakesAndShowsSideFiles) {
     succeed("chart a.pic --size 400x300");
+    // An image's preview has no matte: its first byte is only a grey level.
+    succeed("convert a.pic image.pic --kind image");
+    succeed("preview image.pic");
+    succeed("preview image.pic --png small.png");
+    EXPECT_EQ(info("small.png")["kind"], "image");
+
     succeed("preview a.pic --size2 20x15");
     EXPECT_EQ(contents(dir.path("a.pic.mpc")).size(), 36U + 30000 + 16 + 1200);
     EXPECT_EQ(run("preview a.pic").status, 1) << "there is one";
     succeed("preview a.pic --size1 200x100 --force");
-    succeed("preview a.pic --png small.png");
+    succeed("preview a.pic --png small.png --force");
     EXPECT_EQ(info("small.png")["width"], 200);
     EXPECT_EQ(run("preview a.pic --png b.png --size1 9x9").status, 2);
-
-    // An image's preview has no matte: its first byte is only a grey level.
-    succeed("convert a.pic image.pic --kind image");
-    succeed("preview image.pic");
-    succeed("preview image.pic --png small.png --force");
-    EXPECT_EQ(info("small.png")["kind"], "image");
 
     succeed("cinfo a.pic --set int_5=-7 real_3=0.25");
     EXPECT_EQ(contents(dir.path("a.pic.cinfo")).size(), 106U);
@@ -460,11 +646,61 @@ TEST_F(Tool, ComparesPictures) {
              {"a.png c.png", 1, "kinds differ: cutout and image\n"},
              {"--kind image a.png c.png", 0, ""},
              {"c.png d.png", 1, "sizes differ: 2 x 1 and 1 x 2\n"},
+             {"a.png b.png --tolerance 5", 1, "pixels differ: 1 of 2, by at most 6\n"},
+             {"a.png b.png --tolerance 6", 0, ""},
+             {"a.png - <b.png", 1, "pixels differ: 1 of 2, by at most 6\n"},
+             {"- b.png --from png <a.png", 1, "pixels differ: 1 of 2, by at most 6\n"},
          }) {
         const Result result = run("compare " + std::string(c.arguments));
         EXPECT_EQ(result.status, c.status) << c.arguments;
         EXPECT_EQ(result.out, c.out) << c.arguments;
     }
+}
+
+TEST_F(Tool, MultipliesMattesIntoColours) {
+    write_png(dir.path("a.png"), {3, 1, PNG_COLOR_TYPE_RGBA, 8, hex("C8640380 0A141EFF FFFFFF00")});
+    write_png(dir.path("deep.png"), {1, 1, PNG_COLOR_TYPE_RGBA, 16, hex("FFFC80000004 8000")});
+    succeed("convert a.png out.png --premultiply");
+    EXPECT_EQ(rgba("out.png"), hex("64320280 0A141EFF 00000000"));
+    succeed("convert out.png out.png --unpremultiply --force");
+    EXPECT_EQ(rgba("out.png"), hex("C7640480 0A141EFF 00000000"));
+    succeed("convert deep.png deep2.png --premultiply");
+    succeed("convert deep2.png out.png --depth 8 --force");
+    EXPECT_EQ(rgba("out.png"), hex("80400080"));
+}
+
+TEST_F(Tool, ReadsAndWritesStandardStreams) {
+    succeed("chart a.dpx --size 21x13");
+    for (const std::string format : {"pic", "dpx", "cin", "iff", "png"}) {
+        EXPECT_EQ(run("convert - - --to " + format + " <a.dpx >b." + format + " #").status, 0) << format;
+        succeed("compare --kind image --tolerance 64 a.dpx b." + format);
+    }
+    EXPECT_EQ(run("info - <b.iff").out.substr(0, 30), "-\n  format       MAYA(Bitmap) ");
+    const json header = json::parse(run("header b.dpx --json").out);
+    EXPECT_EQ(header["sections"]["file information"]["file name"], "standard output");
+    EXPECT_EQ(header["sections"]["orientation"]["source file name"], "standard output");
+}
+
+TEST_F(Tool, TakesSideFilesAlong) {
+    succeed("chart a.pic --size 20x10");
+    succeed("cinfo a.pic --set int_3=7");
+    succeed("preview a.pic");
+    succeed("convert a.pic b.iff");
+    Bytes cinfo = contents(dir.path("a.pic.cinfo"));
+    put(cinfo, 12, hex("622E696666"));  // the name that it has inside
+    EXPECT_EQ(contents(dir.path("b.iff.cinfo")), cinfo);
+    EXPECT_EQ(contents(dir.path("b.iff.mpc")), contents(dir.path("a.pic.mpc")));
+    EXPECT_EQ(run("convert a.pic c.pic --kind image").err,
+              "trellis: a.pic.cinfo: left behind, it does not describe c.pic\n"
+              "trellis: a.pic.mpc: left behind, it does not describe c.pic\n");
+    dir.file("d.pic.cinfo", {1});
+    const Result kept = run("convert a.pic d.pic");
+    EXPECT_EQ(kept.status, 0);
+    EXPECT_EQ(kept.err, "trellis: a.pic.cinfo: left behind, d.pic.cinfo exists; --force replaces it\n");
+    EXPECT_EQ(contents(dir.path("d.pic.cinfo")).size(), 1U);
+    EXPECT_EQ(exists(dir.path("d.pic.mpc")) && !exists(dir.path("c.pic.mpc")), true);
+    succeed("convert a.pic d.pic --force");
+    EXPECT_EQ(contents(dir.path("d.pic.cinfo")).size(), cinfo.size());
 }
 
 TEST_F(Tool, DrawsChartsOfAnySize) {

@@ -5,19 +5,19 @@
 #include "chart.h"
 #include "commands.h"
 #include "progress_bar.h"
-#include "report.h"
 
 namespace tool {
 
-void chart(const std::string& out, int width, int height, const host::SaveOptions& options) try {
-    host::Picture picture(TRELLIS_KIND_CUTOUT, width, height);
+void chart(const Name& out, Size size, const host::SaveOptions& options) try {
+    host::Picture picture(TRELLIS_KIND_CUTOUT, size.width, size.height);
     {
-        const ProgressBar bar("drawing", out);
+        const ProgressBar bar("drawing", out.path);
         draw_chart(picture);
     }
     save_picture(picture, out, options);
 } catch (const std::bad_alloc&) {
-    throw host::Error(out, TRELLIS_ALLOCATION_ERROR, "the chart is too large for this machine");
+    throw host::Error(out.path, TRELLIS_ALLOCATION_ERROR,
+                      "the chart is too large for this machine");
 }
 
 }  // namespace tool

@@ -1,9 +1,14 @@
 #include <nlohmann/json.hpp>
 #include <unistd.h>
 
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <system_error>
 #include <variant>
 #include <vector>
 
@@ -11,9 +16,9 @@
 #include "trellis/errors.h"
 #include "trellis/sidedata.h"
 
+#include "command_line.h"
 #include "commands.h"
-#include "host/safe_file.h"
-#include "report.h"
+#include "output.h"
 #include "side_files.h"
 
 namespace tool {
@@ -77,26 +82,25 @@ class OutputAside {
     int output_;
 };
 
-CutoutInfo load(const std::string& path) {
+CutoutInfo load_info(const std::string& path) {
     const OutputAside aside;
     CutoutInfo info;
     const char* name = path.c_str();
     unsigned int outline_size = 0;
-    int code = size_cutout_info_trellis(name, out(info.info_width), out(info.info_height),
+    host::call_library(cinfo_name(path), [&] {
+        return size_cutout_info_trellis(name, out(info.info_width), out(info.info_height),
                                         out(info.int_3), out(info.int_4), &info.real_1,
                                         &info.real_2, &info.real_3, &info.real_4, out(info.int_6),
                                         &outline_size, nullptr, out(info.int_7));
-    if (code == 0) {
-        info.outline.resize(std::max(std::size_t{outline_size}, info.outline.size()));
-        code = load_cutout_info_trellis(
+    });
+    info.outline.resize(std::max(std::size_t{outline_size}, info.outline.size()));
+    host::call_library(cinfo_name(path), [&] {
+        return load_cutout_info_trellis(
             name, out(info.info_width), out(info.info_height), out(info.int_3), out(info.int_4),
             &info.real_1, &info.real_2, &info.real_3, &info.real_4, out(info.int_5),
             out(info.int_6), &outline_size, info.outline.data(), nullptr, out(info.int_7));
-        info.outline.resize(outline_size);
-    }
-    if (code != 0) {
-        throw host::Error(cinfo_name(path), code);
-    }
+    });
+    info.outline.resize(outline_size);
     return info;
 }
 
@@ -133,24 +137,52 @@ bool assign(CutoutInfo& info, const std::string& assignment) {
     return false;
 }
 
-void save(const std::string& path, const CutoutInfo& info) {
-    host::SafeFile file(cinfo_name(path), true);
-    const int code = file.written_by([&](const char* name) {
+// The file begins with the name that its picture was saved under, which must not be a temporary
+// one: a word that is zero, the version, the name's size with its final zero, the name.
+void store_picture_name(const char* file, const std::string& name) {
+    constexpr std::size_t size_at = 8;
+    constexpr std::size_t name_at = 12;
+    std::string bytes;
+    {
+        std::ifstream in(file, std::ios::binary);
+        bytes.assign(std::istreambuf_iterator<char>(in), {});
+    }
+    std::uint32_t size = 0;
+    std::memcpy(&size, bytes.data() + size_at, sizeof size);
+    bytes.replace(name_at, size, name.c_str(), name.size() + 1);
+    size = static_cast<std::uint32_t>(name.size() + 1);
+    std::memcpy(bytes.data() + size_at, &size, sizeof size);
+    std::ofstream out(file, std::ios::binary);
+    if (!out.write(bytes.data(), static_cast<std::streamsize>(bytes.size())).flush()) {
+        throw host::Error(cinfo_name(name), TRELLIS_WRITE_ERROR,
+                          host::system_reason(TRELLIS_WRITE_ERROR, errno));
+    }
+}
+
+void save_info(const std::string& path, const CutoutInfo& info, bool force) {
+    host::SafeFile file(cinfo_name(path), force);
+    host::call_library(cinfo_name(path), [&] {
         return save_cutout_info_trellis(
-            name_of_picture(name).c_str(), info.info_width, info.info_height, info.int_3,
+            name_of_picture(file.path()).c_str(), info.info_width, info.info_height, info.int_3,
             info.int_4, info.real_1, info.real_2, info.real_3, info.real_4, info.int_5, info.int_6,
             static_cast<int>(info.outline.size()), info.outline.data(), nullptr, info.int_7);
     });
-    if (code != 0) {
-        throw host::Error(cinfo_name(path), code);
-    }
+    store_picture_name(file.path(), std::filesystem::path(path).filename());
     file.keep();
 }
 
-nlohmann::ordered_json to_json(const CutoutInfo& info) {
-    nlohmann::ordered_json json;
+Json as_json(int value) {
+    return value;
+}
+
+Json as_json(float value) {
+    return json_of(value);
+}
+
+Json to_json(const CutoutInfo& info) {
+    Json json;
     for (const NamedMember& named : members) {
-        std::visit([&](auto member) { json[named.name] = info.*member; }, named.member);
+        std::visit([&](auto member) { json[named.name] = as_json(info.*member); }, named.member);
     }
     json["outline_size"] = info.outline.size();
     return json;
@@ -159,26 +191,31 @@ nlohmann::ordered_json to_json(const CutoutInfo& info) {
 }  // namespace
 
 void show_cinfo(const std::string& path, bool json) {
-    const nlohmann::ordered_json info = to_json(load(path));
+    const Json info = to_json(load_info(path));
     if (json) {
-        std::puts(info.dump(2).c_str());
+        print_json(info);
         return;
     }
-    std::printf("%s\n", cinfo_name(path).c_str());
+    print("%s\n", printable(cinfo_name(path)).c_str());
     for (const auto& [name, value] : info.items()) {
-        std::printf("  %-12s %s\n", name.c_str(), value.dump().c_str());
+        print("  %-12s %s\n", name.c_str(), value.dump().c_str());
     }
 }
 
-std::string change_cinfo(const std::string& path, const std::vector<std::string>& assignments) {
-    CutoutInfo info = std::filesystem::exists(cinfo_name(path)) ? load(path) : defaults_for(path);
+void change_cinfo(const std::string& path, const std::vector<std::string>& assignments) {
+    std::error_code too_long;
+    CutoutInfo info =
+        std::filesystem::exists(cinfo_name(path), too_long) ? load_info(path) : defaults_for(path);
     for (const std::string& assignment : assignments) {
         if (!assign(info, assignment)) {
-            return assignment;
+            throw UsageError("--set: no such value: " + assignment);
         }
     }
-    save(path, info);
-    return {};
+    save_info(path, info, true);
+}
+
+void copy_cinfo(const std::string& in, const std::string& out, bool force) {
+    save_info(out, load_info(in), force);
 }
 
 }  // namespace tool

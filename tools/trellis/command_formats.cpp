@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <utility>
 
 #include "commands.h"
+#include "output.h"
 
 namespace tool {
 
@@ -26,7 +26,7 @@ std::string joined(const std::vector<std::string>& words) {
     return text;
 }
 
-void print_table() {
+void list_as_table() {
     std::vector<std::array<std::string, 8>> rows = {
         {"code", "name", "extension", "depth", "image", "cutout", "mask", "catalogue"}};
     for (const host::Format& format : host::formats()) {
@@ -44,20 +44,20 @@ void print_table() {
             line += row[column] + std::string(width + 2 - row[column].size(), ' ');
         }
         line.erase(line.find_last_not_of(' ') + 1);
-        std::puts(line.c_str());
+        print("%s\n", line.c_str());
     }
 }
 
-void print_json() {
-    auto list = nlohmann::ordered_json::array();
+void list_as_json() {
+    auto list = Json::array();
     for (const host::Format& format : host::formats()) {
-        nlohmann::ordered_json entry = {{"code", format.code},
-                                        {"name", format.name},
-                                        {"extensions", format.extensions},
-                                        {"depth", format.depth},
-                                        {"load", nlohmann::ordered_json::array()},
-                                        {"save", nlohmann::ordered_json::array()},
-                                        {"catalogue", format.catalogue}};
+        Json entry = {{"code", format.code},
+                      {"name", format.name},
+                      {"extensions", format.extensions},
+                      {"depth", format.depth},
+                      {"load", Json::array()},
+                      {"save", Json::array()},
+                      {"catalogue", format.catalogue}};
         const std::pair<const char*, host::Format::Ability> kinds[] = {
             {"image", format.image}, {"cutout", format.cutout}, {"mask", format.mask}};
         for (const auto& [kind, ability] : kinds) {
@@ -70,16 +70,16 @@ void print_json() {
         }
         list.push_back(std::move(entry));
     }
-    std::puts(list.dump(2).c_str());
+    print_json(list);
 }
 
 }  // namespace
 
 void list_formats(bool json) {
     if (json) {
-        print_json();
+        list_as_json();
     } else {
-        print_table();
+        list_as_table();
     }
 }
 

@@ -1,10 +1,10 @@
 #include <nlohmann/json.hpp>
 
-#include <cstdio>
 #include <filesystem>
+#include <system_error>
 
 #include "commands.h"
-#include "report.h"
+#include "output.h"
 #include "side_files.h"
 
 namespace tool {
@@ -14,27 +14,16 @@ namespace {
 std::vector<std::string> side_files(const std::string& file) {
     std::vector<std::string> found;
     for (const std::string& name : {cinfo_name(file), minipic_name(file)}) {
-        if (std::filesystem::exists(name)) {
+        std::error_code too_long;
+        if (std::filesystem::exists(name, too_long)) {
             found.push_back(name);
         }
     }
     return found;
 }
 
-void print(const std::string& file, const host::Description& info) {
-    std::printf("%s\n", file.c_str());
-    std::printf("  format       %s (%s)\n", info.format->name.c_str(), info.format->code.c_str());
-    std::printf("  kind         %s\n", host::kind_name(info.kind));
-    std::printf("  size         %d x %d\n", info.width, info.height);
-    std::printf("  channels     %d\n", info.channels);
-    std::printf("  depth        %d bits\n", info.depth);
-    std::printf("  compression  %s\n", info.compressed ? "yes" : "no");
-    for (const std::string& side_file : side_files(file)) {
-        std::printf("  side file    %s\n", side_file.c_str());
-    }
-}
-
-nlohmann::ordered_json to_json(const std::string& file, const host::Description& info) {
+/// What there is to say about a file, in the order in which it is said.
+Json to_json(const std::string& file, const host::Description& info) {
     return {{"file", file},
             {"format", info.format->code},
             {"kind", host::kind_name(info.kind)},
@@ -46,18 +35,32 @@ nlohmann::ordered_json to_json(const std::string& file, const host::Description&
             {"side_files", side_files(file)}};
 }
 
+void print_text(const std::string& file, const host::Description& info) {
+    print("%s\n", printable(file).c_str());
+    print("  format       %s (%s)\n", info.format->name.c_str(), info.format->code.c_str());
+    print("  kind         %s\n", host::kind_name(info.kind));
+    print("  size         %d x %d\n", info.width, info.height);
+    print("  channels     %d\n", info.channels);
+    print("  depth        %d bits\n", info.depth);
+    print("  compression  %s\n", info.compressed ? "yes" : "no");
+    for (const std::string& side_file : side_files(file)) {
+        print("  side file    %s\n", printable(side_file).c_str());
+    }
+}
+
 }  // namespace
 
-bool info(const std::vector<std::string>& files, bool json) {
+bool info(const std::vector<std::string>& files, const std::string& from, bool json) {
     bool all_read = true;
-    auto list = nlohmann::ordered_json::array();
+    Json list = Json::array();
     for (const std::string& file : files) {
         try {
-            const host::Description info = host::describe(file);
+            const auto describe = [](const std::string& path) { return host::describe(path); };
+            const host::Description description = read_from({file, from}, describe);
             if (json) {
-                list.push_back(to_json(file, info));
+                list.push_back(to_json(file, description));
             } else {
-                print(file, info);
+                print_text(file, description);
             }
         } catch (const host::Error& error) {
             report(error);
@@ -65,9 +68,7 @@ bool info(const std::vector<std::string>& files, bool json) {
         }
     }
     if (json) {
-        // A file name may be any bytes; those that are no text are replaced.
-        using Dump = nlohmann::ordered_json::error_handler_t;
-        std::puts(list.dump(2, ' ', false, Dump::replace).c_str());
+        print_json(list);
     }
     return all_read;
 }

@@ -9,8 +9,7 @@
 #include "trellis/sidedata.h"
 
 #include "commands.h"
-#include "host/safe_file.h"
-#include "report.h"
+#include "pictures.h"
 #include "side_files.h"
 
 namespace tool {
@@ -64,23 +63,20 @@ host::Picture picture_of(const std::vector<std::uint8_t>& pixels, int width, int
 }  // namespace
 
 void make_preview(const std::string& path, const PreviewSizes& sizes, bool force) {
-    const host::Picture picture = load_picture(path, {.kind = {}, .region = {}, .depth = 8});
+    const host::Picture picture = load_picture({path}, {.depth = 8});
     if (sizes.first) {
-        set_size_1_minipic_trellis(sizes.first->first, sizes.first->second);
+        set_size_1_minipic_trellis(sizes.first->width, sizes.first->height);
     }
     if (sizes.second) {
-        set_size_2_minipic_trellis(sizes.second->first, sizes.second->second);
+        set_size_2_minipic_trellis(sizes.second->width, sizes.second->height);
     }
     host::SafeFile file(minipic_name(path), force);
-    const int code = file.written_by([&](const char* name) {
-        const std::string picture_name = name_of_picture(name);
+    const std::string picture_name = name_of_picture(file.path());
+    host::call_library(minipic_name(path), [&] {
         return write_minipic_trellis(picture_name.c_str(), picture.colour(), picture.matte(),
                                      nullptr, picture.width(), 0, 0, picture.width() - 1,
                                      picture.height() - 1, 0, source_of(picture.kind()));
     });
-    if (code != 0) {
-        throw host::Error(minipic_name(path), code);
-    }
     file.keep();
 }
 
@@ -94,15 +90,14 @@ void extract_preview(const std::string& path, const std::string& out,
     int width = 0;
     int height = 0;
     int type = 0;
-    const int code = read_minipic_trellis(path.c_str(), pixels.data(), static_cast<int>(capacity),
-                                          &width, &height, &type);
-    if (code != 0) {
-        throw host::Error(minipic_name(path), code);
-    }
+    host::call_library(minipic_name(path), [&] {
+        return read_minipic_trellis(path.c_str(), pixels.data(), static_cast<int>(capacity), &width,
+                                    &height, &type);
+    });
     if (width < 1 || height < 1) {
         throw host::Error(minipic_name(path), TRELLIS_UNSUPPORTED_ERROR);
     }
-    save_picture(picture_of(pixels, width, height, source_kind(path)), out, options);
+    save_picture(picture_of(pixels, width, height, source_kind(path)), {out}, options);
 }
 
 }  // namespace tool

@@ -1,18 +1,28 @@
 #include "pictures.h"
 
+#include "command_line.h"
 #include "progress_bar.h"
 
 namespace tool {
 
-host::Picture load_picture(const std::string& path, const host::LoadOptions& options) {
-    const ProgressBar bar("loading", path);
-    return host::load(path, options);
+host::Picture load_picture(const Name& name, const host::LoadOptions& options) {
+    return read_from(name, [&](const std::string& path) {
+        const ProgressBar bar("loading", name.path);
+        return host::load(path, options);
+    });
 }
 
-void save_picture(const host::Picture& picture, const std::string& path,
+void save_picture(const host::Picture& picture, const Name& name,
                   const host::SaveOptions& options) {
-    const ProgressBar bar("saving", path);
-    host::save(picture, path, options);
+    const ProgressBar bar("saving", name.path);
+    if (!name.is_stream()) {
+        host::save(picture, name.path, options);
+        return;
+    }
+    if (name.format.empty()) {
+        throw UsageError("--to must name the format of standard output");
+    }
+    host::save_to_stream(picture, STDOUT_FILENO, name.format, options);
 }
 
 }  // namespace tool

@@ -8,6 +8,8 @@
 
 #include "trellis/settings.h"
 
+#include "output.h"
+
 namespace tool {
 
 namespace {
@@ -17,7 +19,7 @@ ProgressBar* active = nullptr;
 }  // namespace
 
 ProgressBar::ProgressBar(const std::string& verb, const std::string& path)
-    : label_(verb + " " + std::filesystem::path(path).filename().string()) {
+    : label_(printable(verb + " " + std::filesystem::path(path).filename().string())) {
     if (isatty(STDERR_FILENO) != 0) {
         active = this;
     }

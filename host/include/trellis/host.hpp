@@ -18,6 +18,7 @@
 /// **Progress** goes to the library's hook, `occaisional_update_progress_trellis_` (settings.h), in
 /// the thread that works.
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -26,11 +27,14 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "trellis/pic_format.h"
 
 namespace trellis::host {
+
+class UnfinishedFile;
 
 /// What went wrong with a file.
 class Error : public std::exception {
@@ -54,6 +58,20 @@ class Error : public std::exception {
     std::shared_ptr<const Texts> texts_;  // shared, so that copies cannot fail
     int code_;
 };
+
+/// The system's reason for an error of the library: what `error_number` means, if the code is one
+/// of files that cannot be opened, read, written or closed; else an empty text.
+std::string system_reason(int code, int error_number);
+
+/// Calls `function`, which answers a code of the library about `file`. Throws Error when that is
+/// not 0.
+template <class Function>
+void call_library(const std::string& file, Function function) {
+    errno = 0;
+    if (const int code = function(); code != 0) {
+        throw Error(file, code, system_reason(code, errno));
+    }
+}
 
 /// Zeroed memory for the samples of a picture. Pages that nobody writes cost nothing.
 class Samples {
@@ -120,12 +138,20 @@ class Picture {
     /// mask by its brightness. Throws std::bad_alloc.
     void change_kind(trellis_kind kind);
 
+    /// Multiplies the matte into the colours of a cutout, or divides them by it, where a
+    /// transparent pixel becomes black. Other kinds stay as they are.
+    void premultiply();
+    void unpremultiply();
+
   private:
     Samples new_colour() const;
     Samples new_matte() const;
     void make_opaque();
     template <class Convert>
     void convert_rows(Convert convert);
+    template <class Sample>
+    void change_colours(int (*change)(int colour, int matte, int most));
+    void change_colours(int (*change)(int colour, int matte, int most));
     std::size_t index(int x, int y) const {
         return std::size_t(y) * std::size_t(width_) + std::size_t(x);
     }
@@ -175,6 +201,42 @@ struct Description {
 /// Throws Error, for files that no format knows too.
 Description describe(const std::string& path);
 
+/// One field of a file's header.
+struct HeaderField {
+    struct Absent {};     // the file is too short for it
+    struct Undefined {};  // it has its format's mark for "no value"
+    using Value = std::variant<Absent, Undefined, std::uint32_t, float, std::string>;
+
+    std::string name;
+    Value value;
+};
+
+struct HeaderSection {
+    std::string name;
+    std::vector<HeaderField> fields;
+};
+
+/// A chunk of an IFF file. Forms have a type and the chunks in them, picture headers have fields.
+struct HeaderChunk {
+    std::string tag;
+    std::uint64_t offset = 0;
+    std::uint64_t size = 0;
+    std::string type = {};
+    std::vector<HeaderField> fields = {};
+    std::vector<HeaderChunk> chunks = {};
+};
+
+/// Everything in a header: sections, or the chunks of an IFF file, of which the first 100,000.
+struct Header {
+    const Format* format = nullptr;  // one of formats()
+    std::string byte_order = {};     // "big-endian" or "little-endian" where a format has both
+    std::vector<HeaderSection> sections = {};
+    std::vector<HeaderChunk> chunks = {};
+};
+
+/// Throws Error; code 14 for PNG files.
+Header read_header(const std::string& path);
+
 /// An inclusive rectangle of a file's picture, counted from the lower left.
 struct Region {
     int x0;
@@ -203,5 +265,62 @@ struct SaveOptions {
 /// Saves in the format that the extension names. The file appears whole or not at all. Throws
 /// Error.
 void save(const Picture& picture, const std::string& path, const SaveOptions& options = {});
+
+/// Saves in the format with an extension such as "dpx", to a descriptor that is open for writing,
+/// such as that of standard output. Nothing is written there before the picture is complete: it
+/// goes by a temporary file. Throws Error.
+void save_to_stream(const Picture& picture, int descriptor, const std::string& extension,
+                    const SaveOptions& options = {});
+
+/// What is left in a stream, as a file that lives as long as the object: formats are read from
+/// files.
+class StreamCopy {
+  public:
+    /// `descriptor` is open for reading. The extension counts for bytes that no format knows, and
+    /// may be empty. Throws Error, whose file is "standard input" for descriptor 0.
+    StreamCopy(int descriptor, const std::string& extension);
+    ~StreamCopy();
+    StreamCopy(const StreamCopy&) = delete;
+    StreamCopy& operator=(const StreamCopy&) = delete;
+
+    std::string path() const;
+
+  private:
+    std::unique_ptr<UnfinishedFile> file_;
+};
+
+/// A file that appears whole or not at all: it is written beside its target and takes the target's
+/// place at the end. `save` works so by itself; this is for files of other sorts.
+class SafeFile {
+  public:
+    /// Links are followed, whether or not they lead to a file. Throws Error when the target exists
+    /// and `force` does not allow to replace it, or when nothing can be written beside it.
+    SafeFile(const std::string& target, bool force);
+
+    /// What was not kept is removed.
+    ~SafeFile();
+    SafeFile(const SafeFile&) = delete;
+    SafeFile& operator=(const SafeFile&) = delete;
+
+    /// The file to write, empty at first: its path, which ends in the extension of the target if
+    /// that is a short one, and its descriptor, open for reading and writing.
+    const char* path() const;
+    int descriptor() const;
+
+    /// Puts the file in its place. Rights and, where the system lets us, owners of a replaced file
+    /// stay; its other hard links keep the old content. Throws Error.
+    void keep();
+
+  private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+/// Copies a file, like SafeFile. Throws Error.
+void copy_file(const std::string& from, const std::string& to, bool force);
+
+/// Removes the files that calls of this process are writing at this moment; those calls fail. For
+/// signal handlers, in which it may be called, of programs that are about to end.
+void remove_unfinished() noexcept;
 
 }  // namespace trellis::host

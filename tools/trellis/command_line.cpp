@@ -1,0 +1,312 @@
+#include "command_line.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "commands.h"
+
+namespace tool {
+
+namespace {
+
+/// What the words of a command line say. Every command has those that it declares.
+struct Arguments {
+    std::string in;
+    std::string out;
+    std::vector<std::string> files;
+    std::vector<int> region;
+    Size size = {640, 480};
+    PreviewSizes preview_sizes;
+    std::vector<std::string> assignments;
+    std::optional<trellis_kind> kind;
+    std::optional<int> depth;
+    std::string from;
+    std::string to;
+    int tolerance = 0;
+    bool premultiply = false;
+    bool unpremultiply = false;
+    bool compress = true;
+    bool force = false;
+    bool json = false;
+
+    host::LoadOptions load_options() const {
+        host::LoadOptions options = {.kind = kind, .depth = depth};
+        if (!region.empty()) {
+            options.region = {region[0], region[1], region[2], region[3]};
+        }
+        return options;
+    }
+
+    host::SaveOptions save_options() const { return {.compress = compress, .force = force}; }
+
+    MatteChange matte_change() const {
+        return premultiply     ? MatteChange::premultiply
+               : unpremultiply ? MatteChange::unpremultiply
+                               : MatteChange::none;
+    }
+};
+
+// Options that several commands have.
+
+void add_in(CLI::App& command, Arguments& arguments, const std::string& name = "FILE") {
+    command.add_option(name, arguments.in)->required();
+}
+
+void add_out(CLI::App& command, Arguments& arguments, const std::string& name = "OUT") {
+    command.add_option(name, arguments.out)->required();
+}
+
+void add_json(CLI::App& command, Arguments& arguments) {
+    command.add_flag("--json", arguments.json, "Print JSON");
+}
+
+void add_force(CLI::App& command, Arguments& arguments) {
+    command.add_flag("--force", arguments.force, "Replace OUT if it exists");
+}
+
+void add_kind(CLI::App& command, Arguments& arguments) {
+    static const std::map<std::string, trellis_kind> kinds = {{"image", TRELLIS_KIND_IMAGE},
+                                                              {"cutout", TRELLIS_KIND_CUTOUT},
+                                                              {"mask", TRELLIS_KIND_MASK}};
+    const auto set = [&](const std::string& word) { arguments.kind = kinds.at(word); };
+    command
+        .add_option_function<std::string>(
+            "--kind", set, "Treat pictures as image, cutout or mask (default: what the file holds)")
+        ->check(CLI::IsMember({"image", "cutout", "mask"}));
+}
+
+/// The format of standard input or output: names among the extensions of formats.
+void add_stream_format(CLI::App& command, const std::string& name, std::string& format,
+                       const std::string& help) {
+    std::vector<std::string> extensions;
+    for (const host::Format& known : host::formats()) {
+        extensions.insert(extensions.end(), known.extensions.begin(), known.extensions.end());
+    }
+    command.add_option(name, format, help)->check(CLI::IsMember(extensions));
+}
+
+void add_from(CLI::App& command, Arguments& arguments) {
+    add_stream_format(command, "--from", arguments.from,
+                      "Format of standard input (-), if its first bytes do not say");
+}
+
+void add_to(CLI::App& command, Arguments& arguments) {
+    add_stream_format(command, "--to", arguments.to, "Format of standard output (-)");
+}
+
+// "640x480"
+bool parse_size(const std::string& word, Size& size) {
+    char surplus = 0;
+    return std::sscanf(word.c_str(), "%7dx%7d%c", &size.width, &size.height, &surplus) == 2 &&
+           size.width >= 1 && size.height >= 1;
+}
+
+CLI::Option* add_size(CLI::App& command, const std::string& name, const std::string& help,
+                      const std::function<void(Size)>& set) {
+    const auto take = [set, name](const std::string& word) {
+        Size size{};
+        if (!parse_size(word, size)) {
+            throw CLI::ValidationError(name, "not a size such as 640x480: " + word);
+        }
+        set(size);
+    };
+    return command.add_option_function<std::string>(name, take, help)->type_name("WxH");
+}
+
+// The commands. Each declares its words and returns its work.
+
+Action declare_info(CLI::App& command, Arguments& arguments) {
+    command.add_option("FILE", arguments.files)->required();
+    add_from(command, arguments);
+    add_json(command, arguments);
+    return [&] { return info(arguments.files, arguments.from, arguments.json); };
+}
+
+Action declare_convert(CLI::App& command, Arguments& arguments) {
+    add_in(command, arguments, "IN");
+    add_out(command, arguments);
+    add_kind(command, arguments);
+    command
+        .add_option("--depth", arguments.depth,
+                    "Sample bits on the way, 8 or 16 (default: those of IN)")
+        ->check(CLI::IsMember({8, 16}));
+    command
+        .add_option_function<std::string>(
+            "--compress", [&](const std::string& word) { arguments.compress = word == "on"; },
+            "on or off (default: on)")
+        ->check(CLI::IsMember({"on", "off"}));
+    command
+        .add_option("--rect", arguments.region,
+                    "Take only these pixels, edges included, counted from the lower left")
+        ->delimiter(',')
+        ->expected(4)
+        ->type_name("x0,y0,x1,y1");
+    CLI::Option* premultiply = command.add_flag("--premultiply", arguments.premultiply,
+                                                "Multiply the matte into the colours");
+    command
+        .add_flag("--unpremultiply", arguments.unpremultiply,
+                  "Divide colours that are multiplied by the matte")
+        ->excludes(premultiply);
+    add_from(command, arguments);
+    add_to(command, arguments);
+    add_force(command, arguments);
+    return [&] {
+        const std::vector<int>& r = arguments.region;
+        if (!r.empty() && (r[0] > r[2] || r[1] > r[3])) {
+            throw UsageError("--rect: x0,y0 must not exceed x1,y1");
+        }
+        convert({arguments.in, arguments.from}, {arguments.out, arguments.to},
+                arguments.load_options(), arguments.matte_change(), arguments.save_options());
+        return true;
+    };
+}
+
+Action declare_chart(CLI::App& command, Arguments& arguments) {
+    add_out(command, arguments);
+    add_size(command, "--size", "Width and height (default: 640x480)",
+             [&](Size size) { arguments.size = size; });
+    add_to(command, arguments);
+    add_force(command, arguments);
+    return [&] {
+        chart({arguments.out, arguments.to}, arguments.size, arguments.save_options());
+        return true;
+    };
+}
+
+Action declare_compare(CLI::App& command, Arguments& arguments) {
+    add_in(command, arguments, "A");
+    add_out(command, arguments, "B");
+    add_kind(command, arguments);
+    command
+        .add_option("--tolerance", arguments.tolerance,
+                    "Greatest difference of samples that is none (default: 0)")
+        ->check(CLI::Range(0, 65535));
+    add_from(command, arguments);
+    return [&] {
+        return compare({arguments.in, arguments.from}, {arguments.out, arguments.from},
+                       arguments.load_options(), arguments.tolerance);
+    };
+}
+
+Action declare_header(CLI::App& command, Arguments& arguments) {
+    add_in(command, arguments);
+    add_from(command, arguments);
+    add_json(command, arguments);
+    return [&] {
+        show_header({arguments.in, arguments.from}, arguments.json);
+        return true;
+    };
+}
+
+Action declare_catalogue(CLI::App& command, Arguments& arguments) {
+    add_in(command, arguments);
+    add_out(command, arguments);
+    add_from(command, arguments);
+    add_to(command, arguments);
+    add_force(command, arguments);
+    return [&] {
+        extract_catalogue({arguments.in, arguments.from}, {arguments.out, arguments.to},
+                          arguments.save_options());
+        return true;
+    };
+}
+
+Action declare_preview(CLI::App& command, Arguments& arguments) {
+    add_in(command, arguments);
+    CLI::Option* png = command.add_option("--png", arguments.out, "Save the first preview here");
+    add_size(command, "--size1", "Width and height of the first preview (default: 100x75)",
+             [&](Size size) { arguments.preview_sizes.first = size; })
+        ->excludes(png);
+    add_size(command, "--size2", "Width and height of the second preview (default: 200x150)",
+             [&](Size size) { arguments.preview_sizes.second = size; })
+        ->excludes(png);
+    add_force(command, arguments);
+    return [&] {
+        if (arguments.out.empty()) {
+            make_preview(arguments.in, arguments.preview_sizes, arguments.force);
+        } else {
+            extract_preview(arguments.in, arguments.out, arguments.save_options());
+        }
+        return true;
+    };
+}
+
+Action declare_cinfo(CLI::App& command, Arguments& arguments) {
+    add_in(command, arguments);
+    command.add_option("--set", arguments.assignments, "Values to store, such as int_3=7")
+        ->type_name("name=value");
+    add_json(command, arguments);
+    return [&] {
+        if (arguments.assignments.empty()) {
+            show_cinfo(arguments.in, arguments.json);
+        } else {
+            change_cinfo(arguments.in, arguments.assignments);
+        }
+        return true;
+    };
+}
+
+Action declare_formats(CLI::App& command, Arguments& arguments) {
+    add_json(command, arguments);
+    return [&] {
+        list_formats(arguments.json);
+        return true;
+    };
+}
+
+struct Command {
+    const char* name;
+    const char* summary;
+    Action (*declare)(CLI::App& command, Arguments& arguments);
+};
+
+constexpr Command commands[] = {
+    {"info", "Show what is in picture files", declare_info},
+    {"convert", "Convert a picture to another format, by the extension of OUT", declare_convert},
+    {"chart", "Draw a test chart with a matte", declare_chart},
+    {"compare", "Find out whether two pictures have the same pixels and mattes", declare_compare},
+    {"header", "Show every field of a file's header", declare_header},
+    {"catalogue", "Save the small picture inside a Cineon file", declare_catalogue},
+    {"preview", "Make the two previews beside a picture (FILE.mpc), or save the first of them",
+     declare_preview},
+    {"cinfo", "Show or change the cutout information beside a picture (FILE.cinfo)", declare_cinfo},
+    {"formats", "List the formats and what each can do", declare_formats},
+};
+
+}  // namespace
+
+Action parse_command_line(int argc, char** argv) {
+    CLI::App app("Reads, writes and converts pictures.", "trellis");
+    app.set_version_flag("--version", "trellis " TRELLIS_VERSION);
+    app.require_subcommand(0, 1);
+
+    const auto arguments = std::make_shared<Arguments>();
+    Action chosen;
+    for (const Command& command : commands) {
+        CLI::App& declared = *app.add_subcommand(command.name, command.summary);
+        const Action work = command.declare(declared, *arguments);
+        declared.callback(
+            [&chosen, arguments, work] { chosen = [arguments, work] { return work(); }; });
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() != 0) {
+            throw UsageError(error.what() + std::string("; see trellis --help"));
+        }
+        app.exit(error);  // prints what was asked for
+        return [] { return true; };
+    }
+    if (!chosen) {
+        throw UsageError("a command is missing; see trellis --help");
+    }
+    return chosen;
+}
+
+}  // namespace tool
