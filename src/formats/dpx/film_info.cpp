@@ -302,7 +302,9 @@ void describe_cineon(const cineon_header& header, trellis_film_info& info) {
     info.image_offset = named == undefined_32 || named == 0 ? behind : named;
     const char* contradiction =
         measure(info, ours, channel.pixels_per_line, channel.lines, defined(header.file.file_size));
-    info.samples_reason = first_of({cineon_reason(header), contradiction, samples_reason(info)});
+    info.samples_reason =
+        first_of({cineon_reason(header), contradiction, samples_reason(info),
+                  when(info.channels == 1 && !ours, "a single channel in words of three")});
     info.slots_reason = first_of({
         info.samples_reason,
         when(info.image_offset != behind, "the image does not follow the user data"),

@@ -37,12 +37,12 @@ void unpack_halves(const std::uint8_t* bytes, std::uint64_t /*first*/, std::size
     }
 }
 
-// Three samples in each word, the first one uppermost; `gap` bits below the last.
-template <bool big_endian, int gap>
+// Three samples in each word, the first one uppermost or lowest; `gap` bits below the lowest.
+template <bool big_endian, int gap, bool lowest_first>
 void unpack_thirds(const std::uint8_t* bytes, std::uint64_t first, std::size_t count,
                    std::uint16_t* samples) {
     const auto at = [](std::uint32_t word, int place) {
-        return scaled<10>(word >> (20 - 10 * place + gap) & 1023);
+        return scaled<10>(word >> (10 * (lowest_first ? place : 2 - place) + gap) & 1023);
     };
     int place = static_cast<int>(first % 3);
     std::size_t i = 0;
@@ -115,8 +115,10 @@ constexpr PackingEntry packings[] = {
     {1, 2, unpack_halves<false, 16, 0>, unpack_halves<true, 16, 0>},
     {1, 2, unpack_halves<false, 12, 4>, unpack_halves<true, 12, 4>},
     {1, 2, unpack_halves<false, 12, 0>, unpack_halves<true, 12, 0>},
-    {3, 4, unpack_thirds<false, 2>, unpack_thirds<true, 2>},
-    {3, 4, unpack_thirds<false, 0>, unpack_thirds<true, 0>},
+    {3, 4, unpack_thirds<false, 2, false>, unpack_thirds<true, 2, false>},
+    {3, 4, unpack_thirds<false, 0, false>, unpack_thirds<true, 0, false>},
+    {3, 4, unpack_thirds<false, 2, true>, unpack_thirds<true, 2, true>},
+    {3, 4, unpack_thirds<false, 0, true>, unpack_thirds<true, 0, true>},
     {0, 10, unpack_tight<false, 10>, unpack_tight<true, 10>},
     {0, 12, unpack_tight<false, 12>, unpack_tight<true, 12>},
     {4, 5, unpack_groups, unpack_groups},
@@ -139,6 +141,9 @@ SamplePacking packing_of(const trellis_film_info& info) {
         case 8:
             return SamplePacking::bytes;
         case 10:
+            if (!tight && info.channels == 1) {
+                return bottom ? SamplePacking::single10_bottom : SamplePacking::single10_top;
+            }
             return tight    ? SamplePacking::tight10
                    : bottom ? SamplePacking::words10_bottom
                             : SamplePacking::words10_top;

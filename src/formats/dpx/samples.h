@@ -17,6 +17,8 @@ enum class SamplePacking : std::uint8_t {
     words12_bottom,
     words10_top,  // three of 10 bits in the upper end of 32
     words10_bottom,
+    single10_top,  // the same, but the first sample lowest: so are the words of a lone channel
+    single10_bottom,
     tight10,  // without gaps, from the lowest bit of each word of 32 bits on
     tight12,
     cutout10,  // this library's own groups of four in 40 bits

@@ -21,9 +21,10 @@ struct Kind {
 };
 
 constexpr Kind kinds[] = {
-    {8, 0, "RGB", 50},  {8, 0, "Y", 6},      {8, 0, "ABGR", 52},  {10, 0, "RGB", 50},  {10, 1, "RGB", 50},
-    {10, 2, "RGB", 50}, {10, 1, "RGBA", 51}, {10, 0, "A", 4},     {12, 0, "RGBA", 51}, {12, 1, "RGB", 50},
-    {12, 2, "B", 3},    {16, 0, "RGB", 50},  {16, 1, "ABGR", 52}, {16, 0, "G", 2},     {12, 0, "R", 1},
+    {8, 0, "RGB", 50},  {8, 0, "Y", 6},      {8, 0, "ABGR", 52}, {10, 0, "RGB", 50},  {10, 1, "RGB", 50},
+    {10, 2, "RGB", 50}, {10, 1, "RGBA", 51}, {10, 0, "A", 4},    {12, 0, "RGBA", 51}, {12, 1, "RGB", 50},
+    {10, 1, "Y", 6},    {10, 2, "A", 4},     {12, 2, "B", 3},    {16, 0, "RGB", 50},  {16, 1, "ABGR", 52},
+    {16, 0, "G", 2},    {12, 0, "R", 1},
 };
 
 // The codes of a line, packed as the format says: whole words, filled from either end, or without gaps from the lowest
@@ -45,7 +46,8 @@ Bytes packed(const std::vector<unsigned>& codes, const Kind& kind, bool big, boo
     } else if (kind.bits == 10) {
         for (std::size_t i = 0; i < codes.size(); i += 3) {
             const auto code = [&](std::size_t k) { return k < codes.size() ? codes[k] : 0U; };
-            const unsigned word = code(i) << 20 | code(i + 1) << 10 | code(i + 2);
+            unsigned word = code(i) << 20 | code(i + 1) << 10 | code(i + 2);
+            if (kind.order[1] == 0) { word = code(i + 2) << 20 | code(i + 1) << 10 | code(i); }  // a lone channel
             line = line + number(kind.packing == 1 ? word << 2 : word, 4);
         }
     } else {
