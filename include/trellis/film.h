@@ -129,6 +129,29 @@ TRELLIS_API int load_film_samples_trellis(const char* name, void* rgb, int pitch
                                           int alpha_pitch, int x0, int y0, int x1, int y1,
                                           int file_x, int file_y);
 
+/// What `save_film_samples_trellis` is to write.
+typedef struct trellis_film_save {
+    size_t size;  ///< sizeof(trellis_film_save), set by the caller
+    int format;   ///< TRELLIS_TYPE_DPX or TRELLIS_TYPE_CINEON
+    int bits;     ///< of the file's samples: 10
+    int scaled;   ///< 1: samples are 0..16383, to be scaled; 0: as the save slots take them
+    /// The raw header to start from, big-endian, as a file or the last-header buffer has it: 1664
+    /// or 2048 bytes for DPX, 2048 or 2056 for Cineon. Null: a new header.
+    const void* header;
+    size_t header_size;
+} trellis_film_save;
+
+/// Saves a rectangle like the save slots, with a header of the caller's own: an image without
+/// `alpha`, a mask without `rgb`, else a cutout. Fields that say how samples are stored are set to
+/// what is written; the others are kept as the slots keep them. Neither the last-header buffer nor
+/// any word about the last header is read or changed, so threads do not meet.
+///
+/// Errors: those of the slots; 5 (anything that cannot be saved so) and 8 (`options` is null or too
+/// small) before the file is created.
+TRELLIS_API int save_film_samples_trellis(const char* name, const void* rgb, int pitch,
+                                          const void* alpha, int alpha_pitch, int x0, int y0,
+                                          int x1, int y1, const trellis_film_save* options);
+
 TRELLIS_END_DECLS
 
 #endif

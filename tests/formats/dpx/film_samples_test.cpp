@@ -192,4 +192,41 @@ TEST(FilmSamples, WhatIsOursAndWhatIsRefused) {
     EXPECT_EQ(load(dir.path("missing"), saved, 0, 0, 2, 1), 6);
 }
 
+// Saves with a header of their own keep what it says and leave the held one alone.
+TEST(FilmSamples, SavesWithTheirOwnHeader) {
+    const TempDir dir;
+    const std::string name = dir.path("a");
+    for (const pic_format* format : {&dpx, &cineon}) {
+        for (const int scaled : {0, 1}) {
+            FilmBuffers saved(9, 4);
+            saved.fill(9, 4, scaled == 1 ? 14 : 10);
+            Bytes header = FilmHeader{.orientation = 5}.bytes(*format);
+            put(header, 1600, text("kept"));
+            trellis_film_save options = {
+                sizeof options, static_cast<int>(format->type), 10, scaled, header.data(), 2048};
+            free_last_header_trellis();
+            const auto save = [&](void* alpha) {
+                return save_film_samples_trellis(name.c_str(), saved.colour.data(), saved.colour.pitch(), alpha,
+                                                 saved.matte.pitch(), 0, 0, 8, 3, &options);
+            };
+            ASSERT_EQ(save(saved.matte.data()), 0);
+            EXPECT_TRUE(last_header().empty());
+            EXPECT_EQ(piece(contents(name), 1600, 4), text("kept"));
+            FilmBuffers loaded(9, 4);
+            ASSERT_EQ(loaded.load(*format, name, 0, 0, 8, 3), 0);
+            for (int k = 0; k < 9 * 4 * 4; ++k) {
+                const int sample = saved.at(k / 4 % 9, k / 4 / 9, k % 4);
+                EXPECT_EQ(loaded.at(k / 4 % 9, k / 4 / 9, k % 4),
+                          scaled == 1 ? std::lround(sample * 1023.0 / 16383) : sample);
+            }
+            options.header_size = 7;
+            EXPECT_EQ(save(nullptr), 5);
+            options = {sizeof options, static_cast<int>(format->type), 12, scaled, nullptr, 0};
+            EXPECT_EQ(save(nullptr), 5);
+            options.size = 4;
+            EXPECT_EQ(save(nullptr), 8);
+        }
+    }
+}
+
 }  // namespace
