@@ -15,6 +15,8 @@ template <class... Cases>
 struct Overloaded : Cases... {
     using Cases::operator()...;
 };
+template <class... Cases>
+Overloaded(Cases...) -> Overloaded<Cases...>;  // which Clang 14 does not find by itself
 
 /// What is undefined is null; what the file does not have is nothing at all.
 Json to_json(const std::vector<HeaderField>& fields) {
