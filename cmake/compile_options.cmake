@@ -2,7 +2,8 @@
 
 add_library(trellis_options INTERFACE)
 target_compile_features(trellis_options INTERFACE cxx_std_20 c_std_11)
-target_compile_options(trellis_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+target_compile_options(trellis_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+    -ffp-contract=off)  # results are exact to the bit on every machine, and tests' expectations too
 if(TRELLIS_WERROR)
     target_compile_options(trellis_options INTERFACE -Werror)
 endif()

@@ -103,7 +103,8 @@ Error load_outline(InputFile& file, std::uint64_t size, void* outline) {
     if (size > file.remaining()) {
         return Error::read;
     }
-    return outline == nullptr ? file.seek(file.position() + size) : file.read(outline, size);
+    return outline == nullptr ? file.seek(file.position() + size)
+                              : file.read(outline, static_cast<std::size_t>(size));
 }
 
 void use_default_outline(int width, int height, unsigned int* outline_size, void* outline) {

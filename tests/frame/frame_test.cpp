@@ -228,14 +228,14 @@ TEST(Bytes, LittleEndianSequences) {
     const unsigned char counted[] = {1, 2, 3, 0x84};
     EXPECT_EQ(chars_to_short_pic(ones), -1);
     EXPECT_EQ(chars_to_short_pic(counted), 0x0201);
-    EXPECT_EQ(chars_to_long_pic(ones), 4294967295L);
-    EXPECT_EQ(chars_to_long_pic(counted), 0x84030201L);
+    EXPECT_EQ(chars_to_long_pic(ones), static_cast<long>(0xFFFFFFFFLL));
+    EXPECT_EQ(chars_to_long_pic(counted), static_cast<long>(0x84030201LL));
     unsigned char out[4] = {};
     for (const auto& [value, low, high] : {std::tuple{-2, 0xFE, 0xFF}, {0x0201, 1, 2}, {-0x7F00, 0, 0x81}}) {
         short_to_chars_pic(out, static_cast<short>(value));
         EXPECT_EQ((std::pair{int{out[0]}, int{out[1]}}), (std::pair{low, high}));
     }
-    long_to_chars_pic(out, 0x1284030201L);
+    long_to_chars_pic(out, static_cast<long>(0x1284030201LL));
     EXPECT_EQ(std::memcmp(out, counted, 4), 0);
 }
 
