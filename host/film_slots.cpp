@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdlib>
 #include <new>
 #include <vector>
 
 #include "trellis/errors.h"
+#include "trellis/film.h"
 
 namespace trellis::host {
 
@@ -28,12 +28,20 @@ std::uint16_t* row_of(void* buffer, int pitch, int samples, const Rectangle& at,
     return static_cast<std::uint16_t*>(buffer) + (y * pitch + at.x0) * samples;
 }
 
-/// Turns the codes that a load has left in a rectangle into samples.
-void scale_up(void* buffer, int pitch, int samples, const Rectangle& at) {
+/// Makes samples of the codes that a load has left in a rectangle. Those of 8-bit files fill the
+/// range of samples too.
+void scale_up(const char* name, void* buffer, int pitch, int samples, const Rectangle& at) {
+    trellis_film_info info{};
+    info.size = sizeof info;
+    const bool bytes = info_film_trellis(name, &info) == 0 && info.bit_size == 8;
     for (std::size_t y = 0; buffer != nullptr && !at.empty() && y < at.height(); ++y) {
         std::uint16_t* row = row_of(buffer, pitch, samples, at, y);
-        std::transform(row, row + at.width() * static_cast<std::size_t>(samples), row,
-                       [](std::uint16_t code) { return sample_of_code(code); });
+        std::uint16_t* end = row + at.width() * static_cast<std::size_t>(samples);
+        if (bytes) {
+            std::transform(row, end, row, sample_of_byte);
+        } else {
+            std::transform(row, end, row, sample_of_code);
+        }
     }
 }
 
@@ -75,8 +83,8 @@ struct Scaled {
         const int code = film().load_cut_fn(name, rgb, pitch, alpha, alpha_pitch, x0, y0, x1, y1,
                                             file_x, file_y);
         if (code == 0) {
-            scale_up(rgb, pitch, colour_samples, {x0, y0, x1, y1});
-            scale_up(alpha, alpha_pitch, 1, {x0, y0, x1, y1});
+            scale_up(name, rgb, pitch, colour_samples, {x0, y0, x1, y1});
+            scale_up(name, alpha, alpha_pitch, 1, {x0, y0, x1, y1});
         }
         return code;
     }
@@ -85,7 +93,7 @@ struct Scaled {
                         int file_x, int file_y) {
         const int code = film().load_pic_fn(name, rgb, pitch, x0, y0, x1, y1, file_x, file_y);
         if (code == 0) {
-            scale_up(rgb, pitch, colour_samples, {x0, y0, x1, y1});
+            scale_up(name, rgb, pitch, colour_samples, {x0, y0, x1, y1});
         }
         return code;
     }
@@ -94,7 +102,7 @@ struct Scaled {
                          int file_x, int file_y) {
         const int code = film().load_mask_fn(name, mask, pitch, x0, y0, x1, y1, file_x, file_y);
         if (code == 0) {
-            scale_up(mask, pitch, 1, {x0, y0, x1, y1});
+            scale_up(name, mask, pitch, 1, {x0, y0, x1, y1});
         }
         return code;
     }
@@ -144,16 +152,9 @@ struct Scaled {
 
 }  // namespace
 
-std::uint16_t nearest_code(int sample) {
-    constexpr int highest = 1023;
-    const int low = std::clamp(sample / 16 - 1, 0, highest);
-    int best = low;
-    for (int code = low; code <= std::min(low + 2, highest); ++code) {
-        if (std::abs(sample_of_code(code) - sample) < std::abs(sample_of_code(best) - sample)) {
-            best = code;
-        }
-    }
-    return static_cast<std::uint16_t>(best);
+const pic_format& code_slots(const pic_format& film) {
+    return film.type == TRELLIS_TYPE_DPX ? Scaled<init_dpx_pic_>::film()
+                                         : Scaled<init_smpte_pic_>::film();
 }
 
 void init_scaled_dpx_pic(pic_format* format) {

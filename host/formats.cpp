@@ -100,6 +100,10 @@ std::span<const Format> formats() {
     return described;
 }
 
+const Format& format_for_name(const std::string& path, int depth) {
+    return format_of(descriptor_for_name(path, depth));
+}
+
 const Format& format_of(const pic_format& descriptor) {
     return formats()[static_cast<std::size_t>(&descriptor - descriptors().data())];
 }

@@ -298,6 +298,22 @@ HeaderLayout pixar_layout() {
     return pixar_sections;
 }
 
+std::size_t offset_of_field(HeaderLayout layout, std::string_view section_name,
+                            std::string_view field_name) {
+    std::size_t offset = 0;
+    for (const SectionLayout& section : layout) {
+        std::size_t in_section = offset;
+        for (const FieldLayout& field : section.fields) {
+            if (section.name == section_name && field.name == field_name) {
+                return in_section;
+            }
+            in_section += field.size;
+        }
+        offset += static_cast<std::size_t>(section.times) * size_of(section.fields);
+    }
+    return offset;
+}
+
 std::span<const std::size_t> dpx_path_fields() {
     return dpx_paths;
 }

@@ -34,6 +34,9 @@ HeaderLayout cineon_generic_layout();
 HeaderLayout cineon_industry_layout();
 HeaderLayout pixar_layout();
 
+/// Where a field begins; of sections that are there several times, the field of the first.
+std::size_t offset_of_field(HeaderLayout layout, std::string_view section, std::string_view field);
+
 /// The fields that hold the path which a file was saved under: first that of the file, then that of
 /// its source. All are this long.
 inline constexpr std::size_t path_field_size = 100;

@@ -1,23 +1,15 @@
-#include <unistd.h>
-
 #include <algorithm>
 #include <new>
 
 #include "trellis/convert.h"
 #include "trellis/host.hpp"
 
+#include "memory.h"
+
 namespace trellis::host {
 
-namespace {
-
-std::uint64_t machine_memory() {
-    return std::uint64_t(sysconf(_SC_PHYS_PAGES)) * std::uint64_t(sysconf(_SC_PAGESIZE));
-}
-
-}  // namespace
-
 Samples::Samples(std::uint64_t pixels, std::size_t bytes_per_pixel) {
-    if (pixels <= machine_memory() / bytes_per_pixel) {
+    if (pixels <= memory_limit() / bytes_per_pixel) {
         data_.reset(static_cast<std::uint8_t*>(std::calloc(pixels, bytes_per_pixel)));
     }
     if (data_ == nullptr) {
@@ -36,22 +28,22 @@ Picture::Picture(trellis_kind kind, int width, int height, int depth)
 }
 
 Samples Picture::new_colour() const {
-    return {pixels(), depth_ == 16 ? 3 * sizeof(std::uint16_t) : colour_size};
+    return {pixels(), has_words() ? 3 * sizeof(std::uint16_t) : colour_size};
 }
 
 Samples Picture::new_matte() const {
-    return {pixels(), depth_ == 16 ? sizeof(std::uint16_t) : 1};
+    return {pixels(), has_words() ? sizeof(std::uint16_t) : 1};
 }
 
 // Converts row by row: the library counts pixels in an int.
 template <class Convert>
 void Picture::convert_rows(Convert convert) {
-    const std::size_t sample_size = depth_ == 16 ? 2 : 1;
+    const std::size_t sample_size = has_words() ? 2 : 1;
     const std::size_t colour_row =
         sample_size * std::size_t(colour_samples()) * std::size_t(width_);
     const std::size_t matte_row = sample_size * std::size_t(width_);
     for (std::size_t y = 0; y < std::size_t(height_); ++y) {
-        convert(depth_ == 16 ? 1 : 0, colour() + y * colour_row, matte() + y * matte_row);
+        convert(has_words() ? 1 : 0, colour() + y * colour_row, matte() + y * matte_row);
     }
 }
 
@@ -88,16 +80,17 @@ void Picture::change_kind(trellis_kind kind) {
 }
 
 void Picture::make_opaque() {
-    if (depth_ == 16) {
-        std::fill_n(reinterpret_cast<std::uint16_t*>(matte()), pixels(), std::uint16_t{16383});
+    if (has_words()) {
+        std::fill_n(reinterpret_cast<std::uint16_t*>(matte()), pixels(),
+                    static_cast<std::uint16_t>(greatest_sample()));
     } else {
-        std::fill_n(matte(), pixels(), std::uint8_t{255});
+        std::fill_n(matte(), pixels(), static_cast<std::uint8_t>(greatest_sample()));
     }
 }
 
 template <class Sample>
 void Picture::change_colours(int (*change)(int colour, int matte, int most)) {
-    constexpr int most = sizeof(Sample) == 1 ? 255 : 16383;
+    const int most = greatest_sample();
     const auto size = static_cast<std::size_t>(colour_samples());
     auto* colour_buffer = reinterpret_cast<Sample*>(colour());
     const auto* matte_buffer = reinterpret_cast<const Sample*>(matte());
@@ -110,7 +103,7 @@ void Picture::change_colours(int (*change)(int colour, int matte, int most)) {
 }
 
 void Picture::change_colours(int (*change)(int colour, int matte, int most)) {
-    if (kind_ == TRELLIS_KIND_CUTOUT && depth_ == 16) {
+    if (kind_ == TRELLIS_KIND_CUTOUT && has_words()) {
         change_colours<std::uint16_t>(change);
     } else if (kind_ == TRELLIS_KIND_CUTOUT) {
         change_colours<std::uint8_t>(change);

@@ -1,4 +1,7 @@
+#include <cstring>
+#include <mutex>
 #include <new>
+#include <shared_mutex>
 #include <system_error>
 
 #include "trellis/convert.h"
@@ -6,7 +9,11 @@
 #include "trellis/host.hpp"
 #include "trellis/settings.h"
 
+#include "completeness.h"
+#include "film.h"
+#include "film_slots.h"
 #include "formats.h"
+#include "memory.h"
 #include "stored_path.h"
 #include "streams.h"
 #include "unfinished_file.h"
@@ -45,16 +52,20 @@ trellis_slot_fn any(Slot slot) {
     return reinterpret_cast<trellis_slot_fn>(slot);
 }
 
-// While a picture is loaded or saved, the library's buffer type is the picture's.
-void set_buffer_type(const Picture& picture) {
-    set_buffer_type_trellis(picture.depth() == 16 ? 1 : 0);
+// The depth at which a load asks a format's slots. Those of Maya write the layout of the buffer
+// type setting, which is the program's, unless a wrapper that changes the depth asks for another.
+int slot_depth(const pic_format& format, const Picture& picture) {
+    if (format.type == TRELLIS_TYPE_MAYA) {
+        return picture.depth() == 8 ? 16 : 8;
+    }
+    return picture.depth() == 10 ? 10 : native_depth(format);
 }
 
-int load_through(const pic_format& format, const char* name, Picture& picture,
+int load_through(const pic_format& descriptor, const char* name, Picture& picture,
                  const Placement& at) {
+    const pic_format& format = picture.depth() == 10 ? code_slots(descriptor) : descriptor;
     const int pitch = picture.width();
-    const int mode = mode_between(native_depth(format), picture.depth());
-    set_buffer_type(picture);
+    const int mode = mode_between(slot_depth(format, picture), picture.depth());
     if (picture.kind() == TRELLIS_KIND_IMAGE) {
         return load_pic_fn_convert_trellis(mode, format.load_pic_fn, name, picture.colour(), pitch,
                                            0, 0, at.last_x, at.last_y, at.file_x, at.file_y);
@@ -69,30 +80,85 @@ int load_through(const pic_format& format, const char* name, Picture& picture,
                                         at.file_x, at.file_y);
 }
 
-// A mask that the format has no slot for becomes a grey picture.
-int save_through(const pic_format& format, const char* name, const Picture& picture,
-                 bool compress) {
+int save_through(const pic_format& descriptor, const char* name, const Picture& picture,
+                 trellis_kind kind, bool compress) {
     // The wrappers take sources as they take destinations, and only read them.
     void* const colour = const_cast<std::uint8_t*>(picture.colour());
     void* const matte = const_cast<std::uint8_t*>(picture.matte());
+    const bool codes = picture.depth() == 10;
+    const pic_format& format = codes ? code_slots(descriptor) : descriptor;
     const int pitch = picture.width();
     const int last_x = picture.width() - 1;
     const int last_y = picture.height() - 1;
-    const int mode = mode_between(picture.depth(), native_depth(format));
-    set_buffer_type(picture);
-    if (picture.kind() == TRELLIS_KIND_IMAGE) {
+    const int mode = mode_between(picture.depth(), codes ? 10 : native_depth(format));
+    if (kind == TRELLIS_KIND_IMAGE) {
         return save_pic_fn_convert_trellis(mode, format.save_pic_fn, name, colour, pitch, 0, 0,
                                            last_x, last_y, compress ? 1 : 0);
     }
-    if (picture.kind() == TRELLIS_KIND_CUTOUT) {
+    if (kind == TRELLIS_KIND_CUTOUT) {
         return save_rgba_fn_convert_trellis(mode, format.save_cut_fn, name, colour, pitch, matte,
                                             pitch, 0, 0, last_x, last_y, compress ? 1 : 0);
     }
-    const bool has_masks = format.save_mask_fn != nullptr;
-    return save_mask_fn_convert_trellis(
-        mode, has_masks ? mask_slot : picture_slot,
-        has_masks ? any(format.save_mask_fn) : any(format.save_pic_fn), name, matte, pitch, 0, 0,
-        last_x, last_y, compress ? 1 : 0);
+    return save_mask_fn_convert_trellis(mode, mask_slot, any(format.save_mask_fn), name, matte,
+                                        pitch, 0, 0, last_x, last_y, compress ? 1 : 0);
+}
+
+// Film files have their headers in one block of the library, for the next save to start from. Loads
+// may disturb each other's; a save that sets it must have it for itself.
+std::shared_mutex last_header;
+
+/// Puts a header, or none, where a save starts from.
+int set_last_header(const Picture::FilmHeader& header) {
+    if (header.bytes.empty()) {
+        return free_last_header_trellis();
+    }
+    if (const int code = realloc_last_header_trellis(static_cast<int>(header.bytes.size()));
+        code != 0) {
+        return code;
+    }
+    void* block = nullptr;
+    int size = 0;
+    inq_last_header_trellis(&block, &size);
+    std::memcpy(block, header.bytes.data(), header.bytes.size());
+    return set_last_header_type_trellis(static_cast<int>(header.type));
+}
+
+int save_film(const pic_format& format, const char* name, const Picture& picture, trellis_kind kind,
+              bool compress) {
+    const Picture::FilmHeader none;
+    const Picture::FilmHeader& header = picture.film_header();
+    const std::unique_lock alone(last_header);
+    if (const int code = set_last_header(header.type == format.type ? header : none); code != 0) {
+        return code;
+    }
+    return save_through(format, name, picture, kind, compress);
+}
+
+/// The colours of a mask that is saved where there are no masks.
+Picture grey_of(const Picture& mask) {
+    Picture grey(TRELLIS_KIND_IMAGE, mask.width(), mask.height(), mask.depth());
+    const std::size_t sample = mask.has_words() ? 2 : 1;
+    const std::size_t row = sample * std::size_t(mask.width());
+    for (std::size_t y = 0; y < std::size_t(mask.height()); ++y) {
+        mask_to_rgb_convert_trellis(mask.has_words() ? 1 : 0,
+                                    grey.colour() + y * row * std::size_t(grey.colour_samples()),
+                                    mask.matte() + y * row, mask.width());
+    }
+    return grey;
+}
+
+int save_picture(const pic_format& format, const char* name, const Picture& picture,
+                 const SaveOptions& options) try {
+    const bool film = is_film(format.type);
+    const bool mattes = !film || options.private_film_layouts;
+    if (picture.kind() == TRELLIS_KIND_MASK && (!mattes || format.save_mask_fn == nullptr)) {
+        return save_picture(format, name, grey_of(picture), options);
+    }
+    const trellis_kind kind = mattes ? picture.kind() : TRELLIS_KIND_IMAGE;
+    return film ? save_film(format, name, picture, kind, options.compress)
+                : save_through(format, name, picture, kind, options.compress);
+} catch (const std::bad_alloc&) {
+    return TRELLIS_ALLOCATION_ERROR;
 }
 
 // The matte of a mask that was loaded as a grey image: any of its three equal colours, as it is.
@@ -107,7 +173,7 @@ void take_grey(const Picture& grey, Picture& mask) {
 
 void take_grey_as_mask(Picture& picture) {
     Picture mask(TRELLIS_KIND_MASK, picture.width(), picture.height(), picture.depth());
-    if (picture.depth() == 16) {
+    if (picture.has_words()) {
         take_grey<std::uint16_t>(picture, mask);
     } else {
         take_grey<std::uint8_t>(picture, mask);
@@ -115,7 +181,8 @@ void take_grey_as_mask(Picture& picture) {
     picture = std::move(mask);
 }
 
-Description describe(const pic_format& format, const std::string& path) {
+void describe_by_query(Description& description, const pic_format& format,
+                       const std::string& path) {
     if (format.info_fn == nullptr) {
         throw Error(path, TRELLIS_NOT_IN_FORMAT_ERROR);
     }
@@ -131,34 +198,123 @@ Description describe(const pic_format& format, const std::string& path) {
         return format.info_fn(path.c_str(), &compression, &unused, &unused, &unused, &kind,
                               &channels, &deep, &unused, &unused, &width, &height, &unused);
     });
-    return {.format = &format_of(format),
-            .kind = kind <= TRELLIS_KIND_MASK ? trellis_kind(kind) : TRELLIS_KIND_OTHER,
-            .width = static_cast<int>(width),
-            .height = static_cast<int>(height),
-            .channels = static_cast<int>(channels),
-            .depth = deep != 0 ? deep_bits(format) : 8,
-            .compressed = compression != 0};
+    description.kind = kind <= TRELLIS_KIND_MASK ? trellis_kind(kind) : TRELLIS_KIND_OTHER;
+    description.width = static_cast<int>(width);
+    description.height = static_cast<int>(height);
+    description.channels = static_cast<int>(channels);
+    description.depth = deep != 0 ? deep_bits(format) : 8;
+    description.compressed = compression != 0;
+}
+
+void check(Description& description, const pic_format& format, const std::string& path) {
+    switch (format.type) {
+        case TRELLIS_TYPE_PIXAR:
+            return check_pixar(description, path);
+        case TRELLIS_TYPE_MAYA:
+            return check_maya(description, path);
+        default:
+            return check_png(description, path);
+    }
+}
+
+/// All that a load wants to know of a file.
+struct Source {
+    const pic_format& format;
+    Description description = {};
+    trellis_film_info film = {};
+};
+
+Source source_of(const std::string& path) {
+    Source source = {.format = descriptor_of_file(path)};
+    source.description.format = &format_of(source.format);
+    if (is_film(source.format.type)) {
+        source.film = film_info(path);
+        describe_pixels(source.description, source.film);
+    } else {
+        describe_by_query(source.description, source.format, path);
+        check(source.description, source.format, path);
+    }
+    return source;
+}
+
+/// Throws Error when the picture in the file is not what a load would give.
+void check_loadable(const Description& description, const std::string& path, bool lenient) {
+    if (!description.refusal.empty()) {
+        throw Error(path, description.refusal_code, description.refusal);
+    }
+    if (description.width < 1 || description.height < 1) {
+        throw Error(path, TRELLIS_UNSUPPORTED_ERROR);
+    }
+    if (!description.missing.empty() && !lenient) {
+        throw Error(path, TRELLIS_READ_ERROR, description.missing + " are missing");
+    }
+}
+
+int depth_to_load(const Source& source, const LoadOptions& options) {
+    const bool has_codes =
+        source.film.bit_size == 10 && source.description.kind != TRELLIS_KIND_MASK;
+    if (options.codes && has_codes && !options.kind) {
+        return 10;
+    }
+    return options.depth.value_or(native_depth(source.format));
+}
+
+/// Throws std::bad_alloc when the buffers of a load, and those that its conversions take beside
+/// them, would not all have room in memory.
+void check_memory(const Source& source, std::uint64_t pixels, int depth) {
+    constexpr std::uint64_t bytes_of_8 = 5;
+    constexpr std::uint64_t bytes_of_16 = 8;
+    const bool words = depth != 8;
+    const bool converted = words != (native_depth(source.format) != 8);
+    const std::uint64_t most = converted ? bytes_of_8 + bytes_of_16
+                               : words   ? bytes_of_16
+                                         : bytes_of_8;
+    if (pixels > memory_limit() / most) {
+        throw std::bad_alloc();
+    }
+}
+
+/// Loads the pixels, and warns of those that a lenient load does without.
+void load_into(Picture& picture, const Source& source, const std::string& path,
+               const Placement& placement, bool lenient) {
+    const std::shared_lock no_save(last_header);
+    const std::string& missing = source.description.missing;
+    errno = 0;
+    const int code = load_through(source.format, path.c_str(), picture, placement);
+    if (code != 0 && !(lenient && code == TRELLIS_READ_ERROR)) {
+        throw Error(path, code, system_reason(code, errno));
+    }
+    if (code != 0 || !missing.empty()) {
+        picture.add_warning((missing.empty() ? "a part of the picture" : missing) +
+                            " missing, black in its place");
+    }
 }
 
 /// Saves to a file that is to become `target`; headers get its name.
 void save_beside(const Picture& picture, const pic_format& format, const char* file,
                  const std::string& target, const SaveOptions& options) {
-    call_library(target, [&] { return save_through(format, file, picture, options.compress); });
+    if (picture.depth() == 10 && !is_film(format.type)) {
+        throw Error(target, TRELLIS_NOT_IN_FORMAT_ERROR, "only film formats hold film codes");
+    }
+    call_library(target, [&] { return save_picture(format, file, picture, options); });
     replace_stored_path(file, format, target);
 }
 
 }  // namespace
 
 Description describe(const std::string& path) {
-    return describe(descriptor_of_file(path), path);
+    Source source = source_of(path);
+    if (is_film(source.format.type)) {
+        describe_origin(source.description, path);
+    }
+    return source.description;
 }
 
 Picture load(const std::string& path, const LoadOptions& options) try {
-    const pic_format& format = descriptor_of_file(path);
-    const Description info = describe(format, path);
-    if (info.width < 1 || info.height < 1) {
-        throw Error(path, TRELLIS_UNSUPPORTED_ERROR);
-    }
+    const Source source = source_of(path);
+    const pic_format& format = source.format;
+    const Description& info = source.description;
+    check_loadable(info, path, options.lenient);
     const Region all = {0, 0, info.width - 1, info.height - 1};
     const Region region = options.region.value_or(all);
     if (region.x0 < 0 || region.y0 < 0 || region.x1 > all.x1 || region.y1 > all.y1) {
@@ -168,15 +324,21 @@ Picture load(const std::string& path, const LoadOptions& options) try {
     }
     const Placement placement = {region.x1 - region.x0, region.y1 - region.y0, -region.x0,
                                  -region.y0};
-    Picture picture(loaded_kind(format, info), placement.last_x + 1, placement.last_y + 1,
-                    options.depth.value_or(native_depth(format)));
-    call_library(path, [&] { return load_through(format, path.c_str(), picture, placement); });
+    const int width = placement.last_x + 1;
+    const int height = placement.last_y + 1;
+    const int depth = depth_to_load(source, options);
+    check_memory(source, std::uint64_t(width) * std::uint64_t(height), depth);
+    Picture picture(loaded_kind(format, info), width, height, depth);
+    load_into(picture, source, path, placement, options.lenient);
     // A file of one channel is a mask as it is: no need to weigh three equal colours.
     const bool as_mask = info.kind == TRELLIS_KIND_MASK || options.kind == TRELLIS_KIND_MASK;
     if (as_mask && info.channels == 1 && picture.kind() == TRELLIS_KIND_IMAGE) {
         take_grey_as_mask(picture);
     }
     picture.change_kind(options.kind.value_or(picture.kind()));
+    if (is_film(format.type)) {
+        picture.set_film_header(header_to_keep(path, source.film));
+    }
     return picture;
 } catch (const std::bad_alloc&) {
     throw Error(path, TRELLIS_ALLOCATION_ERROR, "the picture is too large for this machine");

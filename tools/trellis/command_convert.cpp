@@ -38,15 +38,27 @@ void copy_side_files(const std::string& in, const std::string& out, bool same_pi
     }
 }
 
+bool goes_to_film(const Name& out) {
+    const std::string& code =
+        host::format_for_name(out.is_stream() ? "-." + out.format : out.path).code;
+    return code == "DPX" || code == "SMPTE";
+}
+
 }  // namespace
 
 void convert(const Name& in, const Name& out, const host::LoadOptions& load_options,
              MatteChange matte_change, const host::SaveOptions& save_options) {
-    host::Picture picture = load_picture(in, load_options);
+    const bool to_film = goes_to_film(out);
+    host::LoadOptions options = load_options;
+    options.codes = to_film && !options.depth && matte_change == MatteChange::none;
+    host::Picture picture = load_picture(in, options);
     if (matte_change == MatteChange::premultiply) {
         picture.premultiply();
     } else if (matte_change == MatteChange::unpremultiply) {
         picture.unpremultiply();
+    }
+    if (to_film && picture.kind() == TRELLIS_KIND_CUTOUT && !save_options.private_film_layouts) {
+        remark(out.path, "without the matte; --kind cutout keeps it, in a layout of libtrellis");
     }
     save_picture(picture, out, save_options);
     if (in.is_stream() || out.is_stream()) {

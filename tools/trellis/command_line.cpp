@@ -33,17 +33,20 @@ struct Arguments {
     bool unpremultiply = false;
     bool compress = true;
     bool force = false;
+    bool lenient = false;
     bool json = false;
 
     host::LoadOptions load_options() const {
-        host::LoadOptions options = {.kind = kind, .depth = depth};
+        host::LoadOptions options = {.kind = kind, .depth = depth, .lenient = lenient};
         if (!region.empty()) {
             options.region = {region[0], region[1], region[2], region[3]};
         }
         return options;
     }
 
-    host::SaveOptions save_options() const { return {.compress = compress, .force = force}; }
+    host::SaveOptions save_options() const {
+        return {.compress = compress, .force = force, .private_film_layouts = kind.has_value()};
+    }
 
     MatteChange matte_change() const {
         return premultiply     ? MatteChange::premultiply
@@ -70,6 +73,11 @@ void add_force(CLI::App& command, Arguments& arguments) {
     command.add_flag("--force", arguments.force, "Replace OUT if it exists");
 }
 
+void add_lenient(CLI::App& command, Arguments& arguments) {
+    command.add_flag("--lenient", arguments.lenient,
+                     "Load what there is of an incomplete file, and say what is missing");
+}
+
 void add_kind(CLI::App& command, Arguments& arguments) {
     static const std::map<std::string, trellis_kind> kinds = {{"image", TRELLIS_KIND_IMAGE},
                                                               {"cutout", TRELLIS_KIND_CUTOUT},
@@ -77,7 +85,9 @@ void add_kind(CLI::App& command, Arguments& arguments) {
     const auto set = [&](const std::string& word) { arguments.kind = kinds.at(word); };
     command
         .add_option_function<std::string>(
-            "--kind", set, "Treat pictures as image, cutout or mask (default: what the file holds)")
+            "--kind", set,
+            "Treat pictures as image, cutout or mask (default: what the file holds; DPX and "
+            "Cineon files get the image)")
         ->check(CLI::IsMember({"image", "cutout", "mask"}));
 }
 
@@ -132,6 +142,7 @@ Action declare_convert(CLI::App& command, Arguments& arguments) {
     add_in(command, arguments, "IN");
     add_out(command, arguments);
     add_kind(command, arguments);
+    add_lenient(command, arguments);
     command
         .add_option("--depth", arguments.depth,
                     "Sample bits on the way, 8 or 16 (default: those of IN)")
@@ -183,6 +194,7 @@ Action declare_compare(CLI::App& command, Arguments& arguments) {
     add_in(command, arguments, "A");
     add_out(command, arguments, "B");
     add_kind(command, arguments);
+    add_lenient(command, arguments);
     command
         .add_option("--tolerance", arguments.tolerance,
                     "Greatest difference of samples that is none (default: 0)")

@@ -1,14 +1,28 @@
 #include "pictures.h"
 
 #include "command_line.h"
+#include "output.h"
 #include "progress_bar.h"
 
 namespace tool {
 
+namespace {
+
+host::Picture load_shown(const std::string& path, const std::string& shown,
+                         const host::LoadOptions& options) {
+    const ProgressBar bar("loading", shown);
+    return host::load(path, options);
+}
+
+}  // namespace
+
 host::Picture load_picture(const Name& name, const host::LoadOptions& options) {
     return read_from(name, [&](const std::string& path) {
-        const ProgressBar bar("loading", name.path);
-        return host::load(path, options);
+        host::Picture picture = load_shown(path, name.path, options);
+        for (const std::string& warning : picture.warnings()) {
+            remark(name.path, warning);
+        }
+        return picture;
     });
 }
 

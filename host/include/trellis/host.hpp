@@ -27,6 +27,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -98,10 +99,11 @@ class Samples {
 /// |-------|---------------------|----------------------------------|-------------|
 /// | 8     | bytes, 0 to 255     | 4 bytes: spare, blue, green, red | 1 byte      |
 /// | 16    | 16-bit, 0 to 16383  | 3 words: blue, green, red        | 1 word      |
+/// | 10    | 16-bit, 0 to 1023   | as with 16: a film file's codes  | 1 word      |
 ///
-/// Rows run upward, row 0 being the bottom line, without gaps. A matte of 255 or 16383 is opaque;
-/// colours are not multiplied by it. The buffers belong to the picture. Pictures can be moved, not
-/// copied.
+/// Rows run upward, row 0 being the bottom line, without gaps. The greatest sample of a matte is
+/// opaque; colours are not multiplied by it. The buffers belong to the picture. Pictures can be
+/// moved, not copied.
 class Picture {
   public:
     static constexpr std::size_t colour_size = 4;  // bytes of an 8-bit pixel
@@ -129,8 +131,11 @@ class Picture {
     std::uint8_t* colour_at(int x, int y) { return colour() + index(x, y) * colour_size; }
     std::uint8_t* matte_at(int x, int y) { return matte() + index(x, y); }
 
+    bool has_words() const { return depth_ != 8; }
+    int greatest_sample() const { return depth_ == 8 ? 255 : depth_ == 10 ? 1023 : 16383; }
+
     /// Samples of a colour pixel, and which of them is the first that is not spare.
-    int colour_samples() const { return depth_ == 16 ? 3 : 4; }
+    int colour_samples() const { return has_words() ? 3 : 4; }
     int first_colour() const { return colour_samples() - 3; }
 
     /// Adds, drops or makes buffers until the picture is of the wanted kind: what has no matte is
@@ -142,6 +147,21 @@ class Picture {
     /// transparent pixel becomes black. Other kinds stay as they are.
     void premultiply();
     void unpremultiply();
+
+    /// What was lenient about the load: one sentence for everything that the file should hold and
+    /// does not. Empty for most pictures.
+    const std::vector<std::string>& warnings() const { return warnings_; }
+    void add_warning(std::string warning) { warnings_.push_back(std::move(warning)); }
+
+    /// The header of the DPX or Cineon file that the picture comes from, made ready to save from;
+    /// empty for other pictures. A save in the same format keeps what it says: time code, frame
+    /// rate, project, input device, transfer and so on.
+    struct FilmHeader {
+        unsigned int type = 0;  // a trellis_format_type
+        std::vector<std::uint8_t> bytes = {};
+    };
+    const FilmHeader& film_header() const { return film_header_; }
+    void set_film_header(FilmHeader header) { film_header_ = std::move(header); }
 
   private:
     Samples new_colour() const;
@@ -162,6 +182,8 @@ class Picture {
     int depth_ = 8;
     Samples colour_;
     Samples matte_;
+    FilmHeader film_header_;
+    std::vector<std::string> warnings_;
 };
 
 /// "image", "cutout", "mask" or "other".
@@ -187,6 +209,10 @@ struct Format {
 /// All formats, in an order that never changes. The span lives as long as the program.
 std::span<const Format> formats();
 
+/// The format in which a picture of this depth is saved under a name, by its extension. Throws
+/// Error.
+const Format& format_for_name(const std::string& path, int depth = 8);
+
 /// What a file holds, by its header.
 struct Description {
     const Format* format = nullptr;  // one of formats()
@@ -194,8 +220,23 @@ struct Description {
     int width = 0;
     int height = 0;
     int channels = 0;
-    int depth = 0;  // bits of a sample
+    int depth = 0;  // bits of a sample in the file
     bool compressed = false;
+
+    /// What follows is empty where the file, or its format, does not say it.
+    std::string byte_order = {};  // "big-endian" or "little-endian"
+    std::string packing = {};     // of samples in words
+    std::string transfer = {};    // how samples stand for light
+    std::string time_code = {};   // "01:02:03:04"
+    std::optional<float> frame_rate = {};
+    std::string creator = {};
+
+    /// Why `load` refuses the file, with the code of its Error; empty when it does not.
+    std::string refusal = {};
+    int refusal_code = 0;
+
+    /// What the file should hold and does not, which `load` excuses only when it is lenient.
+    std::string missing = {};
 };
 
 /// Throws Error, for files that no format knows too.
@@ -249,6 +290,8 @@ struct LoadOptions {
     std::optional<trellis_kind> kind = {};  // the file's own, if none is asked for
     std::optional<Region> region = {};      // the whole picture, if none is asked for
     std::optional<int> depth = {};          // 8 or 16; that of the format, if none is asked for
+    bool codes = false;    // depth 10 for film files that have such codes, if no kind is asked for
+    bool lenient = false;  // load what there is of an incomplete file, and warn
 };
 
 /// Throws Error.
@@ -260,6 +303,10 @@ Picture load_catalogue(const std::string& path);
 struct SaveOptions {
     bool compress = true;  // where the format can
     bool force = false;    // replace a file that exists
+
+    /// DPX and Cineon files have no layout for mattes that all programs share, so only colours go
+    /// there, a mask as grey. This asks for the layouts that no other program reads.
+    bool private_film_layouts = false;
 };
 
 /// Saves in the format that the extension names. The file appears whole or not at all. Throws

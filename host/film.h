@@ -1,0 +1,27 @@
+#pragma once
+
+// What the host has to know of film files beyond their pixels.
+
+#include <string>
+
+#include "trellis/film.h"
+#include "trellis/host.hpp"
+
+namespace trellis::host {
+
+constexpr bool is_film(unsigned int type) {
+    return type == TRELLIS_TYPE_DPX || type == TRELLIS_TYPE_CINEON;
+}
+
+/// What a DPX or Cineon file really holds. Throws Error.
+trellis_film_info film_info(const std::string& path);
+
+/// Complete the description of a film file: all that a load wants to know, and where it is from.
+void describe_pixels(Description& description, const trellis_film_info& info);
+void describe_origin(Description& description, const std::string& path);
+
+/// The header of a film file as a save can start from it: big-endian, as long as a save wants it,
+/// and saying of the pixels what a save is about to write. Everything else in it is the file's own.
+Picture::FilmHeader header_to_keep(const std::string& path, const trellis_film_info& info);
+
+}  // namespace trellis::host
