@@ -84,7 +84,8 @@ std::string text_of(const Header& header, std::string_view section, std::string_
 std::optional<float> rate_of(const Header& header, std::string_view section) {
     const HeaderField::Value* value = find(header, section, "frame rate");
     const auto* rate = value == nullptr ? nullptr : std::get_if<float>(value);
-    return rate != nullptr && *rate > 0 ? std::optional(*rate) : std::nullopt;
+    // Some programs write numbers here that are none in the file's byte order.
+    return rate != nullptr && *rate >= 1 && *rate < 100000 ? std::optional(*rate) : std::nullopt;
 }
 
 // Two digits a byte, hours first in big-endian files; all ones are no time code.

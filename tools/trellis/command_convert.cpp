@@ -39,6 +39,9 @@ void copy_side_files(const std::string& in, const std::string& out, bool same_pi
 }
 
 bool goes_to_film(const Name& out) {
+    if (out.is_stream() && out.format.empty()) {
+        return false;
+    }
     const std::string& code =
         host::format_for_name(out.is_stream() ? "-." + out.format : out.path).code;
     return code == "DPX" || code == "SMPTE";
