@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 
 #include "pixels/layouts.h"
 #include "pixels/plain.h"
@@ -957,18 +958,86 @@ void pack_film(FilmLayout layout, const std::uint16_t* colour, const std::uint16
                      bytes + pixel_size(layout) * x);
 }
 
-TRELLIS_AVX2 std::size_t find_triple(const std::uint8_t* bytes, std::size_t from,
-                                     std::size_t size) {
-    for (; from + 2 + sizeof(__m256i) <= size; from += sizeof(__m256i)) {
-        const __m256i first = load(bytes + from);
-        const __m256i equal = _mm256_and_si256(_mm256_cmpeq_epi8(first, load(bytes + from + 1)),
-                                               _mm256_cmpeq_epi8(first, load(bytes + from + 2)));
-        const auto mask = static_cast<std::uint32_t>(_mm256_movemask_epi8(equal));
-        if (mask != 0) {
-            return from + static_cast<std::size_t>(std::countr_zero(mask));
-        }
+// Makes runs of masks, of which each bit says whether a run goes on behind that place.
+class RunCollector {
+  public:
+    /// A run ends so many places behind the last one that says so.
+    RunCollector(Run* runs, std::size_t lag) : runs_(runs), lag_(lag) {}
+
+    TRELLIS_AVX2 void add(std::uint64_t mask, std::size_t at) {
+        const std::uint64_t before = mask << 1 | open_;
+        open_ = mask >> 63;
+        begins_ += store_places(mask & ~before, at, &Run::begin, runs_ + begins_);
+        ends_ += store_places(before & ~mask, at + lag_, &Run::end, runs_ + ends_);
     }
-    return plain::find_triple(bytes, from, size);
+
+    std::size_t count() const { return ends_; }
+
+  private:
+    // Four at once: how many there are is not to be foreseen, but mostly few.
+    TRELLIS_AVX2 static std::size_t store_places(std::uint64_t mask, std::size_t at,
+                                                 std::size_t Run::*place, Run* runs) {
+        constexpr std::uint64_t highest = std::uint64_t{1} << 63;
+        const auto count = static_cast<std::size_t>(std::popcount(mask));
+        for (std::size_t i = 0; i < count; i += 4) {
+            for (std::size_t k = 0; k < 4; ++k) {
+                runs[i + k].*place = at + static_cast<std::size_t>(__builtin_ctzll(mask | highest));
+                mask &= mask - 1;
+            }
+        }
+        return count;
+    }
+
+    Run* runs_;
+    std::size_t lag_;
+    std::size_t begins_ = 0;
+    std::size_t ends_ = 0;
+    std::uint64_t open_ = 0;
+};
+
+// Where three equal bytes begin, of 32.
+TRELLIS_AVX2 std::uint64_t triples(const std::uint8_t* bytes) {
+    const __m256i first = load(bytes);
+    const __m256i equal = _mm256_and_si256(_mm256_cmpeq_epi8(first, load(bytes + 1)),
+                                           _mm256_cmpeq_epi8(first, load(bytes + 2)));
+    return static_cast<std::uint32_t>(_mm256_movemask_epi8(equal));
+}
+
+TRELLIS_AVX2 std::size_t find_byte_runs(const std::uint8_t* bytes, std::size_t size, Run* runs) {
+    RunCollector collector(runs, 2);
+    std::size_t at = 0;
+    for (; at + 64 + 2 <= size; at += 64) {
+        collector.add(triples(bytes + at) | triples(bytes + at + 32) << 32, at);
+    }
+    std::uint64_t rest = 0;
+    for (std::size_t i = at; i + 2 < size; ++i) {
+        const bool equal = bytes[i] == bytes[i + 1] && bytes[i] == bytes[i + 2];
+        rest |= std::uint64_t{equal} << (i - at);
+    }
+    collector.add(rest, at);
+    return collector.count();
+}
+
+TRELLIS_AVX2 std::size_t find_pixel_runs(const std::uint8_t* row, std::size_t count, Run* runs) {
+    RunCollector collector(runs, 1);
+    std::size_t at = 0;
+    for (; at + 64 + 1 <= count; at += 64) {
+        std::uint64_t mask = 0;
+        for (std::size_t i = 0; i < 64; i += 8) {
+            const std::uint8_t* from = row + 4 * (at + i);
+            const __m256i equal = _mm256_cmpeq_epi32(load(from), load(from + 4));
+            const int places = _mm256_movemask_ps(_mm256_castsi256_ps(equal));
+            mask |= static_cast<std::uint64_t>(places) << i;
+        }
+        collector.add(mask, at);
+    }
+    std::uint64_t rest = 0;
+    for (std::size_t i = at; i + 1 < count; ++i) {
+        const bool equal = std::memcmp(row + 4 * i, row + 4 * (i + 1), 4) == 0;
+        rest |= std::uint64_t{equal} << (i - at);
+    }
+    collector.add(rest, at);
+    return collector.count();
 }
 
 TRELLIS_AVX2 std::size_t find_run_end(const std::uint8_t* bytes, std::size_t from, std::size_t size,
@@ -982,6 +1051,61 @@ TRELLIS_AVX2 std::size_t find_run_end(const std::uint8_t* bytes, std::size_t fro
         }
     }
     return plain::find_run_end(bytes, from, size, value);
+}
+
+// Stores one value or a literal in steps, the first of them in any case.
+TRELLIS_AVX2 void store_in_steps(std::uint8_t* to, std::size_t count, __m256i value) {
+    store(to, value);
+    for (std::size_t x = sizeof value; x < count; x += sizeof value) {
+        store(to + x, value);
+    }
+}
+
+TRELLIS_AVX2 void copy_in_steps(std::uint8_t* to, std::size_t count, const std::uint8_t* from) {
+    store(to, load(from));
+    for (std::size_t x = sizeof(__m256i); x < count; x += sizeof(__m256i)) {
+        store(to + x, load(from + x));
+    }
+}
+
+// Whether a literal or a run comes next is not to be foreseen, but a run follows nearly every
+// literal: each step makes both, the literal perhaps of no bytes. Long runs mostly come together,
+// and have a step of their own.
+TRELLIS_AVX2 Decoded decode_packets(const std::uint8_t* packets, std::size_t size,
+                                    std::uint8_t* bytes, std::size_t room) {
+    constexpr std::uint8_t run_flag = 128;
+    constexpr std::uint8_t long_run = run_flag + sizeof(__m256i);
+    constexpr std::ptrdiff_t most_read = 1 + 128 + 2;
+    constexpr std::ptrdiff_t most_written = 128 + 128;
+    const std::uint8_t* from = packets;
+    const std::uint8_t* const from_end = packets + size;
+    std::uint8_t* to = bytes;
+    std::uint8_t* const to_end = bytes + room;
+    while (from_end - from >= most_read && to_end - to >= most_written) {
+        const std::size_t header = from[0];
+        if (header >= long_run) {
+            store_in_steps(to, header - 127, _mm256_set1_epi8(static_cast<char>(from[1])));
+            to += header - 127;
+            from += 2;
+            continue;
+        }
+        const std::size_t literal_mask = header < run_flag ? SIZE_MAX : 0;
+        const std::size_t literal = (header + 1) & literal_mask;
+        copy_in_steps(to, literal, from + 1);
+        to += literal;
+        from += (header + 2) & literal_mask;
+        if (from[0] < run_flag) {
+            continue;
+        }
+        const std::size_t run = from[0] - std::size_t{127};
+        store_in_steps(to, run, _mm256_set1_epi8(static_cast<char>(from[1])));
+        to += run;
+        from += 2;
+    }
+    const Decoded rest = plain::decode_packets(from, static_cast<std::size_t>(from_end - from), to,
+                                               static_cast<std::size_t>(to_end - to));
+    return {static_cast<std::size_t>(from - packets) + rest.read,
+            static_cast<std::size_t>(to - bytes) + rest.written};
 }
 
 template <class Sample>
@@ -1017,8 +1141,10 @@ constexpr Kernels avx2_kernels = {
     .unpack_film = unpack_film,
     .pack_film = pack_film,
     .transpose = plain::transpose,
-    .find_triple = find_triple,
+    .find_byte_runs = find_byte_runs,
+    .find_pixel_runs = find_pixel_runs,
     .find_run_end = find_run_end,
+    .decode_packets = decode_packets,
 };
 
 }  // namespace trellis::pixels

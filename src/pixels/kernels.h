@@ -44,6 +44,23 @@ struct ByteRows {
     }
 };
 
+/// Equal neighbours in a row, from `begin` to before `end`.
+struct Run {
+    std::size_t begin;
+    std::size_t end;
+};
+
+/// The room that the search for runs needs in their array: vectors store four at once.
+constexpr std::size_t room_for_runs(std::size_t count) {
+    return count / 2 + 4;
+}
+
+/// How far a decoding of packets came, in bytes.
+struct Decoded {
+    std::size_t read;
+    std::size_t written;
+};
+
 /// Between the shapes of pixels whose samples are of one depth. The spare byte of 8-bit colour
 /// pixels is neither read nor written.
 template <class Sample>
@@ -140,12 +157,22 @@ struct Kernels {
                       std::uint8_t* to, std::ptrdiff_t to_pitch, std::size_t rows,
                       std::size_t columns);
 
-    /// The first place from `from` on where three equal bytes begin, or `size` if there is none.
-    std::size_t (*find_triple)(const std::uint8_t* bytes, std::size_t from, std::size_t size);
+    /// Finds the runs of three and more equal bytes, or of two and more equal pixels of four bytes,
+    /// and returns how many there are.
+    std::size_t (*find_byte_runs)(const std::uint8_t* bytes, std::size_t size, Run* runs);
+    std::size_t (*find_pixel_runs)(const std::uint8_t* row, std::size_t count, Run* runs);
 
     /// The first place from `from` on that does not hold `value`, or `size` if there is none.
     std::size_t (*find_run_end)(const std::uint8_t* bytes, std::size_t from, std::size_t size,
                                 std::uint8_t value);
+
+    /// Decodes whole packets of at most 128 bytes, each a header byte h and
+    ///   h < 128:   a literal, the next h + 1 bytes as they are,
+    ///   h >= 128:  a run, the next byte h - 127 times,
+    /// and stops before one that is cut short or for which there is not enough room. What the room
+    /// held behind the bytes that were written is lost.
+    Decoded (*decode_packets)(const std::uint8_t* packets, std::size_t size, std::uint8_t* bytes,
+                              std::size_t room);
 };
 
 /// The table in use: the best that the processor has, chosen by the first call.

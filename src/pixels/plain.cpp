@@ -404,13 +404,34 @@ void transpose(std::size_t size, const std::uint8_t* from, std::ptrdiff_t from_p
     by_size[size - 1](from, from_pitch, to, to_pitch, rows, columns);
 }
 
-std::size_t find_triple(const std::uint8_t* bytes, std::size_t from, std::size_t size) {
-    for (; from + 2 < size; ++from) {
-        if (bytes[from] == bytes[from + 1] && bytes[from] == bytes[from + 2]) {
-            return from;
+namespace {
+
+template <class Same>
+std::size_t find_runs(std::size_t count, std::size_t shortest, Run* runs, Same same) {
+    std::size_t found = 0;
+    for (std::size_t begin = 0, end = 0; begin < count; begin = end) {
+        end = begin + 1;
+        while (end < count && same(begin, end)) {
+            ++end;
+        }
+        if (end - begin >= shortest) {
+            runs[found++] = {begin, end};
         }
     }
-    return size;
+    return found;
+}
+
+}  // namespace
+
+std::size_t find_byte_runs(const std::uint8_t* bytes, std::size_t size, Run* runs) {
+    return find_runs(size, 3, runs,
+                     [=](std::size_t a, std::size_t b) { return bytes[a] == bytes[b]; });
+}
+
+std::size_t find_pixel_runs(const std::uint8_t* row, std::size_t count, Run* runs) {
+    return find_runs(count, 2, runs, [=](std::size_t a, std::size_t b) {
+        return std::memcmp(row + 4 * a, row + 4 * b, 4) == 0;
+    });
 }
 
 std::size_t find_run_end(const std::uint8_t* bytes, std::size_t from, std::size_t size,
@@ -419,6 +440,39 @@ std::size_t find_run_end(const std::uint8_t* bytes, std::size_t from, std::size_
         ++from;
     }
     return from;
+}
+
+// Packets are made in steps of this size for as long as what they read and write beyond the packet
+// is there. That spares a call for every packet, most being short.
+constexpr std::size_t step = 32;
+constexpr std::size_t most_covered = 128;
+
+Decoded decode_packets(const std::uint8_t* packets, std::size_t size, std::uint8_t* bytes,
+                       std::size_t room) {
+    Decoded done{};
+    while (size - done.read >= 2) {
+        const std::uint8_t* from = packets + done.read;
+        std::uint8_t* to = bytes + done.written;
+        const bool is_run = from[0] >= 128;
+        const std::size_t covered = from[0] % 128 + std::size_t{1};
+        const std::size_t taken = is_run ? 2 : 1 + covered;
+        if (taken > size - done.read || covered > room - done.written) {
+            break;
+        }
+        const bool in_steps =
+            room - done.written >= most_covered && (is_run || size - done.read > most_covered);
+        const std::size_t at_once = in_steps ? step : covered;
+        for (std::size_t x = 0; x < covered; x += at_once) {
+            if (is_run) {
+                std::memset(to + x, from[1], at_once);
+            } else {
+                std::memcpy(to + x, from + 1 + x, at_once);
+            }
+        }
+        done.read += taken;
+        done.written += covered;
+    }
+    return done;
 }
 
 template void join(const std::uint8_t*, const std::uint8_t*, std::uint8_t*, std::size_t);

@@ -44,9 +44,12 @@ void pack_film(FilmLayout layout, const std::uint16_t* colour, const std::uint16
                std::size_t count, std::uint8_t* bytes);
 void transpose(std::size_t size, const std::uint8_t* from, std::ptrdiff_t from_pitch,
                std::uint8_t* to, std::ptrdiff_t to_pitch, std::size_t rows, std::size_t columns);
-std::size_t find_triple(const std::uint8_t* bytes, std::size_t from, std::size_t size);
+std::size_t find_byte_runs(const std::uint8_t* bytes, std::size_t size, Run* runs);
+std::size_t find_pixel_runs(const std::uint8_t* row, std::size_t count, Run* runs);
 std::size_t find_run_end(const std::uint8_t* bytes, std::size_t from, std::size_t size,
                          std::uint8_t value);
+Decoded decode_packets(const std::uint8_t* packets, std::size_t size, std::uint8_t* bytes,
+                       std::size_t room);
 
 template <class Sample>
 constexpr Shapes<Sample> shapes = {
@@ -79,8 +82,10 @@ inline constexpr Kernels kernels = {
     .unpack_film = unpack_film,
     .pack_film = pack_film,
     .transpose = transpose,
-    .find_triple = find_triple,
+    .find_byte_runs = find_byte_runs,
+    .find_pixel_runs = find_pixel_runs,
     .find_run_end = find_run_end,
+    .decode_packets = decode_packets,
 };
 
 }  // namespace trellis::pixels::plain

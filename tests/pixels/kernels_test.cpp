@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <deque>
 
@@ -113,11 +114,36 @@ void transpose(Rows& r) {
     }
 }
 
-/// Among few values and among many; from every place.
-void find_runs(Rows& r, std::size_t (*find)(Rows&, const u8* bytes, std::size_t from)) {
+/// Among few values and among many.
+template <std::size_t (*Kernels::*find)(const u8*, std::size_t, Run*), std::size_t size>
+void find_runs(Rows& r) {
     for (const unsigned int range : {0U, 1U, 3U, 255U}) {
+        Bytes row(size * r.n);
+        const u8* values = r.row(r.n, range);
+        for (std::size_t i = 0; i < row.size(); ++i) { row[i] = i % size == r.n % size ? values[i / size] : u8{7}; }
+        std::vector<Run> runs(room_for_runs(r.n));
+        const std::size_t found = (r.k.*find)(row.data(), r.n, runs.data());
+        r.result(found);
+        for (std::size_t i = 0; i < found; ++i) { r.result(runs[i].begin), r.result(runs[i].end); }
+    }
+}
+
+void find_run_end(Rows& r) {
+    for (const unsigned int range : {0U, 1U, 3U}) {
         const u8* bytes = r.row(r.n, range);
-        for (std::size_t from = 0; from < r.n; ++from) { r.result(find(r, bytes, from)); }
+        for (std::size_t from = 0; from < r.n; ++from) { r.result(r.k.find_run_end(bytes, from, r.n, bytes[from])); }
+    }
+}
+
+/// Short packets and long ones, in too little room and in enough.
+void decode_packets(Rows& r) {
+    for (const unsigned int range : {0x83U, 0xA7U, 0xFFU}) {
+        for (const std::size_t room : {r.n / 2, r.n, 3 * r.n}) {
+            u8* bytes = r.row(room);
+            const Decoded done = r.k.decode_packets(r.row(r.n, range), r.n, bytes, room);
+            r.result(done.read), r.result(done.written);
+            std::fill(bytes + done.written, bytes + room, u8{0});
+        }
     }
 }
 
@@ -178,16 +204,10 @@ const struct {
     {"unpack_film", unpack_film},
     {"pack_film", pack_film},
     {"transpose", transpose},
-    {"find_triple",
-     [](Rows& r) {
-         find_runs(r, [](Rows& at, const u8* bytes, std::size_t from) { return at.k.find_triple(bytes, from, at.n); });
-     }},
-    {"find_run_end",
-     [](Rows& r) {
-         find_runs(r, [](Rows& at, const u8* bytes, std::size_t from) {
-             return at.k.find_run_end(bytes, from, at.n, bytes[from]);
-         });
-     }},
+    {"find_byte_runs", find_runs<&Kernels::find_byte_runs, 1>},
+    {"find_pixel_runs", find_runs<&Kernels::find_pixel_runs, 4>},
+    {"find_run_end", find_run_end},
+    {"decode_packets", decode_packets},
 };
 
 static_assert(std::size(operations) + 1 == sizeof(Kernels) / sizeof(void*), "each operation of the table has its case");

@@ -39,7 +39,8 @@ Decoded PacketStream::pass_whole_packets(std::uint64_t count, std::uint8_t* to) 
     }
     const std::span<const std::uint8_t> packets = window(input_buffer_size);
     return to == nullptr ? skip_runs(packets, count)
-                         : decode_runs(packets, {to, static_cast<std::size_t>(count)});
+                         : pixels::kernels().decode_packets(packets.data(), packets.size(), to,
+                                                            static_cast<std::size_t>(count));
 }
 
 Error PacketStream::open_packet() {

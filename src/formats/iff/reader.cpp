@@ -150,9 +150,14 @@ class TileReader {
         visible.y1 = std::min(visible.y1, tile.y0 + static_cast<std::int64_t>(rows) - 1);
     }
 
-    // All planes are one stream of packets, of which only the visible pixels are kept: rows that
-    // are visible from end to end in one piece, others one by one.
+    // All planes are one stream of packets, of which only the visible pixels are kept: a tile that
+    // is visible as a whole in one piece, rows that are in one a plane, others one by one.
     Error decode_planes(PacketStream& stream, const Rectangle& tile, const Rectangle& visible) {
+        if (area(visible) == area(tile)) {
+            const auto size = static_cast<std::size_t>(header_.channels() * area(tile));
+            TRELLIS_TRY(stream.decode({planes_.data(), size}));
+            return stream.at_packet_end() ? Error::none : Error::read;
+        }
         const std::int64_t rows = visible.width() == tile.width() ? visible.height() : 1;
         const auto size = static_cast<std::size_t>(rows * visible.width());
         std::uint8_t* to = planes_.data();

@@ -1,6 +1,7 @@
 #include "formats/iff/run_length.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 #include "pixels/kernels.h"
@@ -9,120 +10,113 @@ namespace trellis::iff {
 
 namespace {
 
-// Copies and fills of a packet are made in steps of this size, for as long as what they read and
-// write beyond the packet is there. That spares a call for every packet, most being short.
-constexpr std::size_t step = 32;
-static_assert(most_covered % step == 0);
-
-void fill_in_steps(std::uint8_t* to, std::size_t count, std::uint8_t value) {
-    for (std::size_t done = 0; done < count; done += step) {
-        std::memset(to + done, value, step);
-    }
-}
-
-void copy_in_steps(std::uint8_t* to, std::size_t count, const std::uint8_t* from) {
-    for (std::size_t done = 0; done < count; done += step) {
-        std::memcpy(to + done, from + done, step);
-    }
-}
-
-// The first place from `from` on where three equal bytes begin, or `size`. Where one run follows
-// another, as in charts, the processor foresees the answer.
-std::size_t find_triple(const pixels::Kernels& kernels, const std::uint8_t* bytes, std::size_t from,
-                        std::size_t size) {
-    const bool at_once =
-        from + 2 < size && bytes[from] == bytes[from + 1] && bytes[from] == bytes[from + 2];
-    return at_once ? from : kernels.find_triple(bytes, from, size);
-}
-
-// The code as it grows. A packet that does not fit makes the rest fail.
-class Code {
+// Packets as they are made of `bytes`, one after the other. A packet that does not fit makes the
+// rest fail.
+class PacketWriter {
   public:
-    explicit Code(std::span<std::uint8_t> room) : room_(room) {}
+    PacketWriter(std::span<const std::uint8_t> bytes, std::span<std::uint8_t> room)
+        : bytes_(bytes), room_(room) {}
 
-    bool append_literal(const std::uint8_t* bytes, std::size_t count) {
-        while (count > 0) {
-            const std::size_t covered = std::min(count, most_covered);
+    /// How many bytes are in packets.
+    std::size_t done() const { return done_; }
+
+    /// The size of the packets.
+    std::size_t size() const { return size_; }
+
+    /// Appends literals up to `run.begin`, and the run.
+    bool append(const pixels::Run& run) {
+        const std::size_t literal = run.begin - done_;
+        const std::size_t covered = run.end - run.begin;
+        // Most are short. They are made at once, whatever their length: a literal of none is
+        // overwritten by the run, and what is copied beyond one as well.
+        if (literal <= step && covered <= most_covered && bytes_.size() - done_ >= step &&
+            room_.size() - size_ >= 1 + step + run_packet_size) {
+            std::uint8_t* to = &room_[size_];
+            to[0] = static_cast<std::uint8_t>(literal - 1);
+            std::memcpy(to + 1, &bytes_[done_], step);
+            to += literal > 0 ? 1 + literal : 0;
+            to[0] = static_cast<std::uint8_t>(covered - 1 + run_flag);
+            to[1] = bytes_[run.begin];
+            size_ = static_cast<std::size_t>(to - room_.data()) + run_packet_size;
+            done_ = run.end;
+            return true;
+        }
+        return append_literals(run.begin) && append_runs(run.end);
+    }
+
+  private:
+    static constexpr std::size_t step = 32;
+
+    bool append_literals(std::size_t end) {
+        while (done_ < end) {
+            const std::size_t covered = std::min(end - done_, most_covered);
             if (room_.size() - size_ < 1 + covered) {
                 return false;
             }
             room_[size_] = static_cast<std::uint8_t>(covered - 1);
-            std::memcpy(&room_[size_ + 1], bytes, covered);
+            std::memcpy(&room_[size_ + 1], &bytes_[done_], covered);
             size_ += 1 + covered;
-            bytes += covered;
-            count -= covered;
+            done_ += covered;
         }
         return true;
     }
 
-    bool append_run(std::uint8_t value, std::size_t count) {
-        while (count > 0) {
-            const std::size_t covered = std::min(count, most_covered);
+    bool append_runs(std::size_t end) {
+        while (done_ < end) {
+            const std::size_t covered = std::min(end - done_, most_covered);
             if (room_.size() - size_ < run_packet_size) {
                 return false;
             }
             room_[size_] = static_cast<std::uint8_t>(covered - 1 + run_flag);
-            room_[size_ + 1] = value;
+            room_[size_ + 1] = bytes_[done_];
             size_ += run_packet_size;
-            count -= covered;
+            done_ += covered;
         }
         return true;
     }
 
-    std::size_t size() const { return size_; }
-
-  private:
+    std::span<const std::uint8_t> bytes_;
     std::span<std::uint8_t> room_;
+    std::size_t done_ = 0;
     std::size_t size_ = 0;
 };
 
-}  // namespace
+// Runs are searched for in pieces of this many bytes: whole vectors, and what they look ahead.
+constexpr std::size_t piece_size = 64 * 64 + 2;
 
-Decoded decode_runs(std::span<const std::uint8_t> code, std::span<std::uint8_t> bytes) {
-    const std::uint8_t* from = code.data();
-    const std::uint8_t* const from_end = from + code.size();
-    std::uint8_t* to = bytes.data();
-    std::uint8_t* const to_end = to + bytes.size();
-    while (from_end - from >= std::ptrdiff_t{run_packet_size}) {
-        const std::size_t header = *from;
-        const auto left = static_cast<std::size_t>(from_end - from);
-        const auto room = static_cast<std::size_t>(to_end - to);
-        if (header >= run_flag) {
-            const std::size_t count = header - run_flag + 1;
-            if (room >= most_covered) {
-                fill_in_steps(to, count, from[1]);
-            } else if (room >= count) {
-                std::memset(to, from[1], count);
-            } else {
-                break;
+// Makes packets up to the last run of three and more.
+bool encode_up_to_last_run(std::span<const std::uint8_t> bytes, PacketWriter& packets) {
+    const pixels::Kernels& kernels = pixels::kernels();
+    std::array<pixels::Run, pixels::room_for_runs(piece_size)> runs;
+    for (std::size_t from = 0; from + 2 < bytes.size();) {
+        const std::size_t size = std::min(bytes.size() - from, piece_size);
+        const std::size_t found = kernels.find_byte_runs(&bytes[from], size, runs.data());
+        for (pixels::Run run : std::span(runs).first(found)) {
+            run = {from + run.begin, from + run.end};
+            if (run.end == from + size) {
+                run.end =
+                    kernels.find_run_end(bytes.data(), run.end, bytes.size(), bytes[run.begin]);
             }
-            from += run_packet_size;
-            to += count;
-        } else {
-            const std::size_t count = header + 1;
-            if (room >= most_covered && left > most_covered) {
-                copy_in_steps(to, count, from + 1);
-            } else if (room >= count && left > count) {
-                std::memcpy(to, from + 1, count);
-            } else {
-                break;
+            if (!packets.append(run)) {
+                return false;
             }
-            from += 1 + count;
-            to += count;
         }
+        // The last two bytes of the piece may be the first of three.
+        from = std::max(packets.done(), from + size - 2);
     }
-    return {static_cast<std::size_t>(from - code.data()),
-            static_cast<std::size_t>(to - bytes.data())};
+    return true;
 }
 
-Decoded skip_runs(std::span<const std::uint8_t> code, std::uint64_t count) {
+}  // namespace
+
+Decoded skip_runs(std::span<const std::uint8_t> packets, std::uint64_t count) {
     Decoded done{};
-    while (done.read < code.size()) {
-        const std::size_t header = code[done.read];
+    while (done.read < packets.size()) {
+        const std::size_t header = packets[done.read];
         const bool is_run = header >= run_flag;
         const std::size_t covered = (is_run ? header - run_flag : header) + 1;
         const std::size_t size = is_run ? run_packet_size : 1 + covered;
-        if (size > code.size() - done.read || covered > count - done.written) {
+        if (size > packets.size() - done.read || covered > count - done.written) {
             break;
         }
         done.read += size;
@@ -132,21 +126,21 @@ Decoded skip_runs(std::span<const std::uint8_t> code, std::uint64_t count) {
 }
 
 std::size_t encode_runs(std::span<const std::uint8_t> bytes, std::span<std::uint8_t> room) {
-    const pixels::Kernels& kernels = pixels::kernels();
-    Code code(room);
-    const std::size_t size = bytes.size();
-    for (std::size_t i = 0; i < size;) {
-        // Without another triple, all but the last two bytes are literal.
-        const std::size_t triple = find_triple(kernels, bytes.data(), i, size);
-        const std::size_t run =
-            triple < size ? triple : std::max(i, size - std::min<std::size_t>(size, 2));
-        const std::size_t end = kernels.find_run_end(bytes.data(), run, size, bytes[run]);
-        if (!code.append_literal(&bytes[i], run - i) || !code.append_run(bytes[run], end - run)) {
+    PacketWriter packets(bytes, room);
+    if (!encode_up_to_last_run(bytes, packets)) {
+        return 0;
+    }
+    // Of the rest, all but the last two bytes are literal.
+    while (packets.done() < bytes.size()) {
+        const std::size_t begin =
+            std::max(packets.done(), bytes.size() - std::min<std::size_t>(bytes.size(), 2));
+        const std::size_t end =
+            begin + 1 < bytes.size() && bytes[begin] == bytes[begin + 1] ? begin + 2 : begin + 1;
+        if (!packets.append({begin, end})) {
             return 0;
         }
-        i = end;
     }
-    return code.size();
+    return packets.size();
 }
 
 }  // namespace trellis::iff

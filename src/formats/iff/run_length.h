@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <span>
 
+#include "pixels/kernels.h"
+
 namespace trellis::iff {
 
 /// What a packet covers at most, and the size of one that is a run.
@@ -17,16 +19,7 @@ inline constexpr std::size_t run_packet_size = 2;
 /// The bit of a header byte that marks runs.
 inline constexpr std::uint8_t run_flag = 128;
 
-/// How far a decoding came.
-struct Decoded {
-    std::size_t read;     // of the packets
-    std::size_t written;  // of the bytes
-};
-
-/// Decodes whole packets for as long as they and the room for bytes last. It stops before a
-/// packet that is cut short or has more bytes than there is room for. What `bytes` held behind the
-/// written ones is lost.
-Decoded decode_runs(std::span<const std::uint8_t> packets, std::span<std::uint8_t> bytes);
+using pixels::Decoded;
 
 /// Moves past whole packets for as long as they last and cover no more than `count` bytes.
 Decoded skip_runs(std::span<const std::uint8_t> packets, std::uint64_t count);

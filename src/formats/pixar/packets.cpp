@@ -49,7 +49,7 @@ std::uint8_t PixelLayout::sample(const std::uint8_t* bytes) const {
 void PixelLayout::decode(const std::uint8_t* bytes, std::size_t count, Pixel* pixels) const {
     if (is_plain()) {
         std::memcpy(pixels, bytes, count * sizeof(Pixel));
-    } else if (!deep_ && (format_ & cutout_format) == image_format) {
+    } else if (is_rgb()) {
         expand_rgb(bytes, count, pixels);
     } else {
         for (std::size_t i = 0; i < count; ++i) {
@@ -118,47 +118,163 @@ Error RowDecoder::decode_packets(std::span<Pixel> row) {
     if (block_size_ <= 0) {
         return Error::unsupported;
     }
-    while (!row.empty()) {
-        const std::uint8_t* bytes = nullptr;
-        TRELLIS_TRY(take(PacketHeader::size, bytes));
-        const PacketHeader packet = PacketHeader::from_bytes(bytes[0], bytes[1]);
-        if (packet.type > PacketType::matte_run) {
-            return Error::unsupported;
-        }
-        if (packet.type == PacketType::fill) {
-            TRELLIS_TRY(fill());
-            continue;
-        }
-        const bool one_matte =
-            packet.type == PacketType::matte_dump || packet.type == PacketType::matte_run;
-        const PixelLayout& layout = one_matte ? colour_layout_ : layout_;
-        std::uint8_t matte = 0;
-        if (one_matte) {
-            TRELLIS_TRY(take(layout.sample_size(), bytes));
-            matte = layout.sample(bytes);
+    while (true) {
+        row = row.subspan(decode_usual_packets(row));
+        if (row.empty()) {
+            return Error::none;
         }
         std::size_t covered = 0;
-        Error error = Error::unsupported;
-        if (packet.type == PacketType::run || packet.type == PacketType::matte_run) {
-            error = decode_runs(layout, packet.count, row, covered);
-        } else if (packet.count <= row.size()) {
-            covered = packet.count;
-            error = decode_pixels(layout, row.first(covered));
-        }
-        if (failed(error)) {
-            return error;
-        }
-        if (one_matte) {
-            for (Pixel& pixel : row.first(covered)) {
-                pixel.matte = matte;
-            }
-        }
+        TRELLIS_TRY(decode_packet(row, covered));
         row = row.subspan(covered);
-        if (error = end_packet(); failed(error)) {
-            return error;
+    }
+}
+
+// Any packet, one that covers nothing included.
+Error RowDecoder::decode_packet(std::span<Pixel> row, std::size_t& covered) {
+    const std::uint8_t* bytes = nullptr;
+    TRELLIS_TRY(take(PacketHeader::size, bytes));
+    const PacketHeader packet = PacketHeader::from_bytes(bytes[0], bytes[1]);
+    if (packet.type > PacketType::matte_run) {
+        return Error::unsupported;
+    }
+    if (packet.type == PacketType::fill) {
+        return fill();
+    }
+    const bool one_matte =
+        packet.type == PacketType::matte_dump || packet.type == PacketType::matte_run;
+    const PixelLayout& layout = one_matte ? colour_layout_ : layout_;
+    std::uint8_t matte = 0;
+    if (one_matte) {
+        TRELLIS_TRY(take(layout.sample_size(), bytes));
+        matte = layout.sample(bytes);
+    }
+    if (packet.type == PacketType::run || packet.type == PacketType::matte_run) {
+        TRELLIS_TRY(decode_runs(layout, packet.count, row, covered));
+    } else {
+        if (packet.count > row.size()) {
+            return Error::unsupported;
+        }
+        covered = packet.count;
+        TRELLIS_TRY(decode_pixels(layout, row.first(covered)));
+    }
+    if (one_matte) {
+        for (Pixel& pixel : row.first(covered)) {
+            pixel.matte = matte;
         }
     }
-    return Error::none;
+    return end_packet();
+}
+
+namespace {
+
+// Dumps and runs are short: so many pixels are stored at once, however many are meant, where the
+// row has room for them and the window bytes.
+constexpr std::size_t short_dump = 16;
+constexpr std::size_t short_run = 8;
+constexpr std::size_t window_margin = short_dump * sizeof(Pixel);
+
+// With less of the file than this in the buffer, more is read.
+constexpr std::uint64_t enough_packets = 4096;
+
+// The byte behind a pixel of three channels is there.
+template <std::size_t channels>
+Pixel pixel_of(const std::uint8_t* bytes) {
+    Pixel pixel;
+    std::memcpy(static_cast<void*>(&pixel), bytes, sizeof pixel);
+    if constexpr (channels == 3) {
+        pixel.matte = 0;
+    }
+    return pixel;
+}
+
+template <std::size_t channels>
+void copy_dump(const std::uint8_t* bytes, std::size_t count, Pixel* to) {
+    if (count <= short_dump) {
+        for (std::size_t i = 0; i < short_dump; ++i) {
+            to[i] = pixel_of<channels>(bytes + channels * i);
+        }
+    } else if constexpr (channels == 4) {
+        std::memcpy(static_cast<void*>(to), bytes, 4 * count);
+    } else {
+        expand_rgb(bytes, count, to);
+    }
+}
+
+// Where the runs end in the row; null when they have not enough room.
+template <std::size_t channels>
+Pixel* store_runs(const std::uint8_t* bytes, std::size_t runs, Pixel* to, const Pixel* to_end) {
+    // One or two short ones are mostly all. Both are stored, the second perhaps of no pixels: which
+    // it will be is not to be foreseen.
+    const std::size_t first = bytes[0] + std::size_t{1};
+    const std::size_t second = (bytes[1 + channels] + std::size_t{1}) & (runs == 2 ? SIZE_MAX : 0);
+    if (runs <= 2 && first <= short_run && second <= short_run) {
+        pixels::fill(to, short_run, pixel_of<channels>(bytes + 1));
+        pixels::fill(to + first, short_run, pixel_of<channels>(bytes + 2 + channels));
+        return to + first + second;
+    }
+    for (; runs > 0; --runs, bytes += 1 + channels) {
+        const std::size_t length = bytes[0] + std::size_t{1};
+        if (length > static_cast<std::size_t>(to_end - to)) {
+            return nullptr;
+        }
+        pixels::fill(to, length, pixel_of<channels>(bytes + 1));
+        to += length;
+    }
+    return to;
+}
+
+}  // namespace
+
+// Dumps and runs of 8-bit samples that end well within the row, the block and the window: nearly
+// all. Returns how many pixels they cover; the packet after them is for decode_packet().
+template <std::size_t channels>
+std::size_t RowDecoder::decode_usual_packets(std::span<Pixel> row) {
+    const auto wanted = std::min<std::uint64_t>(file_.remaining(), enough_packets);
+    const std::span<const std::uint8_t> window = file_.window(static_cast<std::size_t>(wanted));
+    // A packet that leaves at most one byte of its block ends it.
+    const std::int64_t usable =
+        std::min(static_cast<std::int64_t>(window.size()) - std::int64_t{window_margin},
+                 block_size_ - 2 - block_used_);
+    const std::uint8_t* from = window.data();
+    const std::uint8_t* const end = from + std::max<std::int64_t>(0, usable);
+    Pixel* to = row.data();
+    Pixel* const to_end = to + row.size();
+    while (to_end - to >= std::ptrdiff_t{short_dump} &&
+           end - from > std::ptrdiff_t{PacketHeader::size}) {
+        const PacketHeader packet = PacketHeader::from_bytes(from[0], from[1]);
+        const std::uint8_t* body = from + PacketHeader::size;
+        const bool is_run = packet.type == PacketType::run;
+        const std::size_t size = packet.count * (is_run ? 1 + channels : channels);
+        if (size > static_cast<std::size_t>(end - body)) {
+            break;
+        }
+        if (is_run) {
+            Pixel* const run_end = store_runs<channels>(body, packet.count, to, to_end);
+            if (run_end == nullptr) {
+                break;
+            }
+            to = run_end;
+        } else {
+            if (packet.type != PacketType::dump ||
+                packet.count > static_cast<std::size_t>(to_end - to)) {
+                break;
+            }
+            copy_dump<channels>(body, packet.count, to);
+            to += packet.count;
+        }
+        from = body + size;
+    }
+    const auto size = static_cast<std::size_t>(from - window.data());
+    file_.consume(size);
+    block_used_ += static_cast<std::int64_t>(size);
+    return static_cast<std::size_t>(to - row.data());
+}
+
+std::size_t RowDecoder::decode_usual_packets(std::span<Pixel> row) {
+    if (layout_.is_plain()) {
+        return decode_usual_packets<4>(row);
+    }
+    return layout_.is_rgb() ? decode_usual_packets<3>(row) : 0;
 }
 
 Error RowDecoder::decode_pixels(const PixelLayout& layout, std::span<Pixel> pixels) {
@@ -249,79 +365,136 @@ Error RowDecoder::take(std::size_t size, const std::uint8_t*& bytes) {
     return Error::none;
 }
 
+pixels::Run PixelRuns::next() {
+    while (used_ == found_) {
+        if (next_piece_ + 1 >= row_.size()) {
+            return {row_.size(), SIZE_MAX};
+        }
+        const std::span<const Pixel> piece =
+            row_.subspan(next_piece_, std::min(row_.size() - next_piece_, piece_size));
+        piece_ = next_piece_;
+        piece_end_ = piece_ + piece.size();
+        found_ =
+            pixels::kernels().find_pixel_runs(bytes_of(piece.data()), piece.size(), runs_.data());
+        used_ = 0;
+        // Its last pixel may be the first of a run.
+        next_piece_ = piece_end_ - 1;
+    }
+    pixels::Run run = {piece_ + runs_[used_].begin, piece_ + runs_[used_].end};
+    ++used_;
+    if (run.end == piece_end_) {
+        while (run.end < row_.size() && same(row_[run.begin], row_[run.end])) {
+            ++run.end;
+        }
+        next_piece_ = run.end;
+    }
+    return run;
+}
+
+namespace {
+
+constexpr std::size_t longest_run = 256;
+constexpr std::size_t longest_span = 4096;
+constexpr std::size_t body_room = RowEncoder::block_size - PacketHeader::size;
+
+// What a packet takes at most: the rest of a block before it, a block, and what is overwritten.
+constexpr std::size_t packet_room = 2 * RowEncoder::block_size + short_dump * sizeof(Pixel);
+
+void write_header(const PacketHeader& header, std::uint8_t* to) {
+    const auto bytes = header.bytes();
+    std::memcpy(to, bytes.data(), bytes.size());
+}
+
+}  // namespace
+
+// Packets end early enough to fit an empty block.
+RowEncoder::RowEncoder(OutputFile& file, int channels)
+    : file_(file),
+      channels_(static_cast<std::size_t>(channels)),
+      most_runs_(body_room / (1 + channels_)),
+      most_pixels_(body_room / channels_) {}
+
 Error RowEncoder::encode(std::span<const Pixel> row) {
-    while (!row.empty()) {
-        const Packet packet = form_packet(row);
-        TRELLIS_TRY(write(packet));
-        row = row.subspan(packet.pixels);
+    PixelRuns runs(row);
+    for (std::size_t x = 0; x < row.size();) {
+        std::uint8_t* const room = file_.room(output_room);
+        if (room == nullptr) {
+            return Error::write;
+        }
+        std::uint8_t* to = room;
+        while (x < row.size() && to <= room + output_room - packet_room) {
+            const Packet packet = form_packet(row, x, runs, to + PacketHeader::size);
+            to = append_packet(packet, to);
+            x += packet.pixels;
+        }
+        file_.append(static_cast<std::size_t>(to - room));
     }
     return Error::none;
 }
 
-// Appends the present channels of pixels to a packet body.
-std::size_t RowEncoder::put(const Pixel* pixels, std::size_t count, std::uint8_t* bytes) const {
-    if (channels_ == 4) {
-        std::memcpy(bytes, pixels, 4 * count);
-        return 4 * count;
-    }
-    pack_rgb(pixels, count, bytes);
-    return 3 * count;
-}
-
 // Forms the next packet of a row: runs when it starts with two equal pixels, else a dump that
 // ends before the next two equal pixels.
-RowEncoder::Packet RowEncoder::form_packet(std::span<const Pixel> span) {
-    constexpr std::size_t longest_run = 256;
-    constexpr std::size_t longest_span = 4096;
-    const std::size_t n = std::min(span.size(), longest_span);
-    const auto pixel_size = static_cast<std::size_t>(channels_);
-    const std::size_t body_room = block_size - PacketHeader::size;
-
-    // Packets end early enough to fit an empty block.
-    const std::size_t most_runs = body_room / (1 + pixel_size);
-    const std::size_t most_pixels = body_room / pixel_size;
-
-    std::size_t size = 0;
-    std::size_t i = 0;
-    unsigned int runs = 0;
-    while (runs < most_runs && i + 1 < n && same(span[i], span[i + 1])) {
-        const std::size_t limit = std::min(n, i + longest_run);
-        std::size_t end = i + 2;
-        while (end < limit && same(span[i], span[end])) {
-            ++end;
-        }
-        body_[size++] = static_cast<std::uint8_t>(end - i - 1);
-        size += put(&span[i], 1, &body_[size]);
-        ++runs;
-        i = end;
+RowEncoder::Packet RowEncoder::form_packet(std::span<const Pixel> row, std::size_t x,
+                                           PixelRuns& runs, std::uint8_t* body) const {
+    const std::size_t end = std::min(row.size(), x + longest_span);
+    const pixels::Run& run = runs.reaching(x + 2);
+    if (run.begin <= x && x + 1 < end) {
+        return form_runs(row, x, end, runs, body);
     }
-    if (runs > 0) {
-        return {{runs, PacketType::run}, PacketHeader::size + size, i};
-    }
-
-    const std::size_t limit = std::min(n, most_pixels);
-    std::size_t count = 1;
-    while (count < limit && !(count + 1 < n && same(span[count], span[count + 1]))) {
-        ++count;
-    }
-    size = put(span.data(), count, body_.data());
-    return {{static_cast<unsigned int>(count), PacketType::dump}, PacketHeader::size + size, count};
+    const std::size_t stop = run.begin > x && run.begin + 1 < end ? run.begin : end;
+    const std::size_t count = std::min(stop - x, most_pixels_);
+    put(row, x, count, body);
+    return {{static_cast<unsigned int>(count), PacketType::dump},
+            PacketHeader::size + count * channels_,
+            count};
 }
 
-Error RowEncoder::write(const Packet& packet) {
-    // A packet must leave its block full or with room for a fill packet's header.
+RowEncoder::Packet RowEncoder::form_runs(std::span<const Pixel> row, std::size_t x, std::size_t end,
+                                         PixelRuns& runs, std::uint8_t* body) const {
+    std::size_t i = x;
+    std::size_t size = 0;
+    unsigned int count = 0;
+    do {
+        const std::size_t run_end = std::min({runs.reaching(i + 2).end, end, i + longest_run});
+        body[size] = static_cast<std::uint8_t>(run_end - i - 1);
+        std::memcpy(&body[size + 1], &row[i], sizeof(Pixel));
+        size += 1 + channels_;
+        i = run_end;
+        ++count;
+    } while (count < most_runs_ && i + 1 < end && runs.reaching(i + 2).begin <= i);
+    return {{count, PacketType::run}, PacketHeader::size + size, i - x};
+}
+
+// Stores the present channels of pixels.
+void RowEncoder::put(std::span<const Pixel> row, std::size_t x, std::size_t count,
+                     std::uint8_t* bytes) const {
+    if (count <= short_dump && row.size() - x >= short_dump) {
+        for (std::size_t i = 0; i < short_dump; ++i) {
+            std::memcpy(bytes + channels_ * i, &row[x + i], sizeof(Pixel));
+        }
+    } else if (channels_ == 4) {
+        std::memcpy(bytes, &row[x], 4 * count);
+    } else {
+        pack_rgb(&row[x], count, bytes);
+    }
+}
+
+// The packet's body is there already. It must leave its block full or with room for a fill packet's
+// header, or it moves to the next block.
+std::uint8_t* RowEncoder::append_packet(const Packet& packet, std::uint8_t* to) {
     const std::size_t end = block_used_ + packet.size;
     if (end > block_size - PacketHeader::size && end != block_size) {
+        const std::size_t rest = block_size - block_used_;
+        std::memmove(to + rest, to, packet.size);
         // The fill packet's count field repeats that of the packet which it keeps waiting.
-        const PacketHeader filler = {packet.header.count, PacketType::fill};
-        TRELLIS_TRY(file_.write_record(filler.bytes()));
-        const std::size_t rest = block_size - block_used_ - PacketHeader::size;
-        TRELLIS_TRY(file_.write_zeros(rest));
+        write_header({packet.header.count, PacketType::fill}, to);
+        std::memset(to + PacketHeader::size, 0, rest - PacketHeader::size);
+        to += rest;
         block_used_ = 0;
     }
-    TRELLIS_TRY(file_.write_record(packet.header.bytes()));
+    write_header(packet.header, to);
     block_used_ = (block_used_ + packet.size) % block_size;
-    return file_.write(body_.data(), packet.size - PacketHeader::size);
+    return to + packet.size;
 }
 
 }  // namespace trellis::pixar

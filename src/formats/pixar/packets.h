@@ -55,6 +55,9 @@ class PixelLayout {
     /// True when the bytes in the file are pixels already.
     bool is_plain() const { return !deep_ && channels_ == 4; }
 
+    /// True when they are pixels without the matte.
+    bool is_rgb() const { return !deep_ && (format_ & cutout_format) == image_format; }
+
     std::size_t sample_size() const { return deep_ ? 2 : 1; }
 
     std::uint8_t sample(const std::uint8_t* bytes) const;
@@ -93,6 +96,10 @@ class RowDecoder {
 
   private:
     Error decode_packets(std::span<Pixel> row);
+    Error decode_packet(std::span<Pixel> row, std::size_t& covered);
+    template <std::size_t channels>
+    std::size_t decode_usual_packets(std::span<Pixel> row);
+    std::size_t decode_usual_packets(std::span<Pixel> row);
     Error find_pixels(std::size_t count, const Pixel*& pixels);
     Error decode_pixels(const PixelLayout& layout, std::span<Pixel> pixels);
     Error decode_runs(const PixelLayout& layout, std::size_t runs, std::span<Pixel> row,
@@ -110,12 +117,40 @@ class RowDecoder {
     std::uint64_t fills_left_;     // blocks of nothing but fill that the whole file has room for
 };
 
+/// The runs of equal pixels in a row, found piece by piece as they are asked for.
+class PixelRuns {
+  public:
+    explicit PixelRuns(std::span<const Pixel> row) : row_(row) {}
+
+    /// The first run that ends at `end` or behind it, or one behind the row. `end` never falls.
+    const pixels::Run& reaching(std::size_t end) {
+        while (run_.end < end) {
+            run_ = next();
+        }
+        return run_;
+    }
+
+  private:
+    static constexpr std::size_t piece_size = 4096;
+
+    pixels::Run next();
+
+    std::span<const Pixel> row_;
+    pixels::Run run_ = {0, 0};
+    std::size_t piece_ = 0;      // where the piece begins
+    std::size_t piece_end_ = 0;  // and ends
+    std::size_t found_ = 0;      // runs in it
+    std::size_t used_ = 0;
+    std::size_t next_piece_ = 0;
+    std::array<pixels::Run, pixels::room_for_runs(piece_size)> runs_;
+};
+
 /// Makes packets of rows of 8-bit pixels, in blocks counted from the file's position at its making.
 class RowEncoder {
   public:
     static constexpr std::size_t block_size = 8192;
 
-    RowEncoder(OutputFile& file, int channels) : file_(file), channels_(channels) {}
+    RowEncoder(OutputFile& file, int channels);
 
     Error encode(std::span<const Pixel> row);
 
@@ -126,14 +161,20 @@ class RowEncoder {
         std::size_t pixels;  // of the row that it covers
     };
 
-    std::size_t put(const Pixel* pixels, std::size_t count, std::uint8_t* bytes) const;
-    Packet form_packet(std::span<const Pixel> span);
-    Error write(const Packet& packet);
+    // These write at `to`, and may overwrite a few bytes behind what they return.
+    std::uint8_t* append_packet(const Packet& packet, std::uint8_t* to);
+    Packet form_packet(std::span<const Pixel> row, std::size_t x, PixelRuns& runs,
+                       std::uint8_t* body) const;
+    Packet form_runs(std::span<const Pixel> row, std::size_t x, std::size_t end, PixelRuns& runs,
+                     std::uint8_t* body) const;
+    void put(std::span<const Pixel> row, std::size_t x, std::size_t count,
+             std::uint8_t* bytes) const;
 
     OutputFile& file_;
-    int channels_;
+    std::size_t channels_;
+    std::size_t most_runs_;
+    std::size_t most_pixels_;
     std::size_t block_used_ = 0;
-    std::array<std::uint8_t, block_size> body_;
 };
 
 }  // namespace trellis::pixar

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "formats/iff/run_length.h"
+#include "pixels/kernels.h"
 #include "support/support.h"
 
 namespace {
@@ -25,7 +26,8 @@ TEST(IffRunLength, DecodesWholePacketsWithinBothSizes) {
     };
     for (const auto& c : cases) {
         Bytes out(c.room + 4, 0xA5);
-        const iff::Decoded done = iff::decode_runs(hex(c.packets), std::span(out).first(c.room));
+        const Bytes packets = hex(c.packets);
+        const auto done = pixels::kernels().decode_packets(packets.data(), packets.size(), out.data(), c.room);
         EXPECT_EQ(done.read, c.read) << c.packets;
         EXPECT_EQ(Bytes(out.begin(), out.begin() + static_cast<int>(done.written)), hex(c.bytes));
         EXPECT_EQ(Bytes(out.end() - 4, out.end()), Bytes(4, 0xA5)) << c.packets;
@@ -53,9 +55,29 @@ TEST(IffRunLength, EncodesTriplesAsRunsAndTheEndAsARun) {
     }
 }
 
-// Long literals, long runs and everything in between, across the vectors' widths.
-TEST(IffRunLength, DecodingRestores) {
-    for (std::uint32_t size = 1; size <= 700; size += 1 + size / 40) {
+/// The rule as it is written down, byte by byte.
+Bytes reference_packets(const Bytes& bytes) {
+    Bytes packets;
+    const auto equal = [&](std::size_t i, std::size_t k) { return k < bytes.size() && bytes[i] == bytes[k]; };
+    for (std::size_t i = 0; i < bytes.size();) {
+        std::size_t run = i;
+        while (run + 2 < bytes.size() && !(equal(run, run + 1) && equal(run, run + 2))) { ++run; }
+        for (std::size_t count; i < run; i += count) {
+            count = std::min<std::size_t>(run - i, 128);
+            packets = packets + Bytes(1, static_cast<std::uint8_t>(count - 1)) + piece(bytes, i, count);
+        }
+        while (equal(run, i)) { ++i; }
+        for (std::size_t count; run < i; run += count) {
+            count = std::min<std::size_t>(i - run, 128);
+            packets = packets + Bytes{static_cast<std::uint8_t>(count + 127), bytes[run]};
+        }
+    }
+    return packets;
+}
+
+// Long literals, long runs and everything in between, across the pieces that they are found in.
+TEST(IffRunLength, PacketsFollowTheRuleAndDecodingRestores) {
+    for (std::uint32_t size = 1; size <= 9000; size += 1 + size / 20) {
         for (std::uint32_t variety = 1; variety <= 256; variety *= 4) {
             Noise noise(size * 256 + variety);
             Bytes bytes;
@@ -63,10 +85,12 @@ TEST(IffRunLength, DecodingRestores) {
                 bytes.resize(bytes.size() + 1 + noise.next() % (noise.next() % 8 == 0 ? 200 : 3),
                              static_cast<std::uint8_t>(noise.next() % variety));
             }
-            Bytes code(2 * bytes.size());
-            code.resize(iff::encode_runs(bytes, code));
+            Bytes packets(2 * bytes.size());
+            packets.resize(iff::encode_runs(bytes, packets));
+            ASSERT_EQ(packets, reference_packets(bytes)) << size << " " << variety;
             Bytes back(bytes.size());
-            ASSERT_EQ(iff::decode_runs(code, back).read, code.size());
+            ASSERT_EQ(pixels::kernels().decode_packets(packets.data(), packets.size(), back.data(), back.size()).read,
+                      packets.size());
             ASSERT_EQ(back, bytes) << size << " " << variety;
         }
     }
