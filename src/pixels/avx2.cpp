@@ -10,6 +10,7 @@
 
 #include "pixels/layouts.h"
 #include "pixels/plain.h"
+#include "pixels/run_collector.h"
 
 // The library is built for every x86 processor: each function here is marked TRELLIS_AVX2, and runs
 // only where the table has been chosen. A kernel does the front of a row (where rows may grow in
@@ -958,43 +959,6 @@ void pack_film(FilmLayout layout, const std::uint16_t* colour, const std::uint16
                      bytes + pixel_size(layout) * x);
 }
 
-// Makes runs of masks, of which each bit says whether a run goes on behind that place.
-class RunCollector {
-  public:
-    /// A run ends so many places behind the last one that says so.
-    RunCollector(Run* runs, std::size_t lag) : runs_(runs), lag_(lag) {}
-
-    TRELLIS_AVX2 void add(std::uint64_t mask, std::size_t at) {
-        const std::uint64_t before = mask << 1 | open_;
-        open_ = mask >> 63;
-        begins_ += store_places(mask & ~before, at, &Run::begin, runs_ + begins_);
-        ends_ += store_places(before & ~mask, at + lag_, &Run::end, runs_ + ends_);
-    }
-
-    std::size_t count() const { return ends_; }
-
-  private:
-    // Four at once: how many there are is not to be foreseen, but mostly few.
-    TRELLIS_AVX2 static std::size_t store_places(std::uint64_t mask, std::size_t at,
-                                                 std::size_t Run::*place, Run* runs) {
-        constexpr std::uint64_t highest = std::uint64_t{1} << 63;
-        const auto count = static_cast<std::size_t>(std::popcount(mask));
-        for (std::size_t i = 0; i < count; i += 4) {
-            for (std::size_t k = 0; k < 4; ++k) {
-                runs[i + k].*place = at + static_cast<std::size_t>(__builtin_ctzll(mask | highest));
-                mask &= mask - 1;
-            }
-        }
-        return count;
-    }
-
-    Run* runs_;
-    std::size_t lag_;
-    std::size_t begins_ = 0;
-    std::size_t ends_ = 0;
-    std::uint64_t open_ = 0;
-};
-
 // Where three equal bytes begin, of 32.
 TRELLIS_AVX2 std::uint64_t triples(const std::uint8_t* bytes) {
     const __m256i first = load(bytes);
@@ -1009,12 +973,7 @@ TRELLIS_AVX2 std::size_t find_byte_runs(const std::uint8_t* bytes, std::size_t s
     for (; at + 64 + 2 <= size; at += 64) {
         collector.add(triples(bytes + at) | triples(bytes + at + 32) << 32, at);
     }
-    std::uint64_t rest = 0;
-    for (std::size_t i = at; i + 2 < size; ++i) {
-        const bool equal = bytes[i] == bytes[i + 1] && bytes[i] == bytes[i + 2];
-        rest |= std::uint64_t{equal} << (i - at);
-    }
-    collector.add(rest, at);
+    collector.add(plain::triples(bytes + at, size - at), at);
     return collector.count();
 }
 
@@ -1031,12 +990,7 @@ TRELLIS_AVX2 std::size_t find_pixel_runs(const std::uint8_t* row, std::size_t co
         }
         collector.add(mask, at);
     }
-    std::uint64_t rest = 0;
-    for (std::size_t i = at; i + 1 < count; ++i) {
-        const bool equal = std::memcmp(row + 4 * i, row + 4 * (i + 1), 4) == 0;
-        rest |= std::uint64_t{equal} << (i - at);
-    }
-    collector.add(rest, at);
+    collector.add(plain::pairs(row + 4 * at, count - at), at);
     return collector.count();
 }
 

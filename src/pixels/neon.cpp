@@ -9,6 +9,7 @@
 
 #include "pixels/layouts.h"
 #include "pixels/plain.h"
+#include "pixels/run_collector.h"
 
 // 64-bit ARM, whose loads and stores of three and four interleaved registers do most of what
 // pixels need. The table has what the compiler does not make of the plain loops by itself; a
@@ -371,17 +372,52 @@ std::size_t first_set(uint8x16_t bytes) {
     return static_cast<std::size_t>(std::countr_zero(word)) / 4;
 }
 
-std::size_t find_triple(const std::uint8_t* bytes, std::size_t from, std::size_t size) {
-    for (; from + 2 + step <= size; from += step) {
-        const uint8x16_t first = vld1q_u8(bytes + from);
-        const uint8x16_t equal = vandq_u8(vceqq_u8(first, vld1q_u8(bytes + from + 1)),
-                                          vceqq_u8(first, vld1q_u8(bytes + from + 2)));
-        const std::size_t found = first_set(equal);
-        if (found < step) {
-            return from + found;
+// A bit for each byte that is all ones, and for each word.
+std::uint64_t bits_of(uint8x16_t equal) {
+    constexpr std::array<std::uint8_t, 8> weights = {1, 2, 4, 8, 16, 32, 64, 128};
+    const uint8x8_t weight = vld1_u8(weights.data());
+    return vaddv_u8(vand_u8(vget_low_u8(equal), weight)) |
+           static_cast<std::uint64_t>(vaddv_u8(vand_u8(vget_high_u8(equal), weight))) << 8;
+}
+
+std::uint64_t bits_of(uint32x4_t equal) {
+    constexpr std::array<std::uint32_t, 4> weights = {1, 2, 4, 8};
+    return vaddvq_u32(vandq_u32(equal, vld1q_u32(weights.data())));
+}
+
+std::size_t find_byte_runs(const std::uint8_t* bytes, std::size_t size, Run* runs) {
+    RunCollector collector(runs, 2);
+    std::size_t at = 0;
+    for (; at + 64 + 2 <= size; at += 64) {
+        std::uint64_t mask = 0;
+        for (std::size_t i = 0; i < 64; i += step) {
+            const std::uint8_t* from = bytes + at + i;
+            const uint8x16_t first = vld1q_u8(from);
+            const uint8x16_t equal =
+                vandq_u8(vceqq_u8(first, vld1q_u8(from + 1)), vceqq_u8(first, vld1q_u8(from + 2)));
+            mask |= bits_of(equal) << i;
         }
+        collector.add(mask, at);
     }
-    return plain::find_triple(bytes, from, size);
+    collector.add(plain::triples(bytes + at, size - at), at);
+    return collector.count();
+}
+
+std::size_t find_pixel_runs(const std::uint8_t* row, std::size_t count, Run* runs) {
+    RunCollector collector(runs, 1);
+    std::size_t at = 0;
+    for (; at + 64 + 1 <= count; at += 64) {
+        std::uint64_t mask = 0;
+        for (std::size_t i = 0; i < 64; i += 4) {
+            const std::uint8_t* from = row + 4 * (at + i);
+            const uint32x4_t first = vreinterpretq_u32_u8(vld1q_u8(from));
+            const uint32x4_t next = vreinterpretq_u32_u8(vld1q_u8(from + 4));
+            mask |= bits_of(vceqq_u32(first, next)) << i;
+        }
+        collector.add(mask, at);
+    }
+    collector.add(plain::pairs(row + 4 * at, count - at), at);
+    return collector.count();
 }
 
 std::size_t find_run_end(const std::uint8_t* bytes, std::size_t from, std::size_t size,
@@ -415,7 +451,8 @@ constexpr Kernels table() {
     kernels.store_planes = store_planes;
     kernels.unpack_film = unpack_film;
     kernels.pack_film = pack_film;
-    kernels.find_triple = find_triple;
+    kernels.find_byte_runs = find_byte_runs;
+    kernels.find_pixel_runs = find_pixel_runs;
     kernels.find_run_end = find_run_end;
     return kernels;
 }
