@@ -4,13 +4,14 @@ add_library(trellis_options INTERFACE)
 target_compile_features(trellis_options INTERFACE cxx_std_20 c_std_11)
 target_compile_options(trellis_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
     -ffp-contract=off)  # results are exact to the bit on every machine, and tests' expectations too
+target_compile_definitions(trellis_options INTERFACE _FILE_OFFSET_BITS=64)
 if(TRELLIS_WERROR)
     target_compile_options(trellis_options INTERFACE -Werror)
 endif()
 if(TRELLIS_SANITIZE)
-    target_compile_options(trellis_options INTERFACE -fsanitize=address,undefined
+    target_compile_options(trellis_options INTERFACE -fsanitize=${TRELLIS_SANITIZE}
         -fno-sanitize-recover=all -fno-omit-frame-pointer)
-    target_link_options(trellis_options INTERFACE -fsanitize=address,undefined)
+    target_link_options(trellis_options INTERFACE -fsanitize=${TRELLIS_SANITIZE})
 endif()
 
 set(CMAKE_CXX_EXTENSIONS OFF)

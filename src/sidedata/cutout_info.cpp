@@ -51,6 +51,14 @@ le32 bits(float real) {
     return std::bit_cast<std::uint32_t>(real);
 }
 
+// Brings four bytes of the file into the host's order.
+void to_host_order(void* bytes) {
+    le32 stored;
+    std::memcpy(&stored, bytes, sizeof stored);
+    const std::uint32_t word = stored;
+    std::memcpy(bytes, &word, sizeof word);
+}
+
 // Reads one word, an integer or a real, into the host's variable, which a file that ends here
 // leaves alone.
 Error load_word(InputFile& file, void* variable) {
@@ -58,11 +66,9 @@ Error load_word(InputFile& file, void* variable) {
     if (ahead.size() < sizeof(le32)) {
         return Error::read;
     }
-    le32 stored;
-    std::memcpy(&stored, ahead.data(), sizeof stored);
-    file.consume(sizeof stored);
-    const std::uint32_t word = stored;
-    std::memcpy(variable, &word, sizeof word);
+    std::memcpy(variable, ahead.data(), sizeof(le32));
+    to_host_order(variable);
+    file.consume(sizeof(le32));
     return Error::none;
 }
 
@@ -98,13 +104,30 @@ Error load_front(InputFile& file, const char* name, std::span<void* const, field
     return Error::none;
 }
 
-// Without a buffer the outline is passed over.
+// An outline is 32-bit words: little-endian in the file, in the host's order in memory.
 Error load_outline(InputFile& file, std::uint64_t size, void* outline) {
     if (size > file.remaining()) {
         return Error::read;
     }
-    return outline == nullptr ? file.seek(file.position() + size)
-                              : file.read(outline, static_cast<std::size_t>(size));
+    if (outline == nullptr) {
+        return file.seek(file.position() + size);
+    }
+    TRELLIS_TRY(file.read(outline, static_cast<std::size_t>(size)));
+    for (auto* at = static_cast<std::uint8_t*>(outline); size >= sizeof(le32);
+         at += sizeof(le32), size -= sizeof(le32)) {
+        to_host_order(at);
+    }
+    return Error::none;
+}
+
+Error save_outline(OutputFile& file, const void* outline, std::size_t size) {
+    const auto* at = static_cast<const std::uint8_t*>(outline);
+    for (; size >= sizeof(le32); at += sizeof(le32), size -= sizeof(le32)) {
+        std::uint32_t word = 0;
+        std::memcpy(&word, at, sizeof word);
+        TRELLIS_TRY(file.write_record(le32(word)));
+    }
+    return file.write(at, size);
 }
 
 void use_default_outline(int width, int height, unsigned int* outline_size, void* outline) {
@@ -130,7 +153,7 @@ Error save(const char* name, const cinfo_fields& fields, const void* outline, le
     TRELLIS_TRY(file.write_record(start));
     TRELLIS_TRY(file.write(name, name_size));
     TRELLIS_TRY(file.write_record(fields));
-    TRELLIS_TRY(file.write(outline, static_cast<std::size_t>(outline_size)));
+    TRELLIS_TRY(save_outline(file, outline, static_cast<std::size_t>(outline_size)));
     TRELLIS_TRY(file.write_record(last));
     return file.flush();
 }

@@ -10,20 +10,23 @@ work_dir=$2
 mkdir -p "$work_dir"
 
 flags=(-std=c++20 -fPIC -fvisibility=hidden -fvisibility-inlines-hidden -ffp-contract=off
-    -fsemantic-interposition -fno-exceptions -DNDEBUG "-I$source_dir/include" "-I$source_dir/src")
+    -fsemantic-interposition -fno-lto -fno-exceptions -DNDEBUG
+    "-I$source_dir/include" "-I$source_dir/src")
 
 check() {
-    local compiler=$1 level=$2
-    local dir=$work_dir/$compiler$level
+    local compiler=$1
+    local -a level
+    read -ra level <<<"$2"
+    local dir=$work_dir/$compiler${2// /}
     rm -rf "$dir"
     mkdir -p "$dir"
     # shellcheck disable=SC2046
-    "$compiler" "${flags[@]}" "$level" -shared -Wl,--no-undefined -o "$dir/libtrellis.so" \
+    "$compiler" "${level[@]}" "${flags[@]}" -shared -Wl,--no-undefined -o "$dir/libtrellis.so" \
         $(find "$source_dir/src" -name '*.cpp')
-    "$compiler" -std=c++20 "$level" -rdynamic "-I$source_dir/include" \
+    "$compiler" -std=c++20 "${level[@]}" -rdynamic "-I$source_dir/include" \
         "$source_dir/tests/abi/hook_host.cpp" -o "$dir/host" "-L$dir" -ltrellis "-Wl,-rpath,$dir"
     "$dir/host" "$dir/picture"
-    echo "$compiler $level: the host's hooks are called"
+    echo "$compiler ${level[*]}: the host's hooks are called"
 }
 
 for level in -O0 -O1 -O2 -O3 -Os; do
@@ -32,3 +35,6 @@ for level in -O0 -O1 -O2 -O3 -Os; do
     check clang++ "$level"
     wait "$with_gcc"
 done
+
+# Also where whoever builds it asks for link-time optimisation.
+check g++ "-O2 -flto"

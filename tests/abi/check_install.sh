@@ -33,6 +33,7 @@ cmake --build "$work_dir/package" > /dev/null
 "$work_dir/package/cutout" "$work_dir/b.pic"
 
 cmp "$work_dir/a.pic" "$work_dir/b.pic"
+"$work_dir/package/buffers" "$work_dir/c.pic" "$work_dir/c.iff"
 
 # The C++ example, with an exposure that changes nothing, carries a picture through two formats.
 # shellcheck disable=SC2046
