@@ -15,7 +15,6 @@ namespace {
 
 constexpr std::size_t dpx_size = 2048;
 constexpr std::size_t cineon_part = 1024;
-constexpr std::size_t cineon_saved = 2056;  // as long as the library's saves want it
 
 const char* transfer_name(int transfer) {
     constexpr const char* names[] = {"user defined",
@@ -152,17 +151,7 @@ std::string dpx_header(BytesOfFile& file, const trellis_film_info& info) {
     if (info.big_endian == 0) {
         editor.make_big_endian();
     }
-    constexpr std::string_view image = "image information";
-    editor.set(image, "orientation", 0, 2);
-    editor.set(image, "number of elements", 1, 2);
     constexpr std::string_view element = "image element";
-    editor.set(element, "data sign", 0, 4);
-    editor.set(element, "bit size", 10, 1);
-    editor.set(element, "packing", 1, 2);
-    editor.set(element, "encoding", 0, 2);
-    editor.set(element, "offset to data", dpx_size, 4);
-    editor.set(element, "end-of-line padding", 0, 4);
-    editor.set(element, "end-of-image padding", 0, 4);
     if (info.bit_size != 10) {
         editor.set(element, "reference low data code", 0, 4);
         editor.set(element, "reference high data code", 1023, 4);
@@ -185,14 +174,8 @@ std::string cineon_header(BytesOfFile& file) {
     for (std::size_t i = 0; i < channels; ++i) {
         editor.set("channel", "bits per pixel", 10, 1, i * channel_size);
     }
-    constexpr std::string_view format = "data format";
-    editor.set(format, "interleave", 0, 1);
-    editor.set(format, "packing", 5, 1);
-    editor.set(format, "data signed", 0, 1);
-    editor.set(format, "image sense", 0, 1);
-    editor.set(format, "end-of-line padding", 0, 4);
-    editor.set(format, "end-of-channel padding", 0, 4);
-    bytes.resize(cineon_saved, '\0');
+    editor.set("data format", "end-of-line padding", 0, 4);
+    editor.set("data format", "end-of-channel padding", 0, 4);
     return bytes;
 }
 
@@ -215,10 +198,15 @@ void describe_pixels(Description& description, const trellis_film_info& info) {
     description.byte_order = info.big_endian != 0 ? "big-endian" : "little-endian";
     description.packing = packing_name(info);
     description.transfer = transfer_name(info.transfer);
-    if (*info.slots_reason != '\0') {
-        description.refusal = info.slots_reason;
+    if (*info.samples_reason != '\0') {
+        description.refusal = info.samples_reason;
         description.refusal_code =
             info.elements > 1 ? TRELLIS_ELEMENT_COUNT_ERROR : TRELLIS_UNSUPPORTED_ERROR;
+    }
+    // Lines of runs have no size that is known before, but are not empty.
+    const std::uint64_t lines = std::min(info.width, info.height);
+    if (info.encoding == 1 && info.present_size < lines) {
+        description.missing = "many lines of the picture";
     }
     if (info.present_size < info.promised_size) {
         description.missing = std::to_string(info.promised_size - info.present_size) + " of " +

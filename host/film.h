@@ -20,8 +20,8 @@ trellis_film_info film_info(const std::string& path);
 void describe_pixels(Description& description, const trellis_film_info& info);
 void describe_origin(Description& description, const std::string& path);
 
-/// The header of a film file as a save can start from it: big-endian, as long as a save wants it,
-/// and saying of the pixels what a save is about to write. Everything else in it is the file's own.
+/// The header of a film file as a save can start from it: big-endian, whole, and saying nothing of
+/// the file's samples that will not be true of 10 bits. Everything else in it is the file's own.
 Picture::FilmHeader header_to_keep(const std::string& path, const trellis_film_info& info);
 
 }  // namespace trellis::host

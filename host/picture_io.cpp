@@ -1,7 +1,4 @@
-#include <cstring>
-#include <mutex>
 #include <new>
-#include <shared_mutex>
 #include <system_error>
 
 #include "trellis/convert.h"
@@ -80,22 +77,20 @@ int load_through(const pic_format& descriptor, const char* name, Picture& pictur
                                         at.file_x, at.file_y);
 }
 
-int save_through(const pic_format& descriptor, const char* name, const Picture& picture,
-                 trellis_kind kind, bool compress) {
+int save_through(const pic_format& format, const char* name, const Picture& picture,
+                 bool compress) {
     // The wrappers take sources as they take destinations, and only read them.
     void* const colour = const_cast<std::uint8_t*>(picture.colour());
     void* const matte = const_cast<std::uint8_t*>(picture.matte());
-    const bool codes = picture.depth() == 10;
-    const pic_format& format = codes ? code_slots(descriptor) : descriptor;
     const int pitch = picture.width();
     const int last_x = picture.width() - 1;
     const int last_y = picture.height() - 1;
-    const int mode = mode_between(picture.depth(), codes ? 10 : native_depth(format));
-    if (kind == TRELLIS_KIND_IMAGE) {
+    const int mode = mode_between(picture.depth(), native_depth(format));
+    if (picture.kind() == TRELLIS_KIND_IMAGE) {
         return save_pic_fn_convert_trellis(mode, format.save_pic_fn, name, colour, pitch, 0, 0,
                                            last_x, last_y, compress ? 1 : 0);
     }
-    if (kind == TRELLIS_KIND_CUTOUT) {
+    if (picture.kind() == TRELLIS_KIND_CUTOUT) {
         return save_rgba_fn_convert_trellis(mode, format.save_cut_fn, name, colour, pitch, matte,
                                             pitch, 0, 0, last_x, last_y, compress ? 1 : 0);
     }
@@ -103,35 +98,46 @@ int save_through(const pic_format& descriptor, const char* name, const Picture& 
                                         pitch, 0, 0, last_x, last_y, compress ? 1 : 0);
 }
 
-// Film files have their headers in one block of the library, for the next save to start from. Loads
-// may disturb each other's; a save that sets it must have it for itself.
-std::shared_mutex last_header;
-
-/// Puts a header, or none, where a save starts from.
-int set_last_header(const Picture::FilmHeader& header) {
-    if (header.bytes.empty()) {
-        return free_last_header_trellis();
+/// Bytes as samples of 0 to 16383.
+void widen(const std::uint8_t* from, std::uint64_t count, std::size_t stride, std::size_t first,
+           std::uint8_t* to) {
+    auto* words = reinterpret_cast<std::uint16_t*>(to);
+    for (std::uint64_t i = 0; i < count; ++i) {
+        for (std::size_t c = first; c < stride; ++c) {
+            const unsigned int sample = from[i * stride + c];
+            *words++ = static_cast<std::uint16_t>(sample * 64 + sample / 4);
+        }
     }
-    if (const int code = realloc_last_header_trellis(static_cast<int>(header.bytes.size()));
-        code != 0) {
-        return code;
-    }
-    void* block = nullptr;
-    int size = 0;
-    inq_last_header_trellis(&block, &size);
-    std::memcpy(block, header.bytes.data(), header.bytes.size());
-    return set_last_header_type_trellis(static_cast<int>(header.type));
 }
 
-int save_film(const pic_format& format, const char* name, const Picture& picture, trellis_kind kind,
-              bool compress) {
-    const Picture::FilmHeader none;
-    const Picture::FilmHeader& header = picture.film_header();
-    const std::unique_lock alone(last_header);
-    if (const int code = set_last_header(header.type == format.type ? header : none); code != 0) {
-        return code;
+Picture widened(const Picture& picture) {
+    Picture wide(picture.kind(), picture.width(), picture.height(), 16);
+    if (picture.colour() != nullptr) {
+        widen(picture.colour(), picture.pixels(), 4, Picture::blue, wide.colour());
     }
-    return save_through(format, name, picture, kind, compress);
+    if (picture.matte() != nullptr) {
+        widen(picture.matte(), picture.pixels(), 1, 0, wide.matte());
+    }
+    return wide;
+}
+
+int save_film(const pic_format& format, const char* name, const Picture& picture, bool with_matte,
+              const Picture::FilmHeader& header) {
+    if (!picture.has_words()) {
+        return save_film(format, name, widened(picture), with_matte, header);
+    }
+    const bool keep = header.type == format.type && !header.bytes.empty();
+    const trellis_film_save options = {
+        .size = sizeof options,
+        .format = static_cast<int>(format.type),
+        .bits = 10,
+        .scaled = picture.depth() == 16 ? 1 : 0,
+        .header = keep ? header.bytes.data() : nullptr,
+        .header_size = keep ? header.bytes.size() : 0,
+    };
+    return save_film_samples_trellis(name, picture.colour(), picture.width(),
+                                     with_matte ? picture.matte() : nullptr, picture.width(), 0, 0,
+                                     picture.width() - 1, picture.height() - 1, &options);
 }
 
 /// The colours of a mask that is saved where there are no masks.
@@ -152,11 +158,12 @@ int save_picture(const pic_format& format, const char* name, const Picture& pict
     const bool film = is_film(format.type);
     const bool mattes = !film || options.private_film_layouts;
     if (picture.kind() == TRELLIS_KIND_MASK && (!mattes || format.save_mask_fn == nullptr)) {
-        return save_picture(format, name, grey_of(picture), options);
+        Picture grey = grey_of(picture);
+        grey.set_film_header(picture.film_header());
+        return save_picture(format, name, grey, options);
     }
-    const trellis_kind kind = mattes ? picture.kind() : TRELLIS_KIND_IMAGE;
-    return film ? save_film(format, name, picture, kind, options.compress)
-                : save_through(format, name, picture, kind, options.compress);
+    return film ? save_film(format, name, picture, mattes, picture.film_header())
+                : save_through(format, name, picture, options.compress);
 } catch (const std::bad_alloc&) {
     return TRELLIS_ALLOCATION_ERROR;
 }
@@ -251,9 +258,9 @@ void check_loadable(const Description& description, const std::string& path, boo
 }
 
 int depth_to_load(const Source& source, const LoadOptions& options) {
-    const bool has_codes =
-        source.film.bit_size == 10 && source.description.kind != TRELLIS_KIND_MASK;
-    if (options.codes && has_codes && !options.kind) {
+    const bool has_codes = source.film.bit_size == 10 && *source.film.slots_reason == '\0' &&
+                           source.description.kind != TRELLIS_KIND_MASK;
+    if (options.codes && !options.kind && has_codes) {
         return 10;
     }
     return options.depth.value_or(native_depth(source.format));
@@ -277,7 +284,6 @@ void check_memory(const Source& source, std::uint64_t pixels, int depth) {
 /// Loads the pixels, and warns of those that a lenient load does without.
 void load_into(Picture& picture, const Source& source, const std::string& path,
                const Placement& placement, bool lenient) {
-    const std::shared_lock no_save(last_header);
     const std::string& missing = source.description.missing;
     errno = 0;
     const int code = load_through(source.format, path.c_str(), picture, placement);
