@@ -58,6 +58,7 @@ using be16 = Ordered<std::uint16_t, std::endian::big>;
 using be32 = Ordered<std::uint32_t, std::endian::big>;
 using be16s = Ordered<std::int16_t, std::endian::big>;
 using be32s = Ordered<std::int32_t, std::endian::big>;
+using le16 = Ordered<std::uint16_t, std::endian::little>;
 using le32 = Ordered<std::uint32_t, std::endian::little>;
 using le32s = Ordered<std::int32_t, std::endian::little>;
 

@@ -133,7 +133,7 @@ Error RowDecoder::decode_packets(std::span<Pixel> row) {
 Error RowDecoder::decode_packet(std::span<Pixel> row, std::size_t& covered) {
     const std::uint8_t* bytes = nullptr;
     TRELLIS_TRY(take(PacketHeader::size, bytes));
-    const PacketHeader packet = PacketHeader::from_bytes(bytes[0], bytes[1]);
+    const PacketHeader packet = PacketHeader::at(bytes);
     if (packet.type > PacketType::matte_run) {
         return Error::unsupported;
     }
@@ -171,6 +171,9 @@ namespace {
 // row has room for them and the window bytes.
 constexpr std::size_t short_dump = 16;
 constexpr std::size_t short_run = 8;
+constexpr std::size_t few_runs = 2;
+constexpr std::size_t row_margin = few_runs * short_run;
+static_assert(row_margin >= short_dump);
 constexpr std::size_t window_margin = short_dump * sizeof(Pixel);
 
 // With less of the file than this in the buffer, more is read.
@@ -189,12 +192,16 @@ Pixel pixel_of(const std::uint8_t* bytes) {
 
 template <std::size_t channels>
 void copy_dump(const std::uint8_t* bytes, std::size_t count, Pixel* to) {
-    if (count <= short_dump) {
-        for (std::size_t i = 0; i < short_dump; ++i) {
+    if constexpr (channels == 4) {
+        if (count <= short_dump) {
+            std::memcpy(static_cast<void*>(to), bytes, short_dump * sizeof(Pixel));
+        } else {
+            std::memcpy(static_cast<void*>(to), bytes, count * sizeof(Pixel));
+        }
+    } else if (count <= short_run) {
+        for (std::size_t i = 0; i < short_run; ++i) {
             to[i] = pixel_of<channels>(bytes + channels * i);
         }
-    } else if constexpr (channels == 4) {
-        std::memcpy(static_cast<void*>(to), bytes, 4 * count);
     } else {
         expand_rgb(bytes, count, to);
     }
@@ -203,14 +210,21 @@ void copy_dump(const std::uint8_t* bytes, std::size_t count, Pixel* to) {
 // Where the runs end in the row; null when they have not enough room.
 template <std::size_t channels>
 Pixel* store_runs(const std::uint8_t* bytes, std::size_t runs, Pixel* to, const Pixel* to_end) {
-    // One or two short ones are mostly all. Both are stored, the second perhaps of no pixels: which
-    // it will be is not to be foreseen.
-    const std::size_t first = bytes[0] + std::size_t{1};
-    const std::size_t second = (bytes[1 + channels] + std::size_t{1}) & (runs == 2 ? SIZE_MAX : 0);
-    if (runs <= 2 && first <= short_run && second <= short_run) {
-        pixels::fill(to, short_run, pixel_of<channels>(bytes + 1));
-        pixels::fill(to + first, short_run, pixel_of<channels>(bytes + 2 + channels));
-        return to + first + second;
+    // One or two short ones are mostly all. So many are stored in any case, the last ones perhaps
+    // of no pixels: how many it will be is not to be foreseen.
+    std::size_t lengths[few_runs];
+    std::size_t longest = 0;
+    for (std::size_t i = 0; i < few_runs; ++i) {
+        const std::size_t present = i < runs ? SIZE_MAX : 0;
+        lengths[i] = (bytes[(1 + channels) * i] + std::size_t{1}) & present;
+        longest |= bytes[(1 + channels) * i] & present;
+    }
+    if (runs <= few_runs && longest < short_run) {
+        for (std::size_t i = 0; i < few_runs; ++i) {
+            pixels::fill(to, short_run, pixel_of<channels>(bytes + (1 + channels) * i + 1));
+            to += lengths[i];
+        }
+        return to;
     }
     for (; runs > 0; --runs, bytes += 1 + channels) {
         const std::size_t length = bytes[0] + std::size_t{1};
@@ -239,9 +253,9 @@ std::size_t RowDecoder::decode_usual_packets(std::span<Pixel> row) {
     const std::uint8_t* const end = from + std::max<std::int64_t>(0, usable);
     Pixel* to = row.data();
     Pixel* const to_end = to + row.size();
-    while (to_end - to >= std::ptrdiff_t{short_dump} &&
+    while (to_end - to >= std::ptrdiff_t{row_margin} &&
            end - from > std::ptrdiff_t{PacketHeader::size}) {
-        const PacketHeader packet = PacketHeader::from_bytes(from[0], from[1]);
+        const PacketHeader packet = PacketHeader::at(from);
         const std::uint8_t* body = from + PacketHeader::size;
         const bool is_run = packet.type == PacketType::run;
         const std::size_t size = packet.count * (is_run ? 1 + channels : channels);
@@ -468,14 +482,18 @@ RowEncoder::Packet RowEncoder::form_runs(std::span<const Pixel> row, std::size_t
 // Stores the present channels of pixels.
 void RowEncoder::put(std::span<const Pixel> row, std::size_t x, std::size_t count,
                      std::uint8_t* bytes) const {
-    if (count <= short_dump && row.size() - x >= short_dump) {
-        for (std::size_t i = 0; i < short_dump; ++i) {
-            std::memcpy(bytes + channels_ * i, &row[x + i], sizeof(Pixel));
-        }
+    const Pixel* from = &row[x];
+    const bool at_once = count <= short_dump && row.size() - x >= short_dump;
+    if (channels_ == 4 && at_once) {
+        std::memcpy(bytes, from, short_dump * sizeof(Pixel));
     } else if (channels_ == 4) {
-        std::memcpy(bytes, &row[x], 4 * count);
+        std::memcpy(bytes, from, count * sizeof(Pixel));
+    } else if (at_once && count <= short_run) {
+        for (std::size_t i = 0; i < short_run; ++i) {
+            std::memcpy(bytes + 3 * i, from + i, sizeof(Pixel));
+        }
     } else {
-        pack_rgb(&row[x], count, bytes);
+        pack_rgb(from, count, bytes);
     }
 }
 

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 
 #include "formats/pixar/header.h"
@@ -30,8 +31,10 @@ struct PacketHeader {
     unsigned int count;  // 1 to 4096
     PacketType type;
 
-    static constexpr PacketHeader from_bytes(std::uint8_t first, std::uint8_t second) {
-        return {first + 256U * (second & 15U) + 1U, static_cast<PacketType>(second >> 4)};
+    static PacketHeader at(const std::uint8_t* bytes) {
+        le16 stored;
+        std::memcpy(&stored, bytes, sizeof stored);
+        return {(stored & 0xFFFU) + 1U, static_cast<PacketType>(stored >> 12)};
     }
 
     constexpr std::array<std::uint8_t, size> bytes() const {
