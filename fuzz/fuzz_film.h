@@ -30,8 +30,22 @@ inline void read_film(const pic_format& format, const std::uint8_t* bytes, std::
                        file_y);
     format.load_mask_fn(name, matte.origin(), matte.pitch(), 0, 0, width - 1, height - 1, file_x,
                         file_y);
+    trellis_film_info info{};
+    info.size = sizeof info;
+    info_film_trellis(name, &info);
+    load_film_samples_trellis(name, colour.origin(), colour.pitch(), matte.origin(), matte.pitch(),
+                              0, 0, width - 1, height - 1, file_x, file_y);
     colour.check();
     matte.check();
+
+    // What has been loaded, behind the same header.
+    static File copy;
+    constexpr int bit_sizes[] = {8, 10, 12, 16};
+    const trellis_film_save options = {
+        sizeof options, static_cast<int>(format.type),    bit_sizes[height % 4], width % 2,
+        bytes,          std::min<std::size_t>(size, 2048)};
+    save_film_samples_trellis(copy.with(nullptr, 0), colour.origin(), colour.pitch(),
+                              matte.origin(), matte.pitch(), 0, 0, width - 1, height - 1, &options);
 }
 
 }  // namespace fuzz

@@ -133,18 +133,24 @@ TRELLIS_API int load_film_samples_trellis(const char* name, void* rgb, int pitch
 typedef struct trellis_film_save {
     size_t size;  ///< sizeof(trellis_film_save), set by the caller
     int format;   ///< TRELLIS_TYPE_DPX or TRELLIS_TYPE_CINEON
-    int bits;     ///< of the file's samples: 10
+    int bits;     ///< of the file's samples: 10, for scaled DPX also 8, 12 or 16
     int scaled;   ///< 1: samples are 0..16383, to be scaled; 0: as the save slots take them
     /// The raw header to start from, big-endian, as a file or the last-header buffer has it: 1664
-    /// or 2048 bytes for DPX, 2048 or 2056 for Cineon. Null: a new header.
+    /// or 2048 bytes for DPX, 2048 or 2056 for Cineon. Null: the held or a new one, as the save
+    /// slots do it.
     const void* header;
     size_t header_size;
 } trellis_film_save;
 
-/// Saves a rectangle like the save slots, with a header of the caller's own: an image without
-/// `alpha`, a mask without `rgb`, else a cutout. Fields that say how samples are stored are set to
-/// what is written; the others are kept as the slots keep them. Neither the last-header buffer nor
-/// any word about the last header is read or changed, so threads do not meet.
+/// Saves a rectangle like the save slots: an image without `alpha`, a mask without `rgb`, else a
+/// cutout. Samples of 10 bits are packed as the slots do; those of 8 and 16 fill their bytes, and
+/// those of 12 the upper end of two, most significant byte first. Fields that say how samples are
+/// stored are set to what is written; the others are kept as the slots keep them.
+///
+/// With a header of the caller's own, neither the last-header buffer nor any word about the last
+/// header is read or changed, so threads do not meet. Without one the save starts from the held
+/// header and publishes its own, in which the fields about storage stay as they were: they belong
+/// to a slot's next save, which would not change them.
 ///
 /// Errors: those of the slots; 5 (anything that cannot be saved so) and 8 (`options` is null or too
 /// small) before the file is created.

@@ -151,7 +151,7 @@ struct Kernels {
     void (*pack_film)(FilmLayout layout, const std::uint16_t* colour, const std::uint16_t* matte,
                       std::size_t count, std::uint8_t* bytes);
 
-    /// to[column][row] = from[row][column], in elements of `size` (1 to 5) bytes; pitches are in
+    /// to[column][row] = from[row][column], in elements of `size` (1 to 8) bytes; pitches are in
     /// bytes.
     void (*transpose)(std::size_t size, const std::uint8_t* from, std::ptrdiff_t from_pitch,
                       std::uint8_t* to, std::ptrdiff_t to_pitch, std::size_t rows,

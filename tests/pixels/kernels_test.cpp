@@ -104,7 +104,7 @@ void store_planes(Rows& r) {
 
 void transpose(Rows& r) {
     for (const std::size_t columns : {1U, 4U, 18U}) {
-        for (std::size_t size = 1; size <= 5; ++size) {
+        for (std::size_t size = 1; size <= 8; ++size) {
             const auto pitch = static_cast<std::ptrdiff_t>(size * r.n);
             u8* to = r.row(size * r.n * columns);
             u8* last = to + pitch * static_cast<std::ptrdiff_t>(columns - 1);

@@ -138,14 +138,14 @@ cineon_header default_cineon_header(const char* path, const TimeText& date) {
 }
 
 void set_cineon_save_fields(cineon_header& header, const char* path, const TimeText& date,
-                            const Rectangle& rectangle, Mode mode) {
+                            const Source& source) {
     cineon_file_section& file = header.file;
     file.magic = cineon_magic;
     file.image_offset = image_offset;
     file.generic_length = offsetof(cineon_header, industry);
     file.industry_length = sizeof header.industry;
     file.user_length = catalogue_size;
-    file.file_size = image_offset + image_size(rectangle, mode);
+    file.file_size = image_offset + image_size(source);
     set_text(file.version, "V4.5");
     set_text(file.file_name, path);
     set_text(file.creation_date, date.text);
@@ -153,14 +153,14 @@ void set_cineon_save_fields(cineon_header& header, const char* path, const TimeT
 
     cineon_image_section& image = header.image;
     const bool upright = image.orientation == 0;
-    image.channel_count = channels_of(mode);
+    image.channel_count = channels_of(source.mode);
     for (int i = 0; i < image.channel_count; ++i) {
         cineon_channel& channel = image.channels[i];
         channel.designator_2 = designator(i, image.channel_count);
-        channel.pixels_per_line =
-            static_cast<std::uint32_t>(upright ? rectangle.width() : rectangle.height());
-        channel.lines =
-            static_cast<std::uint32_t>(upright ? rectangle.height() : rectangle.width());
+        channel.pixels_per_line = static_cast<std::uint32_t>(upright ? source.rectangle.width()
+                                                                     : source.rectangle.height());
+        channel.lines = static_cast<std::uint32_t>(upright ? source.rectangle.height()
+                                                           : source.rectangle.width());
     }
 }
 

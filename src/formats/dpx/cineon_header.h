@@ -158,6 +158,6 @@ cineon_header default_cineon_header(const char* path, const TimeText& date);
 
 /// Sets the fields that every save writes. The rest of the header keeps what it holds.
 void set_cineon_save_fields(cineon_header& header, const char* path, const TimeText& date,
-                            const Rectangle& rectangle, Mode mode);
+                            const Source& source);
 
 }  // namespace trellis::dpx

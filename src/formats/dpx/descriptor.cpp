@@ -11,6 +11,7 @@
 #include "formats/dpx/catalogue.h"
 #include "formats/dpx/queries.h"
 #include "formats/dpx/reader.h"
+#include "formats/dpx/samples_writer.h"
 #include "formats/dpx/writer.h"
 #include "frame/slots.h"
 #include "state/film_words.h"
@@ -86,7 +87,12 @@ Error load_smpte(const char* name, const LoadRequest& request) {
     return dpx::load_lines(film, target_of(request));
 }
 
-Error save_dpx(const char* name, const SaveRequest& request) {
+// Saves with the held header, or a new one. A slot leaves alone what that says of the way samples
+// are stored; other saves have it say what they write, in the file alone: what is published stays
+// the start of a slot's save.
+enum class StorageFields { kept, set };
+
+Error save_dpx(const char* name, const dpx::Source& source, StorageFields fields) {
     const dpx::TimeText time(dpx::dpx_time_pattern);
     OutputFile file;
     TRELLIS_TRY(file.create(name));
@@ -94,27 +100,45 @@ Error save_dpx(const char* name, const SaveRequest& request) {
     if (copy_last_header(TRELLIS_TYPE_DPX, bytes_of(header)) != sizeof header) {
         header = dpx::default_dpx_header(name, time);
     }
-    const dpx::Source source = source_of(request);
-    dpx::set_dpx_save_fields(header, name, time, source.rectangle, source.mode);
+    dpx::set_dpx_save_fields(header, name, time, source);
     dpx::dpx_header held = header;
     be16& orientation = held.generic.image.orientation;
     dpx::leave_in_host_order(orientation, orientation);
     TRELLIS_TRY(publish_last_header(TRELLIS_TYPE_DPX, bytes_of(held), {}));
     ask_for_table();
+    if (fields == StorageFields::set) {
+        dpx::set_storage(header, source.bits);
+    }
     return dpx::write_dpx(file, header, source);
 }
 
-Error save_smpte(const char* name, const SaveRequest& request) {
+Error save_smpte(const char* name, const dpx::Source& source, StorageFields fields) {
     const dpx::TimeText date(dpx::cineon_date_pattern);
     OutputFile file;
     TRELLIS_TRY(file.create(name));
     dpx::cineon_buffer buffer = cineon_start(name);
     std::ranges::fill(buffer.rest, std::uint8_t{0});
-    const dpx::Source source = source_of(request);
-    dpx::set_cineon_save_fields(buffer.header, name, date, source.rectangle, source.mode);
+    dpx::set_cineon_save_fields(buffer.header, name, date, source);
     TRELLIS_TRY(publish_last_header(TRELLIS_TYPE_CINEON, bytes_of(buffer), {}));
     ask_for_table();
+    if (fields == StorageFields::set) {
+        dpx::mend_cineon_header(buffer.header);
+    }
     return dpx::write_smpte(file, buffer.header, source);
+}
+
+template <auto save>
+Error save_slot(const char* name, const SaveRequest& request) {
+    return save(name, source_of(request), StorageFields::kept);
+}
+
+Error save_samples(const char* name, dpx::Source source, const trellis_film_save* options) {
+    TRELLIS_TRY(dpx::parse_options(options, source));
+    if (options->header != nullptr) {
+        return dpx::save_with_header(name, source, *options);
+    }
+    return options->format == TRELLIS_TYPE_DPX ? save_dpx(name, source, StorageFields::set)
+                                               : save_smpte(name, source, StorageFields::set);
 }
 
 // The slot of a query that also answers what a header says to the process-wide words.
@@ -148,7 +172,7 @@ constexpr pic_format film_format(pic_format format) {
 }
 
 constexpr pic_format dpx_format = [] {
-    pic_format format = film_format<load_dpx, save_dpx>(
+    pic_format format = film_format<load_dpx, save_slot<save_dpx>>(
         name_format(TRELLIS_TYPE_DPX, "dpx", "dpx", "DPX(10bit)", "DPX"));
     format.size_pic_fn = format.size_mask_fn = publishing<dpx::size_dpx>;
     format.load_cat_fn = load_dpx_catalogue;
@@ -158,7 +182,7 @@ constexpr pic_format dpx_format = [] {
 }();
 
 constexpr pic_format cineon_format = [] {
-    pic_format format = film_format<load_smpte, save_smpte>(
+    pic_format format = film_format<load_smpte, save_slot<save_smpte>>(
         name_format(TRELLIS_TYPE_CINEON, "cin", "cin", "Kodak(10bit)", "SMPTE"));
     format.size_pic_fn = format.size_mask_fn = publishing<dpx::size_smpte>;
     format.load_cat_fn = publishing<dpx::load_smpte_catalogue>;
@@ -175,4 +199,14 @@ void init_dpx_pic_(pic_format* format) {
 
 void init_smpte_pic_(pic_format* format) {
     fill_descriptor(*format, cineon_format);
+}
+
+int save_film_samples_trellis(const char* name, const void* rgb, int pitch, const void* alpha,
+                              int alpha_pitch, int x0, int y0, int x1, int y1,
+                              const trellis_film_save* options) {
+    const Mode mode = rgb == nullptr ? Mode::mask : alpha == nullptr ? Mode::picture : Mode::cutout;
+    return code(save_samples(
+        name,
+        {ColourSource16(rgb, pitch), MatteSource16(alpha, alpha_pitch), {x0, y0, x1, y1}, mode},
+        options));
 }

@@ -136,12 +136,12 @@ dpx_header default_dpx_header(const char* path, const TimeText& time) {
 }
 
 void set_dpx_save_fields(dpx_header& header, const char* path, const TimeText& time,
-                         const Rectangle& rectangle, Mode mode) {
+                         const Source& source) {
     auto& file = header.generic.file;
     std::memcpy(file.magic, big_endian_magic, sizeof file.magic);
     file.image_offset = sizeof(dpx_header);
     set_text(file.version, "V1.0");
-    file.file_size = sizeof(dpx_header) + image_size(rectangle, mode);
+    file.file_size = sizeof(dpx_header) + image_size(source);
     file.ditto_key = 0;
     file.generic_length = sizeof header.generic;
     file.industry_length = sizeof header.film + sizeof header.television;
@@ -158,9 +158,10 @@ void set_dpx_save_fields(dpx_header& header, const char* path, const TimeText& t
     }
     const bool upright = image.orientation == 0;
     image.pixels_per_line =
-        static_cast<std::uint32_t>(upright ? rectangle.width() : rectangle.height());
-    image.lines = static_cast<std::uint32_t>(upright ? rectangle.height() : rectangle.width());
-    image.elements[0].descriptor = descriptor_of(mode);
+        static_cast<std::uint32_t>(upright ? source.rectangle.width() : source.rectangle.height());
+    image.lines =
+        static_cast<std::uint32_t>(upright ? source.rectangle.height() : source.rectangle.width());
+    image.elements[0].descriptor = descriptor_of(source.mode);
 }
 
 void leave_in_host_order(be16& orientation, std::uint16_t value) {

@@ -209,7 +209,7 @@ dpx_header default_dpx_header(const char* path, const TimeText& time);
 /// Sets the fields that every save writes. The rest of the header keeps what it holds, but for an
 /// orientation that was left in the host's order.
 void set_dpx_save_fields(dpx_header& header, const char* path, const TimeText& time,
-                         const Rectangle& rectangle, Mode mode);
+                         const Source& source);
 
 /// Stores the orientation in the host's byte order, in which hosts find that one field of the
 /// last-header buffer.

@@ -171,7 +171,6 @@ const char* samples_reason(const trellis_film_info& info) {
         when(info.data_sign != 0 && info.data_sign != undefined_32, "signed samples"),
         when(bits == 32 || bits == 64, "real samples (32 or 64 bits)"),
         when(!in_words && bits != 8 && bits != 16, "unsupported bit size"),
-        when(info.encoding == 1, "run-length encoding"),
         when(info.encoding > 1 && info.encoding != undefined_16, "unknown encoding"),
     });
 }
@@ -193,6 +192,7 @@ const char* slots_reason(const trellis_film_info& info) {
         when(std::strcmp(info.channel_order, "ABGR") == 0, "channels stored matte first"),
         when(deep && info.format == TRELLIS_TYPE_DPX && info.packing != filled_top,
              "packing other than filled from the top"),
+        when(info.encoding == 1, "run-length encoding"),
         when(deep && info.channels != 3 && !is_private,
              "10-bit samples of cutouts or masks in words of three"),
         when(info.line_size != slot_line, "padding at the ends of lines"),

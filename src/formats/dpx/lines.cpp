@@ -57,7 +57,7 @@ struct Walk {
 class LinePacker {
   public:
     LinePacker(const Walk& walk, const Source& source)
-        : walk_(walk), source_(source), size_(pixel_size(saved_layout(source.mode))) {}
+        : walk_(walk), source_(source), size_(saved_pixel_size(source)) {}
 
     std::size_t line_size() const { return size_ * static_cast<std::size_t>(walk_.pixels); }
 
@@ -74,8 +74,7 @@ class LinePacker {
 
   private:
     void pack_row(std::int64_t x, std::int64_t y, std::size_t count, std::uint8_t* bytes) const {
-        pack_pixels(source_.mode, source_.colour.pixel(x, y), source_.matte.pixel(x, y), count,
-                    bytes);
+        pack_pixels(source_, source_.colour.pixel(x, y), source_.matte.pixel(x, y), count, bytes);
     }
 
     // Pieces of rows are packed first, then transposed. The leftmost column is the last line.

@@ -51,6 +51,8 @@ struct Source {
     MatteSource16 matte;
     Rectangle rectangle;
     Mode mode;
+    bool scaled = false;  // from 0..16383; else the samples are 10-bit codes
+    int bits = 10;        // of the file's samples; 8, 12 or 16 of scaled ones
 };
 
 }  // namespace trellis::dpx

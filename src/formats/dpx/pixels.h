@@ -26,8 +26,11 @@ constexpr Layout saved_layout(Mode mode) {
     }
 }
 
+/// Bytes per pixel of a save.
+std::size_t saved_pixel_size(const Source& source);
+
 /// The bytes of a saved image, as far as a 32-bit header field can tell them.
-std::uint32_t image_size(const Rectangle& rectangle, Mode mode);
+std::uint32_t image_size(const Source& source);
 
 /// Decodes `count` pixels of any layout but `none` into colour pixels of three samples and matte
 /// samples; either may be null. Samples that the layout does not carry become 0.
@@ -37,9 +40,11 @@ void unpack_pixels(Layout layout, const std::uint8_t* bytes, std::size_t count,
 /// What pixels that are not in the file load as: zero samples. Either buffer may be null.
 void clear_pixels(std::size_t count, std::uint16_t* colour, std::uint16_t* matte);
 
-/// Packs `count` pixels in the layout of `mode`. The samples of a null buffer are packed as 0.
-/// Samples keep the bits that their field holds; those of a mask are first shifted down by four.
-void pack_pixels(Mode mode, const std::uint16_t* colour, const std::uint16_t* matte,
+/// Packs `count` pixels as `source` wants them, of 10 bits in the layout of its mode. The samples
+/// of a null buffer are packed as 0. Codes keep the bits that their field holds; those of a mask
+/// are first shifted down by four. Scaled samples are rounded to nearest, after those above full
+/// scale have been cut off to it.
+void pack_pixels(const Source& source, const std::uint16_t* colour, const std::uint16_t* matte,
                  std::size_t count, std::uint8_t* bytes);
 
 }  // namespace trellis::dpx

@@ -1,19 +1,36 @@
 #include "formats/dpx/samples.h"
 
+#include <algorithm>
+
 #include "trellis/pic_format.h"
 
 namespace trellis::dpx {
 
 namespace {
 
-constexpr std::uint32_t full_scale = 16383;
-
-// A code of `bits` bits on the scale of the buffers. The greatest code is odd, so nothing lies
-// halfway between two results.
+// A code of fewer bits on the scale of the buffers, in numbers of 16 bits, which vectors hold most
+// of. 16383 is `steps` times the greatest code and `steps` - 1, so what is left to round is a small
+// part. The greatest code is odd: nothing lies halfway between two results.
 template <int bits>
-std::uint16_t scaled(std::uint32_t code) {
-    constexpr std::uint32_t greatest = (1U << bits) - 1;
-    return static_cast<std::uint16_t>((code * full_scale + greatest / 2) / greatest);
+std::uint16_t scaled(std::uint16_t code) {
+    constexpr std::uint32_t steps = 1U << (14 - bits);
+    const auto part = static_cast<std::uint16_t>(code * (steps - 1) + (1U << (bits - 1)));
+    const auto rounded = static_cast<std::uint16_t>(part + (part >> bits)) >> bits;
+    return static_cast<std::uint16_t>(code * steps + static_cast<std::uint32_t>(rounded));
+}
+
+// Of 16 bits it is a quarter, less a little that grows from 0 to 3 / 4.
+template <>
+std::uint16_t scaled<16>(std::uint16_t code) {
+    const std::uint32_t product = code * 16383U + 32768;
+    return static_cast<std::uint16_t>((product + (product >> 16)) >> 16);
+}
+
+template <int bits>
+void scale(std::uint16_t* samples, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+        samples[i] = scaled<bits>(samples[i]);
+    }
 }
 
 template <bool big_endian>
@@ -33,7 +50,7 @@ void unpack_halves(const std::uint8_t* bytes, std::uint64_t /*first*/, std::size
                    std::uint16_t* samples) {
     constexpr std::uint32_t mask = (1U << bits) - 1;
     for (std::size_t i = 0; i < count; ++i) {
-        samples[i] = scaled<bits>(word16<big_endian>(bytes + 2 * i) >> shift & mask);
+        samples[i] = static_cast<std::uint16_t>(word16<big_endian>(bytes + 2 * i) >> shift & mask);
     }
 }
 
@@ -42,7 +59,8 @@ template <bool big_endian, int gap, bool lowest_first>
 void unpack_thirds(const std::uint8_t* bytes, std::uint64_t first, std::size_t count,
                    std::uint16_t* samples) {
     const auto at = [](std::uint32_t word, int place) {
-        return scaled<10>(word >> (10 * (lowest_first ? place : 2 - place) + gap) & 1023);
+        return static_cast<std::uint16_t>(word >> (10 * (lowest_first ? place : 2 - place) + gap) &
+                                          1023);
     };
     int place = static_cast<int>(first % 3);
     std::size_t i = 0;
@@ -74,7 +92,7 @@ void unpack_tight(const std::uint8_t* bytes, std::uint64_t first, std::size_t co
         if (place + bits > 32) {
             code |= word32<big_endian>(bytes + 4) << (32 - place);
         }
-        samples[i] = scaled<bits>(code & mask);
+        samples[i] = static_cast<std::uint16_t>(code & mask);
         place += bits;
         bytes += place / 32 * 4;
         place %= 32;
@@ -83,9 +101,7 @@ void unpack_tight(const std::uint8_t* bytes, std::uint64_t first, std::size_t co
 
 void unpack_bytes(const std::uint8_t* bytes, std::uint64_t /*first*/, std::size_t count,
                   std::uint16_t* samples) {
-    for (std::size_t i = 0; i < count; ++i) {
-        samples[i] = scaled<8>(bytes[i]);
-    }
+    std::copy_n(bytes, count, samples);
 }
 
 void unpack_groups(const std::uint8_t* bytes, std::uint64_t first, std::size_t count,
@@ -93,7 +109,7 @@ void unpack_groups(const std::uint8_t* bytes, std::uint64_t first, std::size_t c
     std::uint64_t place = first % 4;
     for (std::size_t i = 0; i < count; ++i) {
         const std::uint32_t word = word16<true>(bytes + place);
-        samples[i] = scaled<10>(word >> (6 - 2 * place) & 1023);
+        samples[i] = static_cast<std::uint16_t>(word >> (6 - 2 * place) & 1023);
         place = (place + 1) % 4;
         bytes += place == 0 ? 5 : 0;
     }
@@ -166,10 +182,29 @@ ByteRange bytes_holding(SamplePacking packing, std::uint64_t first, std::uint64_
             (last + entry.unit_samples - 1) / entry.unit_samples * entry.unit_bytes};
 }
 
-void unpack_samples(SamplePacking packing, bool big_endian, const std::uint8_t* bytes,
-                    std::uint64_t first, std::size_t count, std::uint16_t* samples) {
+std::uint64_t samples_in(SamplePacking packing, std::uint64_t bytes) {
+    const PackingEntry& entry = entry_of(packing);
+    return entry.unit_samples == 0 ? bytes / 4 * 32 / entry.unit_bytes
+                                   : bytes / entry.unit_bytes * entry.unit_samples;
+}
+
+void unpack_codes(SamplePacking packing, bool big_endian, const std::uint8_t* bytes,
+                  std::uint64_t first, std::size_t count, std::uint16_t* samples) {
     const PackingEntry& entry = entry_of(packing);
     (big_endian ? entry.big : entry.little)(bytes, first, count, samples);
+}
+
+void scale_codes(int bits, std::uint16_t* samples, std::size_t count) {
+    switch (bits) {
+        case 8:
+            return scale<8>(samples, count);
+        case 10:
+            return scale<10>(samples, count);
+        case 12:
+            return scale<12>(samples, count);
+        default:
+            return scale<16>(samples, count);
+    }
 }
 
 }  // namespace trellis::dpx

@@ -35,9 +35,15 @@ struct ByteRange {
 };
 ByteRange bytes_holding(SamplePacking packing, std::uint64_t first, std::uint64_t count);
 
-/// Unpacks the samples first to first + count, scaled to 0..16383 and rounded to nearest. `bytes`
-/// is where bytes_holding() begins.
-void unpack_samples(SamplePacking packing, bool big_endian, const std::uint8_t* bytes,
-                    std::uint64_t first, std::size_t count, std::uint16_t* samples);
+/// How many samples of a line its first `bytes` bytes hold.
+std::uint64_t samples_in(SamplePacking packing, std::uint64_t bytes);
+
+/// Unpacks the samples first to first + count as the codes that they are. `bytes` is where
+/// bytes_holding() begins.
+void unpack_codes(SamplePacking packing, bool big_endian, const std::uint8_t* bytes,
+                  std::uint64_t first, std::size_t count, std::uint16_t* samples);
+
+/// Scales codes of 8, 10, 12 or 16 bits to 0..16383, rounded to nearest.
+void scale_codes(int bits, std::uint16_t* samples, std::size_t count);
 
 }  // namespace trellis::dpx

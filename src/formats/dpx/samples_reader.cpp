@@ -7,6 +7,7 @@
 
 #include "formats/dpx/film_info.h"
 #include "formats/dpx/picture.h"
+#include "formats/dpx/run_length.h"
 #include "formats/dpx/samples.h"
 #include "frame/memory.h"
 
@@ -156,13 +157,37 @@ Error load_region(InputFile& file, const trellis_film_info& info, const Region& 
         TRELLIS_TRY(
             file.read(batch.data(), static_cast<std::size_t>((count - 1) * pitch + part_size)));
         for (std::uint64_t i = 0; i < count; ++i) {
-            unpack_samples(packing, info.big_endian == 1, batch.data() + i * pitch, first_sample,
-                           static_cast<std::size_t>(sample_count), samples.data());
+            unpack_codes(packing, info.big_endian == 1, batch.data() + i * pitch, first_sample,
+                         static_cast<std::size_t>(sample_count), samples.data());
+            scale_codes(info.bit_size, samples.data(), static_cast<std::size_t>(sample_count));
             store.store(static_cast<std::int64_t>(line + i), samples.data(),
                         static_cast<std::size_t>(region.pixels.count));
         }
     }
     return lines < region.lines.count ? Error::read : Error::none;
+}
+
+// A run-length encoded file says nowhere where its lines are: those before the region are decoded
+// for their length.
+Error load_runs(InputFile& file, const trellis_film_info& info, const Region& region,
+                const Target& target) {
+    const bool columns = (info.orientation & lines_are_columns) != 0;
+    const auto pixels = static_cast<std::size_t>(region.pixels.count);
+    const std::size_t count = pixels * static_cast<std::size_t>(info.channels);
+    Block<std::uint16_t> samples;
+    TRELLIS_TRY(samples.allocate(count));
+    TRELLIS_TRY(file.seek(info.image_offset));
+    RunReader reader(file, info, columns ? info.height : info.width);
+    for (std::uint64_t line = 0; line < region.lines.first; ++line) {
+        TRELLIS_TRY(reader.read_line(0, 0, nullptr));
+    }
+    const SampleStore store(info, target);
+    for (std::uint64_t line = 0; line < region.lines.count; ++line) {
+        TRELLIS_TRY(reader.read_line(region.pixels.first, pixels, samples.data()));
+        scale_codes(info.bit_size, samples.data(), count);
+        store.store(static_cast<std::int64_t>(line), samples.data(), pixels);
+    }
+    return Error::none;
 }
 
 Error load_samples(const char* name, const Target& target) {
@@ -179,7 +204,8 @@ Error load_samples(const char* name, const Target& target) {
     if (!target.rectangle.empty()) {
         Region region{};
         TRELLIS_TRY(find_region(info, target, region));
-        TRELLIS_TRY(load_region(file, info, region, target));
+        const auto load = info.encoding == 1 ? load_runs : load_region;
+        TRELLIS_TRY(load(file, info, region, target));
     }
     return file.close();
 }

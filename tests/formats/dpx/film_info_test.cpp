@@ -39,7 +39,7 @@ TEST(FilmInfo, LinesAndWhatCannotBeLoaded) {
         {dpx, {.packing = 2}, 60, 3, "RGB", 20, 60, "packing", ""},
         {dpx, {.packing = 0}, 60, 3, "RGB", 20, 60, "packing", ""},
         {dpx, {.packing = 0xFFFF}, 60, 3, "RGB", 20, 60, "packing", "packing"},
-        {dpx, {.packing = 1, .encoding = 1}, 60, 3, "RGB", 0, 0, "run-length", "run-length"},
+        {dpx, {.packing = 1, .encoding = 1}, 60, 3, "RGB", 0, 0, "run-length", ""},
         {dpx, {.packing = 1, .encoding = 2}, 60, 3, "RGB", 20, 60, "encoding", "encoding"},
         {dpx, {.packing = 1, .sign = 1}, 60, 3, "RGB", 20, 60, "signed", "signed"},
         {dpx, {.packing = 1, .sign = 0xFFFFFFFF}, 60, 3, "RGB", 20, 60, "", ""},

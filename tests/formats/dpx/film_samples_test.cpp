@@ -59,6 +59,20 @@ Bytes packed(const std::vector<unsigned>& codes, const Kind& kind, bool big, boo
     return line;
 }
 
+// The codes of a line of `width` pixels in runs: a repeated pixel, four different ones, none, and one that comes twice.
+std::vector<unsigned> in_runs(const std::vector<unsigned>& codes) {
+    const auto at = [&](std::size_t pixel) {
+        return codes.begin() + static_cast<std::ptrdiff_t>(pixel * codes.size() / width);
+    };
+    std::vector<unsigned> runs = {1 << 1 | 1};
+    runs.insert(runs.end(), at(0), at(1));
+    runs.push_back(4 << 1);
+    runs.insert(runs.end(), at(1), at(5));
+    runs.insert(runs.end(), {0 << 1, 2 << 1 | 1});
+    runs.insert(runs.end(), at(5), at(6));
+    return runs;
+}
+
 int load(const std::string& name, FilmBuffers& to, int x0, int y0, int x1, int y1, int file_x = 0, int file_y = 0) {
     return load_film_samples_trellis(name.c_str(), to.colour.data(), to.colour.pitch(), to.matte.data(),
                                      to.matte.pitch(), x0, y0, x1, y1, file_x, file_y);
@@ -70,10 +84,11 @@ TEST(FilmSamples, EveryPackingScaledShownUprightAndCut) {
     Noise noise(9);
     int variant = 0;
     for (const Kind& kind : kinds) {
-        for (int way = 0; way < 16; ++way) {
+        for (int way = 0; way < 24; ++way) {
             const bool big = way % 2 == 0;
-            const int orientation = way / 2;
-            const bool fill_words = variant % 3 != 0;
+            const int orientation = way / 2 % 8;
+            const bool encoded = way >= 16;
+            const bool fill_words = variant % 3 != 0 || encoded;
             const int padding = variant % 2 * 4;
             SCOPED_TRACE(variant++);
             const auto greatest = (1U << kind.bits) - 1;
@@ -93,7 +108,10 @@ TEST(FilmSamples, EveryPackingScaledShownUprightAndCut) {
                     if (orientation % 4 >= 2) { y = h - 1 - y; }
                     for (const char channel : order) {
                         const unsigned fixed[] = {0, greatest / 2, greatest / 2 + 1, greatest};
-                        const unsigned code = codes.size() < 4 ? fixed[codes.size()] : noise.next() & greatest;
+                        const bool again = encoded && pixel == width - 1;
+                        const unsigned code = codes.size() < 4 ? fixed[codes.size()]
+                                              : again          ? codes[codes.size() - order.size()]
+                                                               : noise.next() & greatest;
                         codes.push_back(code);
                         const auto sample = static_cast<std::uint16_t>(std::lround(code * 16383.0 / greatest));
                         for (std::size_t k = 0; k < 4; ++k) {
@@ -103,6 +121,7 @@ TEST(FilmSamples, EveryPackingScaledShownUprightAndCut) {
                         }
                     }
                 }
+                if (encoded) { codes = in_runs(codes); }
                 image = image + packed(codes, kind, big, fill_words) + Bytes(static_cast<std::size_t>(padding), 0xDD);
             }
             const FilmHeader header = {.width = width,
@@ -113,6 +132,7 @@ TEST(FilmSamples, EveryPackingScaledShownUprightAndCut) {
                                        .descriptor = kind.descriptor,
                                        .offset = 2060,
                                        .packing = kind.packing,
+                                       .encoding = encoded ? 1 : 0,
                                        .line_padding = padding};
             const Bytes bytes = header.bytes(dpx) + zeros(12) + image;
             dir.file("a", bytes);
@@ -181,7 +201,8 @@ TEST(FilmSamples, WhatIsOursAndWhatIsRefused) {
         {{.descriptor = 100}, 5},
         {{.bits = 32}, 5},
         {{.packing = 3}, 5},
-        {{.packing = 1, .encoding = 1}, 5},
+        {{.packing = 1, .encoding = 2}, 5},
+        {{.bits = 8, .encoding = 1}, 1},  // runs of nothing
         {{.magic = hex("00")}, 20},
     };
     for (const auto& c : cases) {
@@ -192,41 +213,75 @@ TEST(FilmSamples, WhatIsOursAndWhatIsRefused) {
     EXPECT_EQ(load(dir.path("missing"), saved, 0, 0, 2, 1), 6);
 }
 
-// Saves with a header of their own keep what it says and leave the held one alone.
-TEST(FilmSamples, SavesWithTheirOwnHeader) {
+// A run that is longer than its line is not shown; the lines above are.
+TEST(FilmSamples, RunsBeyondTheirLine) {
+    const TempDir dir;
+    for (const int count : {3, 4}) {
+        const Bytes image = hex("07 FF FF FF") + Bytes{byte(2 * count + 1), 255, 255, 255};
+        const std::string name = dir.file("a", FilmHeader{.bits = 8, .encoding = 1}.bytes(dpx) + image);
+        FilmBuffers buffers(3, 2);
+        EXPECT_EQ(load(name, buffers, 0, 0, 2, 1), count == 3 ? 0 : 1);
+        EXPECT_EQ(buffers.written(), count == 3 ? 24 : 12);
+    }
+}
+
+// Saves with a header of their own leave the held one alone; others start from it and publish theirs, for a slot to go
+// on with. The file says how its samples are stored.
+TEST(FilmSamples, SavesOfEveryBitSize) {
     const TempDir dir;
     const std::string name = dir.path("a");
-    for (const pic_format* format : {&dpx, &cineon}) {
-        for (const int scaled : {0, 1}) {
+    const struct {
+        const pic_format* format;
+        int bits, scaled, code;
+    } cases[] = {{&dpx, 8, 1, 0},     {&dpx, 10, 1, 0},    {&dpx, 12, 1, 0},    {&dpx, 16, 1, 0}, {&dpx, 10, 0, 0},
+                 {&cineon, 10, 1, 0}, {&cineon, 10, 0, 0}, {&cineon, 12, 1, 5}, {&dpx, 12, 0, 5}, {&dpx, 14, 1, 5}};
+    for (const auto& c : cases) {
+        for (int way = 0; way < 12; ++way) {
+            SCOPED_TRACE(testing::Message() << &c - cases << ", " << way);
+            const bool own = way % 2 == 0;
+            const int orientation = way / 2 % 2 * 5;
+            const int mode = 4 + way / 4;
             FilmBuffers saved(9, 4);
-            saved.fill(9, 4, scaled == 1 ? 14 : 10);
-            Bytes header = FilmHeader{.orientation = 5}.bytes(*format);
+            saved.fill(9, 4, c.scaled == 1 || mode == 4 ? 14 : 10);
+            Bytes header = FilmHeader{.bits = 10, .orientation = orientation, .packing = 2}.bytes(*c.format);
             put(header, 1600, text("kept"));
-            trellis_film_save options = {
-                sizeof options, static_cast<int>(format->type), 10, scaled, header.data(), 2048};
             free_last_header_trellis();
-            const auto save = [&](void* alpha) {
-                return save_film_samples_trellis(name.c_str(), saved.colour.data(), saved.colour.pitch(), alpha,
-                                                 saved.matte.pitch(), 0, 0, 8, 3, &options);
-            };
-            ASSERT_EQ(save(saved.matte.data()), 0);
-            EXPECT_TRUE(last_header().empty());
-            EXPECT_EQ(piece(contents(name), 1600, 4), text("kept"));
-            FilmBuffers loaded(9, 4);
-            ASSERT_EQ(loaded.load(*format, name, 0, 0, 8, 3), 0);
-            for (int k = 0; k < 9 * 4 * 4; ++k) {
-                const int sample = saved.at(k / 4 % 9, k / 4 / 9, k % 4);
-                EXPECT_EQ(loaded.at(k / 4 % 9, k / 4 / 9, k % 4),
-                          scaled == 1 ? std::lround(sample * 1023.0 / 16383) : sample);
+            if (!own) { prepare_header(*c.format, header); }
+            const trellis_film_save options = {
+                sizeof options, static_cast<int>(c.format->type), c.bits,
+                c.scaled,       own ? header.data() : nullptr,    own ? header.size() : 0};
+            ASSERT_EQ(save_film_samples_trellis(name.c_str(), mode == 4 ? nullptr : saved.colour.data(),
+                                                saved.colour.pitch(), mode == 5 ? nullptr : saved.matte.data(),
+                                                saved.matte.pitch(), 0, 0, 8, 3, &options),
+                      c.code);
+            if (c.code != 0) { continue; }
+            EXPECT_EQ(last_header().empty(), own);
+            const Bytes file = contents(name);
+            EXPECT_EQ(piece(file, 1600, 4), text("kept"));
+            if (c.format == &dpx) {
+                EXPECT_EQ(piece(file, 803, 5), Bytes({byte(c.bits), 0, byte(c.bits % 8 == 0 ? 0 : 1), 0, 0}));
+                EXPECT_EQ(piece(file, 16, 4), be(file.size(), 4));
+                if (!own) { EXPECT_EQ(last_header()[803], 10); }
             }
-            options.header_size = 7;
-            EXPECT_EQ(save(nullptr), 5);
-            options = {sizeof options, static_cast<int>(format->type), 12, scaled, nullptr, 0};
-            EXPECT_EQ(save(nullptr), 5);
-            options.size = 4;
-            EXPECT_EQ(save(nullptr), 8);
+            FilmBuffers loaded(9, 4);
+            ASSERT_EQ(load(name, loaded, 0, 0, 8, 3), 0);
+            const double greatest = (1 << c.bits) - 1;
+            for (int k = 0; k < 9 * 4 * 4; ++k) {
+                const int channel = k % 4;
+                const bool held = channel == 3 ? mode != 5 : mode != 4;
+                const int sample = held ? saved.at(k / 4 % 9, k / 4 / 9, channel) : 0;
+                const auto code = c.scaled == 1 ? std::lround(sample * greatest / 16383)
+                                  : mode == 4   ? sample >> 4
+                                                : sample;
+                EXPECT_EQ(loaded.at(k / 4 % 9, k / 4 / 9, channel),
+                          std::lround(static_cast<double>(code) * 16383 / greatest));
+            }
         }
     }
+    trellis_film_save options = {4, TRELLIS_TYPE_DPX, 10, 1, nullptr, 0};
+    EXPECT_EQ(save_film_samples_trellis(name.c_str(), &options, 1, nullptr, 1, 0, 0, 0, 0, &options), 8);
+    options = {sizeof options, TRELLIS_TYPE_DPX, 10, 1, &options, 7};
+    EXPECT_EQ(save_film_samples_trellis(name.c_str(), &options, 1, nullptr, 1, 0, 0, 0, 0, &options), 5);
 }
 
 }  // namespace
