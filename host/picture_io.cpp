@@ -132,7 +132,8 @@ int save_film(const pic_format& format, const char* name, const Picture& picture
         .format = static_cast<int>(format.type),
         .bits = 10,
         .scaled = picture.depth() == 16 ? 1 : 0,
-        .header = keep ? header.bytes.data() : nullptr,
+        // Without bytes, a new header.
+        .header = keep ? static_cast<const void*>(header.bytes.data()) : "",
         .header_size = keep ? header.bytes.size() : 0,
     };
     return save_film_samples_trellis(name, picture.colour(), picture.width(),

@@ -136,8 +136,8 @@ typedef struct trellis_film_save {
     int bits;     ///< of the file's samples: 10, for scaled DPX also 8, 12 or 16
     int scaled;   ///< 1: samples are 0..16383, to be scaled; 0: as the save slots take them
     /// The raw header to start from, big-endian, as a file or the last-header buffer has it: 1664
-    /// or 2048 bytes for DPX, 2048 or 2056 for Cineon. Null: the held or a new one, as the save
-    /// slots do it.
+    /// or 2048 bytes for DPX, 2048 or 2056 for Cineon. No bytes (not null, a size of 0): a new
+    /// header. Null: the held one or a new one, as the save slots do it.
     const void* header;
     size_t header_size;
 } trellis_film_save;

@@ -14,7 +14,7 @@ namespace {
 
 bool is_known_header(const trellis_film_save& options) {
     const std::size_t size = options.header_size;
-    if (options.header == nullptr) {
+    if (options.header == nullptr || size == 0) {
         return true;
     }
     if (options.format == TRELLIS_TYPE_CINEON) {

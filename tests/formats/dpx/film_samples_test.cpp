@@ -280,8 +280,12 @@ TEST(FilmSamples, SavesOfEveryBitSize) {
     }
     trellis_film_save options = {4, TRELLIS_TYPE_DPX, 10, 1, nullptr, 0};
     EXPECT_EQ(save_film_samples_trellis(name.c_str(), &options, 1, nullptr, 1, 0, 0, 0, 0, &options), 8);
-    options = {sizeof options, TRELLIS_TYPE_DPX, 10, 1, &options, 7};
-    EXPECT_EQ(save_film_samples_trellis(name.c_str(), &options, 1, nullptr, 1, 0, 0, 0, 0, &options), 5);
+    for (const std::size_t size : {7U, 0U}) {  // no header, and a new one
+        options = {sizeof options, TRELLIS_TYPE_DPX, 10, 1, &options, size};
+        EXPECT_EQ(save_film_samples_trellis(name.c_str(), &options, 1, nullptr, 1, 0, 0, 0, 0, &options),
+                  size == 7 ? 5 : 0);
+    }
+    EXPECT_EQ(contents(name)[801], 3);
 }
 
 }  // namespace
