@@ -91,7 +91,7 @@ void check_pixar(Description& description, const std::string& path) {
         return refuse(description, TRELLIS_UNSUPPORTED_ERROR, "the header gives no picture size");
     }
     const uint64_t tiles = header.tiles();
-    if (tiles > file_size / PixarHeader::pointer_size) {
+    if (PixarHeader::size + tiles * PixarHeader::pointer_size > file_size) {
         return refuse(description, TRELLIS_READ_ERROR, "the table of tiles is cut short");
     }
     const std::string table = file.at(PixarHeader::size, tiles * PixarHeader::pointer_size);

@@ -106,7 +106,7 @@ class HeaderEditor {
   public:
     HeaderEditor(std::string& bytes, HeaderLayout layout) : bytes_(bytes), layout_(layout) {}
 
-    /// Turns the bytes of every number round, and of the time code, whose digits are a number's.
+    /// Reverses the bytes of every number, and of the time code, whose digits are a number's.
     void make_big_endian() {
         constexpr std::string_view undefined_real("\0\0\xFF\x4E", 4);
         auto at = bytes_.begin();
@@ -149,6 +149,7 @@ std::string dpx_header(BytesOfFile& file, const trellis_film_info& info) {
     std::string bytes = padded(file.at(0, static_cast<std::size_t>(size)), dpx_size);
     HeaderEditor editor(bytes, dpx_layout());
     if (info.big_endian == 0) {
+        bytes.replace(0, 4, "SDPX");
         editor.make_big_endian();
     }
     constexpr std::string_view element = "image element";
@@ -202,11 +203,6 @@ void describe_pixels(Description& description, const trellis_film_info& info) {
         description.refusal = info.samples_reason;
         description.refusal_code =
             info.elements > 1 ? TRELLIS_ELEMENT_COUNT_ERROR : TRELLIS_UNSUPPORTED_ERROR;
-    }
-    // Lines of runs have no size that is known before, but are not empty.
-    const std::uint64_t lines = std::min(info.width, info.height);
-    if (info.encoding == 1 && info.present_size < lines) {
-        description.missing = "many lines of the picture";
     }
     if (info.present_size < info.promised_size) {
         description.missing = std::to_string(info.promised_size - info.present_size) + " of " +

@@ -2,6 +2,7 @@
 
 #include <png.h>
 
+#include <bit>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -32,6 +33,13 @@ bool guarded(png_structp png, const Calls& calls) {
     }
     calls();
     return true;
+}
+
+// PNG is big-endian, our buffers have the order of the machine.
+void swap_samples(png_structp png) {
+    if constexpr (std::endian::native == std::endian::little) {
+        png_set_swap(png);
+    }
 }
 
 void report_progress(int rows, int height) {
@@ -120,7 +128,7 @@ class PngReader {
                 png_set_scale_16(png_);  // to the nearest 8-bit value
             } else {
                 png_set_expand_16(png_);
-                png_set_swap(png_);  // PNG is big-endian
+                swap_samples(png_);
             }
             png_set_gray_to_rgb(png_);
             png_set_bgr(png_);
@@ -240,7 +248,7 @@ class PngWriter {
             png_set_bgr(png_);
             png_set_swap_alpha(png_);
             if (bits == 16) {
-                png_set_swap(png_);  // PNG is big-endian
+                swap_samples(png_);
             }
         });
         return written ? TRELLIS_NO_ERROR : TRELLIS_WRITE_ERROR;
