@@ -98,21 +98,27 @@ class SampleStore {
             y += line * step_y;
             step_y = 0;
         }
-        for (std::size_t i = 0; i < count; ++i, samples += channels_, x += step_x, y += step_y) {
-            if (std::uint16_t* colour = target_.colour.pixel(x, y)) {
-                for (std::size_t k = 0; k < 3; ++k) {
-                    colour[k] = sample_at(samples, k);
-                }
+        if (std::uint16_t* colour = target_.colour.pixel(x, y)) {
+            const auto step = step_x * 3 + step_y * target_.colour.pitch_bytes() / 2;
+            for (std::size_t k = 0; k < 3; ++k) {
+                store_channel(samples, place_[k], colour + k, step, count);
             }
-            if (std::uint16_t* matte = target_.matte.pixel(x, y)) {
-                *matte = sample_at(samples, 3);
-            }
+        }
+        if (std::uint16_t* matte = target_.matte.pixel(x, y)) {
+            const auto step = step_x + step_y * target_.matte.pitch_bytes() / 2;
+            store_channel(samples, place_[3], matte, step, count);
         }
     }
 
   private:
-    std::uint16_t sample_at(const std::uint16_t* samples, std::size_t which) const {
-        return place_[which] < 0 ? std::uint16_t{0} : samples[place_[which]];
+    // A line's samples of one channel, or zeros, `step` samples apart.
+    void store_channel(const std::uint16_t* samples, int place, std::uint16_t* to,
+                       std::int64_t step, std::size_t count) const {
+        for (std::size_t i = 0; i < count; ++i) {
+            to[static_cast<std::int64_t>(i) * step] =
+                place < 0 ? std::uint16_t{0}
+                          : samples[i * channels_ + static_cast<std::size_t>(place)];
+        }
     }
 
     const Target& target_;
