@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
 #include "trellis/film.h"
 
 #include "formats/dpx/film_info.h"
 #include "formats/dpx/picture.h"
+#include "formats/dpx/pixels.h"
 #include "formats/dpx/run_length.h"
 #include "formats/dpx/samples.h"
 #include "frame/memory.h"
@@ -55,6 +57,14 @@ Error find_region(const trellis_film_info& info, const Target& target, Region& r
     return Error::none;
 }
 
+// A pixel of the host's buffers, and the way to the next one.
+struct Place {
+    std::int64_t x;
+    std::int64_t y;
+    std::int64_t step_x;
+    std::int64_t step_y;
+};
+
 // Stores lines of unpacked samples in the host's buffers.
 class SampleStore {
   public:
@@ -82,26 +92,31 @@ class SampleStore {
         }
     }
 
-    // Line `line` of the region.
-    void store(std::int64_t line, const std::uint16_t* samples, std::size_t count) const {
+    // Where line `line` of the region begins, and the steps to the next of its pixels.
+    Place place_of(std::int64_t line) const {
         const Rectangle& r = target_.rectangle;
         const bool leftward = (orientation_ & from_the_right) != 0;
         const bool upward = (orientation_ & from_the_bottom) != 0;
-        std::int64_t x = leftward ? r.x1 : r.x0;
-        std::int64_t y = upward ? r.y0 : r.y1;
-        std::int64_t step_x = leftward ? -1 : 1;
-        std::int64_t step_y = upward ? 1 : -1;
+        Place place = {leftward ? r.x1 : r.x0, upward ? r.y0 : r.y1, leftward ? -1 : 1,
+                       upward ? 1 : -1};
         if ((orientation_ & lines_are_columns) != 0) {
-            x += line * step_x;
-            step_x = 0;
+            place.x += line * place.step_x;
+            place.step_x = 0;
         } else {
-            y += line * step_y;
-            step_y = 0;
+            place.y += line * place.step_y;
+            place.step_y = 0;
         }
+        return place;
+    }
+
+    // Line `line` of the region.
+    void store(std::int64_t line, const std::uint16_t* samples, std::size_t count) const {
+        const auto [x, y, step_x, step_y] = place_of(line);
         if (std::uint16_t* colour = target_.colour.pixel(x, y)) {
-            const auto step = step_x * 3 + step_y * target_.colour.pitch_bytes() / 2;
-            for (std::size_t k = 0; k < 3; ++k) {
-                store_channel(samples, place_[k], colour + k, step, count);
+            if (step_x == 1 && std::min({place_[0], place_[1], place_[2]}) >= 0) {
+                store_row(samples, colour, count);
+            } else {
+                store_colours(samples, colour, step_x, step_y, count);
             }
         }
         if (std::uint16_t* matte = target_.matte.pixel(x, y)) {
@@ -111,6 +126,26 @@ class SampleStore {
     }
 
   private:
+    // The colours of a line that is a row.
+    void store_row(const std::uint16_t* samples, std::uint16_t* colour, std::size_t count) const {
+        const std::uint16_t* blue = samples + place_[0];
+        const std::uint16_t* green = samples + place_[1];
+        const std::uint16_t* red = samples + place_[2];
+        for (std::size_t i = 0; i < count; ++i, colour += 3) {
+            colour[0] = blue[i * channels_];
+            colour[1] = green[i * channels_];
+            colour[2] = red[i * channels_];
+        }
+    }
+
+    void store_colours(const std::uint16_t* samples, std::uint16_t* colour, std::int64_t step_x,
+                       std::int64_t step_y, std::size_t count) const {
+        const auto step = step_x * 3 + step_y * target_.colour.pitch_bytes() / 2;
+        for (std::size_t k = 0; k < 3; ++k) {
+            store_channel(samples, place_[k], colour + k, step, count);
+        }
+    }
+
     // A line's samples of one channel, or zeros, `step` samples apart.
     void store_channel(const std::uint16_t* samples, int place, std::uint16_t* to,
                        std::int64_t step, std::size_t count) const {
@@ -126,6 +161,23 @@ class SampleStore {
     std::size_t channels_;
     int place_[4] = {-1, -1, -1, -1};  // of colour samples 0 to 2 and the matte in a pixel; none
 };
+
+// The layout of lines that can be unpacked where they go: rows of the host's, read from the left,
+// of pixels that the row kernels know. `none` for all others.
+Layout row_layout(const trellis_film_info& info, const Target& target) {
+    const bool rows = (info.orientation & (lines_are_columns | from_the_right)) == 0;
+    if (!rows || !target.colour || std::strcmp(info.channel_order, "RGB") != 0) {
+        return Layout::none;
+    }
+    switch (packing_of(info)) {
+        case SamplePacking::bytes:
+            return Layout::colour8;
+        case SamplePacking::words10_top:
+            return info.big_endian == 1 ? Layout::colour10 : Layout::colour10_little;
+        default:
+            return Layout::none;
+    }
+}
 
 Error load_region(InputFile& file, const trellis_film_info& info, const Region& region,
                   const Target& target) {
@@ -156,6 +208,7 @@ Error load_region(InputFile& file, const trellis_film_info& info, const Region& 
     TRELLIS_TRY(batch.allocate(batch_lines * pitch));
     TRELLIS_TRY(samples.allocate(sample_count));
     const SampleStore store(info, target);
+    const Layout layout = row_layout(info, target);
     for (std::uint64_t line = 0; line < lines; line += batch_lines) {
         const std::uint64_t count = std::min(batch_lines, lines - line);
         TRELLIS_TRY(
@@ -163,6 +216,15 @@ Error load_region(InputFile& file, const trellis_film_info& info, const Region& 
         TRELLIS_TRY(
             file.read(batch.data(), static_cast<std::size_t>((count - 1) * pitch + part_size)));
         for (std::uint64_t i = 0; i < count; ++i) {
+            if (layout != Layout::none) {
+                const Place place = store.place_of(static_cast<std::int64_t>(line + i));
+                std::uint16_t* colour = target.colour.pixel(place.x, place.y);
+                unpack_pixels(layout, batch.data() + i * pitch,
+                              static_cast<std::size_t>(region.pixels.count), colour,
+                              target.matte.pixel(place.x, place.y));
+                scale_codes(info.bit_size, colour, static_cast<std::size_t>(sample_count));
+                continue;
+            }
             unpack_codes(packing, info.big_endian == 1, batch.data() + i * pitch, first_sample,
                          static_cast<std::size_t>(sample_count), samples.data());
             scale_codes(info.bit_size, samples.data(), static_cast<std::size_t>(sample_count));
