@@ -62,26 +62,14 @@ trellis_kind kind_of(const trellis_film_info& info) {
                              : TRELLIS_KIND_IMAGE;
 }
 
-const HeaderField::Value* find(const Header& header, std::string_view section_name,
-                               std::string_view field_name) {
-    for (const HeaderSection& section : header.sections) {
-        for (const HeaderField& field : section.fields) {
-            if (section.name == section_name && field.name == field_name) {
-                return &field.value;
-            }
-        }
-    }
-    return nullptr;
-}
-
 std::string text_of(const Header& header, std::string_view section, std::string_view field) {
-    const HeaderField::Value* value = find(header, section, field);
+    const HeaderField::Value* value = find_value(header, section, field);
     const auto* text = value == nullptr ? nullptr : std::get_if<std::string>(value);
     return text == nullptr ? std::string() : *text;
 }
 
 std::optional<float> rate_of(const Header& header, std::string_view section) {
-    const HeaderField::Value* value = find(header, section, "frame rate");
+    const HeaderField::Value* value = find_value(header, section, "frame rate");
     const auto* rate = value == nullptr ? nullptr : std::get_if<float>(value);
     // Some programs write numbers here that are none in the file's byte order.
     return rate != nullptr && *rate >= 1 && *rate < 100000 ? std::optional(*rate) : std::nullopt;
@@ -181,6 +169,18 @@ std::string cineon_header(BytesOfFile& file) {
 }
 
 }  // namespace
+
+const HeaderField::Value* find_value(const Header& header, std::string_view section_name,
+                                     std::string_view field_name) {
+    for (const HeaderSection& section : header.sections) {
+        for (const HeaderField& field : section.fields) {
+            if (section.name == section_name && field.name == field_name) {
+                return &field.value;
+            }
+        }
+    }
+    return nullptr;
+}
 
 trellis_film_info film_info(const std::string& path) {
     trellis_film_info info{};

@@ -3,6 +3,7 @@
 // What the host has to know of film files beyond their pixels.
 
 #include <string>
+#include <string_view>
 
 #include "trellis/film.h"
 #include "trellis/host.hpp"
@@ -12,6 +13,10 @@ namespace trellis::host {
 constexpr bool is_film(unsigned int type) {
     return type == TRELLIS_TYPE_DPX || type == TRELLIS_TYPE_CINEON;
 }
+
+/// The value of a field; null when the header has none of this name.
+const HeaderField::Value* find_value(const Header& header, std::string_view section,
+                                     std::string_view field);
 
 /// What a DPX or Cineon file really holds. Throws Error.
 trellis_film_info film_info(const std::string& path);

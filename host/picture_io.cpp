@@ -6,7 +6,9 @@
 #include "trellis/host.hpp"
 #include "trellis/settings.h"
 
+#include "carried_fields.h"
 #include "completeness.h"
+#include "field_writer.h"
 #include "film.h"
 #include "film_slots.h"
 #include "formats.h"
@@ -304,6 +306,10 @@ void save_beside(const Picture& picture, const pic_format& format, const char* f
         throw Error(target, TRELLIS_NOT_IN_FORMAT_ERROR, "only film formats hold film codes");
     }
     call_library(target, [&] { return save_picture(format, file, picture, options); });
+    const Picture::FilmHeader& header = picture.film_header();
+    if (is_film(format.type) && header.type != format.type) {
+        write_fields(file, target, header.for_other_format);
+    }
     replace_stored_path(file, format, target);
 }
 
@@ -344,7 +350,9 @@ Picture load(const std::string& path, const LoadOptions& options) try {
     }
     picture.change_kind(options.kind.value_or(picture.kind()));
     if (is_film(format.type)) {
-        picture.set_film_header(header_to_keep(path, source.film));
+        Picture::FilmHeader header = header_to_keep(path, source.film);
+        header.for_other_format = fields_for_other_format(read_header(path));
+        picture.set_film_header(std::move(header));
     }
     return picture;
 } catch (const std::bad_alloc&) {

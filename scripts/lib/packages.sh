@@ -3,7 +3,7 @@
 
 # What every build of the project needs.
 # shellcheck disable=SC2034  # used by the scripts
-build_packages=(cmake g++ libcli11-dev libpng-dev ninja-build nlohmann-json3-dev)
+build_packages=(cmake g++ libcli11-dev libpng-dev libxxhash-dev ninja-build nlohmann-json3-dev)
 
 # What the tests need beyond that: the second compiler with its sanitizers and fuzzer, the test
 # framework, and what checks the installed library.
@@ -12,7 +12,7 @@ test_packages=(binutils clang libclang-rt-14-dev libgtest-dev pkg-config strace)
 
 # Other programs that the tests exchange files with. Without them those tests are skipped.
 # shellcheck disable=SC2034
-peer_packages=(ffmpeg graphicsmagick openimageio-tools)
+peer_packages=(ffmpeg graphicsmagick openimageio-tools parallel)
 
 # What the benchmarks need beyond the build: their framework, and the libraries of other programs
 # that they measure beside ours.

@@ -80,10 +80,10 @@ void print_text(const std::string& file, const host::Description& info) {
 
 }  // namespace
 
-bool info(const std::vector<std::string>& files, const std::string& from, bool json) {
+bool info(const Selection& files, const std::string& from, bool json) {
     bool all_read = true;
     Json list = Json::array();
-    for (const std::string& file : files) {
+    for (const auto& [file, number] : some_selected(files)) {
         try {
             const auto describe = [](const std::string& path) { return host::describe(path); };
             const host::Description description = read_from({file, from}, describe);

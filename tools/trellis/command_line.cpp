@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "raw_video.h"
 
 namespace tool {
 
@@ -19,7 +20,9 @@ namespace {
 struct Arguments {
     std::string in;
     std::string out;
-    std::vector<std::string> files;
+    Selection files;
+    std::string directory;
+    BatchOptions batch;
     std::vector<int> region;
     Size size = {640, 480};
     PreviewSizes preview_sizes;
@@ -35,6 +38,10 @@ struct Arguments {
     bool force = false;
     bool lenient = false;
     bool json = false;
+    std::string manifest;
+    HeaderEdits header_edits;
+    bool resume = false;
+    bool new_header = false;
 
     host::LoadOptions load_options() const {
         host::LoadOptions options = {.kind = kind, .depth = depth, .lenient = lenient};
@@ -46,6 +53,12 @@ struct Arguments {
 
     host::SaveOptions save_options() const {
         return {.compress = compress, .force = force, .private_film_layouts = kind.has_value()};
+    }
+
+    BatchOptions batch_for(const std::string& verb) const {
+        BatchOptions options = batch;
+        options.verb = verb;
+        return options;
     }
 
     MatteChange matte_change() const {
@@ -93,8 +106,7 @@ void add_kind(CLI::App& command, Arguments& arguments) {
 
 /// The format of standard input or output: names among the extensions of formats.
 void add_stream_format(CLI::App& command, const std::string& name, std::string& format,
-                       const std::string& help) {
-    std::vector<std::string> extensions;
+                       const std::string& help, std::vector<std::string> extensions = {}) {
     for (const host::Format& known : host::formats()) {
         extensions.insert(extensions.end(), known.extensions.begin(), known.extensions.end());
     }
@@ -108,6 +120,24 @@ void add_from(CLI::App& command, Arguments& arguments) {
 
 void add_to(CLI::App& command, Arguments& arguments) {
     add_stream_format(command, "--to", arguments.to, "Format of standard output (-)");
+}
+
+/// Files, patterns, or a list of names.
+void add_files(CLI::App& command, Arguments& arguments, const std::string& name = "FILE") {
+    command.add_option(name, arguments.files.names);
+    command.add_option("--frames", arguments.files.frames,
+                       "Frames of patterns: 1001-1100,1200 or 1001-1100x2 (default: all on disk)");
+    command.add_option("--files-from", arguments.files.list,
+                       "Take names from this file, one a line; - is standard input");
+    command.add_flag("-0", arguments.files.zero, "Names in the list end with a zero byte");
+}
+
+void add_batch(CLI::App& command, Arguments& arguments) {
+    command
+        .add_option("--jobs", arguments.batch.jobs,
+                    "Frames at a time (default: as many as there are processors to use)")
+        ->check(CLI::Range(1, 1024));
+    command.add_flag("--fail-fast", arguments.batch.fail_fast, "Stop at the first failure");
 }
 
 // "640x480"
@@ -132,15 +162,21 @@ CLI::Option* add_size(CLI::App& command, const std::string& name, const std::str
 // The commands. Each declares its words and returns its work.
 
 Action declare_info(CLI::App& command, Arguments& arguments) {
-    command.add_option("FILE", arguments.files)->required();
+    add_files(command, arguments);
     add_from(command, arguments);
     add_json(command, arguments);
     return [&] { return info(arguments.files, arguments.from, arguments.json); };
 }
 
 Action declare_convert(CLI::App& command, Arguments& arguments) {
-    add_in(command, arguments, "IN");
-    add_out(command, arguments);
+    add_files(command, arguments, "IN OUT");
+    command.add_option("--out-dir", arguments.directory,
+                       "Put all files here, with the extension of --to");
+    add_batch(command, arguments);
+    command.add_flag("--resume", arguments.resume,
+                     "Leave what is whole and newer than its source, and do the rest");
+    command.add_flag("--new-header", arguments.new_header,
+                     "Start a film file's header afresh instead of keeping the source's fields");
     add_kind(command, arguments);
     add_lenient(command, arguments);
     command
@@ -165,16 +201,43 @@ Action declare_convert(CLI::App& command, Arguments& arguments) {
                   "Divide colours that are multiplied by the matte")
         ->excludes(premultiply);
     add_from(command, arguments);
-    add_to(command, arguments);
+    add_stream_format(command, "--to", arguments.to,
+                      "Format of standard output (-) or of the files in DIR, by an extension; for "
+                      "raw video rgb48le, rgba64le or gray16le",
+                      raw_formats());
     add_force(command, arguments);
     return [&] {
         const std::vector<int>& r = arguments.region;
         if (!r.empty() && (r[0] > r[2] || r[1] > r[3])) {
             throw UsageError("--rect: x0,y0 must not exceed x1,y1");
         }
-        convert({arguments.in, arguments.from}, {arguments.out, arguments.to},
-                arguments.load_options(), arguments.matte_change(), arguments.save_options());
-        return true;
+        return convert({arguments.files, arguments.directory, arguments.from, arguments.to},
+                       {.load = arguments.load_options(),
+                        .matte_change = arguments.matte_change(),
+                        .save = arguments.save_options(),
+                        .new_header = arguments.new_header,
+                        .resume = arguments.resume},
+                       arguments.batch_for("converted"));
+    };
+}
+
+Action declare_check(CLI::App& command, Arguments& arguments) {
+    add_files(command, arguments);
+    add_batch(command, arguments);
+    command.add_flag("--json", arguments.json, "Print a JSON object a line");
+    return [&] { return check(arguments.files, arguments.json, arguments.batch_for("checked")); };
+}
+
+Action declare_checksum(CLI::App& command, Arguments& arguments) {
+    add_files(command, arguments);
+    add_batch(command, arguments);
+    command.add_option("--verify", arguments.manifest,
+                       "Compare with this manifest: its own files, or the FILEs by their numbers");
+    return [&] {
+        return arguments.manifest.empty()
+                   ? print_checksums(arguments.files, arguments.batch_for("read"))
+                   : verify_checksums(arguments.manifest, arguments.files,
+                                      arguments.batch_for("read"));
     };
 }
 
@@ -200,19 +263,35 @@ Action declare_compare(CLI::App& command, Arguments& arguments) {
                     "Greatest difference of samples that is none (default: 0)")
         ->check(CLI::Range(0, 65535));
     add_from(command, arguments);
+    command.add_option("--frames", arguments.files.frames,
+                       "Frames of two patterns (default: all on disk)");
+    add_batch(command, arguments);
     return [&] {
         return compare({arguments.in, arguments.from}, {arguments.out, arguments.from},
-                       arguments.load_options(), arguments.tolerance);
+                       {arguments.files.frames, arguments.batch}, arguments.load_options(),
+                       arguments.tolerance);
     };
 }
 
 Action declare_header(CLI::App& command, Arguments& arguments) {
-    add_in(command, arguments);
+    HeaderEdits& edits = arguments.header_edits;
+    add_files(command, arguments);
     add_from(command, arguments);
     add_json(command, arguments);
+    add_batch(command, arguments);
+    command
+        .add_option("--set", edits.assignments,
+                    "Change fields, \"project=A film\" or \"film.frame rate=24\"")
+        ->type_name("field=value");
+    command
+        .add_option("--timecode", edits.time_code,
+                    "Time code of the first frame, from which the others count up")
+        ->type_name("HH:MM:SS:FF");
+    command.add_option("--fps", edits.rate, "Frames a second of time codes")
+        ->check(CLI::Range(1, 99));
     return [&] {
-        show_header({arguments.in, arguments.from}, arguments.json);
-        return true;
+        return edits.empty() ? show_headers(arguments.files, arguments.from, arguments.json)
+                             : edit_headers(arguments.files, edits, arguments.batch_for("changed"));
     };
 }
 
@@ -230,7 +309,7 @@ Action declare_catalogue(CLI::App& command, Arguments& arguments) {
 }
 
 Action declare_preview(CLI::App& command, Arguments& arguments) {
-    add_in(command, arguments);
+    add_files(command, arguments);
     CLI::Option* png = command.add_option("--png", arguments.out, "Save the first preview here");
     add_size(command, "--size1", "Width and height of the first preview (default: 100x75)",
              [&](Size size) { arguments.preview_sizes.first = size; })
@@ -241,10 +320,12 @@ Action declare_preview(CLI::App& command, Arguments& arguments) {
     add_force(command, arguments);
     return [&] {
         if (arguments.out.empty()) {
-            make_preview(arguments.in, arguments.preview_sizes, arguments.force);
-        } else {
-            extract_preview(arguments.in, arguments.out, arguments.save_options());
+            return make_previews(arguments.files, arguments.preview_sizes, arguments.force);
         }
+        if (arguments.files.names.size() != 1) {
+            throw UsageError("--png takes one FILE");
+        }
+        extract_preview(arguments.files.names[0], arguments.out, arguments.save_options());
         return true;
     };
 }
@@ -280,10 +361,12 @@ struct Command {
 
 constexpr Command commands[] = {
     {"info", "Show what is in picture files", declare_info},
-    {"convert", "Convert a picture to another format, by the extension of OUT", declare_convert},
+    {"convert", "Convert pictures to another format, by the extension of OUT", declare_convert},
+    {"check", "Read whole pictures and reels, and say what is wrong with them", declare_check},
+    {"checksum", "Print checksums of pixels, or verify them", declare_checksum},
     {"chart", "Draw a test chart with a matte", declare_chart},
     {"compare", "Find out whether two pictures have the same pixels and mattes", declare_compare},
-    {"header", "Show every field of a file's header", declare_header},
+    {"header", "Show every field of files' headers, or change some", declare_header},
     {"catalogue", "Save the small picture inside a Cineon file", declare_catalogue},
     {"preview", "Make the two previews beside a picture (FILE.mpc), or save the first of them",
      declare_preview},

@@ -60,16 +60,8 @@ host::Picture picture_of(const std::vector<std::uint8_t>& pixels, int width, int
     return picture;
 }
 
-}  // namespace
-
-void make_preview(const std::string& path, const PreviewSizes& sizes, bool force) {
+void make_preview(const std::string& path, bool force) {
     const host::Picture picture = load_picture({path}, {.depth = 8});
-    if (sizes.first) {
-        set_size_1_minipic_trellis(sizes.first->width, sizes.first->height);
-    }
-    if (sizes.second) {
-        set_size_2_minipic_trellis(sizes.second->width, sizes.second->height);
-    }
     host::SafeFile file(minipic_name(path), force);
     const std::string picture_name = name_of_picture(file.path());
     host::call_library(minipic_name(path), [&] {
@@ -78,6 +70,23 @@ void make_preview(const std::string& path, const PreviewSizes& sizes, bool force
                                      picture.height() - 1, 0, source_of(picture.kind()));
     });
     file.keep();
+}
+
+}  // namespace
+
+bool make_previews(const Selection& files, const PreviewSizes& sizes, bool force) {
+    if (sizes.first) {
+        set_size_1_minipic_trellis(sizes.first->width, sizes.first->height);
+    }
+    if (sizes.second) {
+        set_size_2_minipic_trellis(sizes.second->width, sizes.second->height);
+    }
+    const std::vector<Frame> frames = some_selected(files);
+    // One at a time: the library makes previews in a place that all threads share.
+    return run_batch(frames.size(), {.jobs = 1}, [&](std::size_t i) {
+        make_preview(frames[i].path, force);
+        return Outcome::done;
+    });
 }
 
 void extract_preview(const std::string& path, const std::string& out,

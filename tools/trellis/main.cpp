@@ -6,12 +6,13 @@
 #include <exception>
 #include <new>
 
+#include "batch.h"
 #include "command_line.h"
 #include "output.h"
 
 namespace {
 
-enum ExitStatus { success = 0, failure = 1, wrong_command_line = 2 };
+enum ExitStatus { success = 0, failure = 1, wrong_command_line = 2, stopped = 3 };
 
 void remove_and_die(int signal) {
     trellis::host::remove_unfinished();
@@ -47,6 +48,9 @@ ExitStatus run(int argc, char** argv) try {
 } catch (const tool::UsageError& error) {
     tool::report(error.what());
     return wrong_command_line;
+} catch (const tool::Stopped& error) {
+    tool::report(error.what());
+    return stopped;
 } catch (const trellis::host::Error& error) {
     tool::report(error);
     return failure;

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <filesystem>
 
@@ -14,13 +15,14 @@ namespace tool {
 
 namespace {
 
-ProgressBar* active = nullptr;
+thread_local ProgressBar* active = nullptr;
+std::atomic<int> mutes = 0;
 
 }  // namespace
 
 ProgressBar::ProgressBar(const std::string& verb, const std::string& path)
     : label_(printable(verb + " " + std::filesystem::path(path).filename().string())) {
-    if (isatty(STDERR_FILENO) != 0) {
+    if (mutes == 0 && isatty(STDERR_FILENO) != 0) {
         active = this;
     }
 }
@@ -30,6 +32,14 @@ ProgressBar::~ProgressBar() {
     if (shown_) {
         std::fputs("\r\033[K", stderr);
     }
+}
+
+ProgressBar::Mute::Mute(bool mute) : mute_(mute) {
+    mutes += mute_ ? 1 : 0;
+}
+
+ProgressBar::Mute::~Mute() {
+    mutes -= mute_ ? 1 : 0;
 }
 
 void ProgressBar::show(float fraction) {

@@ -8,7 +8,7 @@
 namespace tool {
 
 /// Shows how far an operation is, on a terminal at standard error, when it takes longer than half a
-/// second, and is gone afterwards. One at a time.
+/// second, and is gone afterwards. One at a time in each thread.
 class ProgressBar {
   public:
     ProgressBar(const std::string& verb, const std::string& path);
@@ -17,6 +17,18 @@ class ProgressBar {
     ~ProgressBar();
 
     void show(float fraction);
+
+    /// While there is one that mutes, no bar is shown: many pictures have a line of their own.
+    class Mute {
+      public:
+        explicit Mute(bool mute);
+        Mute(const Mute&) = delete;
+        Mute& operator=(const Mute&) = delete;
+        ~Mute();
+
+      private:
+        const bool mute_;
+    };
 
   private:
     using Clock = std::chrono::steady_clock;

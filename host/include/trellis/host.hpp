@@ -92,6 +92,16 @@ class Samples {
     std::unique_ptr<std::uint8_t[], Free> data_;
 };
 
+/// A field of a header and what it is to hold.
+struct FieldEdit {
+    /// A name as `read_header` gives it, alone if only one section has it, else behind the name of
+    /// its section and a dot: "project", "television.frame rate", "image element 2.description".
+    std::string field;
+
+    /// A text, a number, as many hexadecimal digits as the field has, or "undefined".
+    std::string value;
+};
+
 /// A picture in memory, in the buffer layouts of pic_format.h. Its kind says which of the two
 /// buffers it has: an image colour, a mask a matte, a cutout both.
 ///
@@ -159,6 +169,7 @@ class Picture {
     struct FilmHeader {
         unsigned int type = 0;  // a trellis_format_type
         std::vector<std::uint8_t> bytes = {};
+        std::vector<FieldEdit> for_other_format = {};  // what DPX and Cineon have in common
     };
     const FilmHeader& film_header() const { return film_header_; }
     void set_film_header(FilmHeader header) { film_header_ = std::move(header); }
