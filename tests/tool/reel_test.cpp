@@ -231,7 +231,7 @@ TEST_F(Reel, WritesRawVideoInOrder) {
     ASSERT_EQ(video.size(), 8 * frame_size);
     for (int frame = first; frame <= last; ++frame) {
         const unsigned int code = (static_cast<unsigned int>(frame & 0xFF) << 2);  // of the first red sample
-        const unsigned int sample = code * 16 + code / 64;
+        const unsigned int sample = (code * 16383 + 511) / 1023;
         const auto at = static_cast<std::size_t>(frame - first) * frame_size;
         const unsigned int word = static_cast<unsigned char>(video[at]) | static_cast<unsigned char>(video[at + 1])
                                                                               << 8;

@@ -188,11 +188,19 @@ Action declare_convert(CLI::App& command, Arguments& arguments) {
             "--compress", [&](const std::string& word) { arguments.compress = word == "on"; },
             "on or off (default: on)")
         ->check(CLI::IsMember({"on", "off"}));
+    const auto take_region = [&](const std::string& word) {
+        std::vector<int>& r = arguments.region;
+        r.resize(4);
+        char surplus = 0;
+        if (std::sscanf(word.c_str(), "%9d,%9d,%9d,%9d%c", &r[0], &r[1], &r[2], &r[3], &surplus) !=
+            4) {
+            throw CLI::ValidationError("--rect", "not a rectangle such as 0,0,99,49: " + word);
+        }
+    };
     command
-        .add_option("--rect", arguments.region,
-                    "Take only these pixels, edges included, counted from the lower left")
-        ->delimiter(',')
-        ->expected(4)
+        .add_option_function<std::string>(
+            "--rect", take_region,
+            "Take only these pixels, edges included, counted from the lower left")
         ->type_name("x0,y0,x1,y1");
     CLI::Option* premultiply = command.add_flag("--premultiply", arguments.premultiply,
                                                 "Multiply the matte into the colours");
