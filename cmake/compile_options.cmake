@@ -4,7 +4,9 @@ add_library(trellis_options INTERFACE)
 target_compile_features(trellis_options INTERFACE cxx_std_20 c_std_11)
 target_compile_options(trellis_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
     -ffp-contract=off)  # results are exact to the bit on every machine, and tests' expectations too
-target_compile_definitions(trellis_options INTERFACE _FILE_OFFSET_BITS=64)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    target_compile_definitions(trellis_options INTERFACE _FILE_OFFSET_BITS=64)
+endif()
 if(TRELLIS_WERROR)
     target_compile_options(trellis_options INTERFACE -Werror)
 endif()

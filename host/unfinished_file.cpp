@@ -122,7 +122,8 @@ bool UnfinishedFile::create(const std::string& path, mode_t mode) {
     if (reason == 0) {
         struct stat status {};
         const bool locked = flock(descriptor_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
-        if (locked && fstat(descriptor_, &status) == 0 && status.st_nlink == 1) {
+        const bool taken = fstat(descriptor_, &status) == 0 && status.st_nlink == 0;
+        if (locked && !taken) {
             return true;
         }
         close(descriptor_);

@@ -70,7 +70,6 @@ TEST_F(Host, ShowsThePictureInTheFileOrThrows) {
              Case{"a.dpx", {{770, "0002"}}, whole, "39 more than one image element", nullptr},
              {"a.dpx", {{780, "00000001"}}, whole, "5 signed samples", nullptr},
              {"a.dpx", {{803, "20"}}, whole, "5 real samples (32 or 64 bits)", nullptr},
-             {"a.dpx", {{806, "0001"}}, whole, "5 run-length encoding", nullptr},
              {"a.dpx", {{800, "64"}}, whole, "5 unsupported channels (descriptor)", nullptr},
              {"a.dpx", {}, 2048 + 90, "1 38 of 128 bytes of the picture are missing", "38 of 128 bytes of the picture"},
              {"a.dpx",

@@ -78,7 +78,12 @@ std::vector<Variant> variants() {
                    "-depth " + bits + " -endian " + order + " -define dpx:packing-method=" + packing);
             }
         }
-        gm(bits + "matte.dpx", "-depth " + bits, matte);
+        // It writes how transparent a pixel is, so a third program says what the file holds.
+        const std::string name = "g-" + bits + "matte.dpx";
+        all.push_back({"gm ffmpeg", name,
+                       "gm convert matte.png -depth " + bits + " " + name + " && ffmpeg -v error -y -i " + name +
+                           " -pix_fmt rgba matte" + bits + ".png",
+                       "matte" + bits + ".png"});
         gm(bits + "grey.dpx", "-depth " + bits, grey);
     }
     gm("swapped.dpx", "-depth 8 -define dpx:swap-samples=true");
