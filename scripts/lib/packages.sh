@@ -21,7 +21,7 @@ bench_packages=(libavcodec-dev libbenchmark-dev libgraphicsmagick1-dev libopenim
 
 # What makes and checks the Debian packages beyond the build.
 # shellcheck disable=SC2034
-package_packages=(debhelper debootstrap dpkg-dev git lintian)
+package_packages=(debhelper debootstrap dpkg-dev git help2man lintian)
 
 say() {
     printf '\n==> %s\n' "$*"
