@@ -254,8 +254,8 @@ TEST_F(Tool, TellsWhatFailedAndLeavesNothingBehind) {
     }
     for (const std::string misuse :
          {"", "paint x.pic", "convert good.png", "convert good.png x.pic --kind colour",
-          "convert good.png x.pic --compress maybe", "convert good.png x.pic --rect 0,0,1",
-          "convert good.png x.pic --rect 1,0,0,0", "convert good.png -",
+          "convert good.png x.pic --compress maybe", "convert good.png x.png --png-level 10",
+          "convert good.png x.pic --rect 0,0,1", "convert good.png x.pic --rect 1,0,0,0", "convert good.png -",
           "convert good.png x.pic --premultiply --unpremultiply", "compare good.png good.png --tolerance -1",
           "chart x.pic --size 0x5", "chart x.pic --size 5x5x5"}) {
         const Result result = run(misuse);

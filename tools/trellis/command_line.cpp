@@ -32,6 +32,7 @@ struct Arguments {
     bool premultiply = false;
     bool unpremultiply = false;
     bool compress = true;
+    int png_level = 0;
     bool force = false;
     bool lenient = false;
     bool json = false;
@@ -45,7 +46,10 @@ struct Arguments {
     }
 
     host::SaveOptions save_options() const {
-        return {.compress = compress, .force = force, .private_film_layouts = kind.has_value()};
+        return {.compress = compress,
+                .png_level = png_level,
+                .force = force,
+                .private_film_layouts = kind.has_value()};
     }
 
     MatteChange matte_change() const {
@@ -152,6 +156,10 @@ Action declare_convert(CLI::App& command, Arguments& arguments) {
             "--compress", [&](const std::string& word) { arguments.compress = word == "on"; },
             "on or off (default: on)")
         ->check(CLI::IsMember({"on", "off"}));
+    command
+        .add_option("--png-level", arguments.png_level,
+                    "1 to 9: quick to small PNG files (default: what suits the picture)")
+        ->check(CLI::Range(1, 9));
     command
         .add_option("--rect", arguments.region,
                     "Take only these pixels, edges included, counted from the lower left")
