@@ -1,10 +1,20 @@
-# `cmake --install`: libraries, headers, tool, pkg-config files and CMake package.
+# `cmake --install`: libraries, headers, tool, pkg-config files and CMake package; with --component
+# runtime, development or tools, a part of them. `cpack --config CPackSourceConfig.cmake` makes the
+# source tarball.
 
 include(CMakePackageConfigHelpers)
 
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
+
 install(TARGETS trellis EXPORT trellis
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+if(TARGET trellis_static)
+    install(TARGETS trellis_static EXPORT trellis
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+endif()
 install(DIRECTORY include/trellis DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 if(TRELLIS_BUILD_HOST)
     install(TARGETS trellis_host EXPORT trellis-host ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
@@ -12,7 +22,7 @@ if(TRELLIS_BUILD_HOST)
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.hpp")
 endif()
 if(TRELLIS_BUILD_TOOL)
-    install(TARGETS trellis-tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    install(TARGETS trellis-tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 endif()
 
 # The package files find their prefix from their own place, so an installed tree can be moved.
@@ -40,3 +50,9 @@ install(FILES
     ${PROJECT_BINARY_DIR}/trellis-config.cmake
     ${PROJECT_BINARY_DIR}/trellis-config-version.cmake
     DESTINATION ${TRELLIS_CMAKE_DIR})
+
+set(CPACK_PACKAGE_NAME trellis)
+set(CPACK_SOURCE_GENERATOR TGZ)
+set(CPACK_SOURCE_PACKAGE_FILE_NAME trellis-${PROJECT_VERSION})
+set(CPACK_SOURCE_IGNORE_FILES "/[.]git/;/build/;/[.]cache/;compile_commands[.]json")
+include(CPack)

@@ -13,6 +13,7 @@
 #include "film_slots.h"
 #include "formats.h"
 #include "memory.h"
+#include "png_file.h"
 #include "stored_path.h"
 #include "streams.h"
 #include "unfinished_file.h"
@@ -79,8 +80,7 @@ int load_through(const pic_format& descriptor, const char* name, Picture& pictur
                                         at.file_x, at.file_y);
 }
 
-int save_through(const pic_format& format, const char* name, const Picture& picture,
-                 bool compress) {
+int save_through(const pic_format& format, const char* name, const Picture& picture, int compress) {
     // The wrappers take sources as they take destinations, and only read them.
     void* const colour = const_cast<std::uint8_t*>(picture.colour());
     void* const matte = const_cast<std::uint8_t*>(picture.matte());
@@ -90,14 +90,14 @@ int save_through(const pic_format& format, const char* name, const Picture& pict
     const int mode = mode_between(picture.depth(), native_depth(format));
     if (picture.kind() == TRELLIS_KIND_IMAGE) {
         return save_pic_fn_convert_trellis(mode, format.save_pic_fn, name, colour, pitch, 0, 0,
-                                           last_x, last_y, compress ? 1 : 0);
+                                           last_x, last_y, compress);
     }
     if (picture.kind() == TRELLIS_KIND_CUTOUT) {
         return save_rgba_fn_convert_trellis(mode, format.save_cut_fn, name, colour, pitch, matte,
-                                            pitch, 0, 0, last_x, last_y, compress ? 1 : 0);
+                                            pitch, 0, 0, last_x, last_y, compress);
     }
     return save_mask_fn_convert_trellis(mode, mask_slot, any(format.save_mask_fn), name, matte,
-                                        pitch, 0, 0, last_x, last_y, compress ? 1 : 0);
+                                        pitch, 0, 0, last_x, last_y, compress);
 }
 
 /// Bytes as samples of 0 to 16383.
@@ -165,8 +165,12 @@ int save_picture(const pic_format& format, const char* name, const Picture& pict
         grey.set_film_header(picture.film_header());
         return save_picture(format, name, grey, options);
     }
-    return film ? save_film(format, name, picture, mattes, picture.film_header())
-                : save_through(format, name, picture, options.compress);
+    if (film) {
+        return save_film(format, name, picture, mattes, picture.film_header());
+    }
+    const bool png = format.type == png_type || format.type == deep_png_type;
+    const int compress = png ? options.png_level : options.compress ? 1 : 0;
+    return save_through(format, name, picture, compress);
 } catch (const std::bad_alloc&) {
     return TRELLIS_ALLOCATION_ERROR;
 }

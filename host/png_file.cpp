@@ -5,12 +5,15 @@
 #include <bit>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <vector>
 
 #include "trellis/errors.h"
 #include "trellis/settings.h"
+
+#include "png_coding.h"
 
 namespace trellis::host {
 
@@ -231,7 +234,7 @@ class PngWriter {
     PngWriter& operator=(const PngWriter&) = delete;
     ~PngWriter() { png_destroy_write_struct(&png_, &info_); }
 
-    int write_header(int width, int height, int bits, int colour_type) {
+    int write_header(int width, int height, int bits, int colour_type, const PngCoding& coding) {
         if (file_ == nullptr) {
             return TRELLIS_OPEN_ERROR;
         }
@@ -244,6 +247,9 @@ class PngWriter {
             png_init_io(png_, file_.get());
             png_set_IHDR(png_, info_, png_uint_32(width), png_uint_32(height), bits, colour_type,
                          PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+            png_set_filter(png_, PNG_FILTER_TYPE_BASE, coding.filter);
+            png_set_compression_level(png_, coding.level);
+            png_set_compression_strategy(png_, coding.strategy);
             png_write_info(png_, info_);
             png_set_bgr(png_);
             png_set_swap_alpha(png_);
@@ -304,16 +310,22 @@ struct Source {
 };
 
 template <class Sample>
-int save(const char* name, const Source<Sample>& source) try {
+int save(const char* name, const Source<Sample>& source, int level) try {
     if (source.x0 > source.x1 || source.y0 > source.y1) {
         return TRELLIS_WINDOW_ERROR;
     }
     const int width = source.x1 - source.x0 + 1;
     const int height = source.y1 - source.y0 + 1;
     std::vector<Sample> row(std::size_t(width) * std::size_t(source.samples()));
+    const PngCoding coding =
+        choose_png_coding(static_cast<std::size_t>(height), row.size() * sizeof(Sample), level,
+                          [&](std::size_t line, unsigned char* bytes) {
+                              source.row(source.y1 - static_cast<int>(line), row.data());
+                              std::memcpy(bytes, row.data(), row.size() * sizeof(Sample));
+                          });
     PngWriter writer(name);
     if (const int code =
-            writer.write_header(width, height, Depth<Sample>::bits, source.colour_type());
+            writer.write_header(width, height, Depth<Sample>::bits, source.colour_type(), coding);
         code != 0) {
         return code;
     }
@@ -330,7 +342,7 @@ int save(const char* name, const Source<Sample>& source) try {
     return TRELLIS_ALLOCATION_ERROR;
 }
 
-// The slots. PNG files are always compressed, whatever a save asks for.
+// The slots. PNG files are always compressed; what a save asks for is the level.
 
 template <class Sample>
 int load_cut(const char* name, void* rgb, int pitch, void* alpha, int alpha_pitch, int x0, int y0,
@@ -347,20 +359,21 @@ int load_pic(const char* name, void* rgb, int pitch, int x0, int y0, int x1, int
 
 template <class Sample>
 int save_cut(const char* name, void* rgb, int pitch, void* alpha, int alpha_pitch, int x0, int y0,
-             int x1, int y1, int /*compress*/) {
-    return save<Sample>(name, {static_cast<const Sample*>(rgb), pitch,
-                               static_cast<const Sample*>(alpha), alpha_pitch, x0, y0, x1, y1});
+             int x1, int y1, int level) {
+    return save<Sample>(name,
+                        {static_cast<const Sample*>(rgb), pitch, static_cast<const Sample*>(alpha),
+                         alpha_pitch, x0, y0, x1, y1},
+                        level);
 }
 
 template <class Sample>
-int save_pic(const char* name, void* rgb, int pitch, int x0, int y0, int x1, int y1, int compress) {
-    return save_cut<Sample>(name, rgb, pitch, nullptr, 0, x0, y0, x1, y1, compress);
+int save_pic(const char* name, void* rgb, int pitch, int x0, int y0, int x1, int y1, int level) {
+    return save_cut<Sample>(name, rgb, pitch, nullptr, 0, x0, y0, x1, y1, level);
 }
 
 template <class Sample>
-int save_mask(const char* name, void* mask, int pitch, int x0, int y0, int x1, int y1,
-              int compress) {
-    return save_cut<Sample>(name, nullptr, 0, mask, pitch, x0, y0, x1, y1, compress);
+int save_mask(const char* name, void* mask, int pitch, int x0, int y0, int x1, int y1, int level) {
+    return save_cut<Sample>(name, nullptr, 0, mask, pitch, x0, y0, x1, y1, level);
 }
 
 int size(const char* name, unsigned int* width, unsigned int* height) {

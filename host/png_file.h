@@ -17,6 +17,9 @@ inline constexpr unsigned int deep_png_type = 1001;
 ///
 /// The first takes files of up to 8 bits a sample into 8-bit buffers, the second those of 16 bits
 /// into 16-bit ones, where a sample keeps its upper 14 bits.
+///
+/// `compress` of their saves is how much time to take over a small file, 1 to 9 as in zlib, or 0
+/// for what is quick with the picture.
 void init_png_pic(pic_format* format);
 void init_deep_png_pic(pic_format* format);
 

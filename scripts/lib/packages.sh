@@ -19,6 +19,10 @@ peer_packages=(ffmpeg graphicsmagick openimageio-tools parallel)
 # shellcheck disable=SC2034
 bench_packages=(libavcodec-dev libbenchmark-dev libgraphicsmagick1-dev libopenimageio-dev pkg-config)
 
+# What makes and checks the Debian packages beyond the build.
+# shellcheck disable=SC2034
+package_packages=(debhelper debootstrap dpkg-dev git help2man lintian)
+
 say() {
     printf '\n==> %s\n' "$*"
 }

@@ -399,10 +399,9 @@ void transpose(std::size_t size, const std::uint8_t* from, std::ptrdiff_t from_p
                std::uint8_t* to, std::ptrdiff_t to_pitch, std::size_t rows, std::size_t columns) {
     using Transpose = void (*)(const std::uint8_t*, std::ptrdiff_t, std::uint8_t*, std::ptrdiff_t,
                                std::size_t, std::size_t);
-    constexpr Transpose by_size[] = {transpose_elements<1>, transpose_elements<2>,
-                                     transpose_elements<3>, transpose_words, transpose_elements<5>,
-                                     transpose_elements<6>, transpose_elements<7>,
-                                     transpose_elements<8>};
+    constexpr Transpose by_size[] = {
+        transpose_elements<1>, transpose_elements<2>, transpose_elements<3>, transpose_words,
+        transpose_elements<5>, transpose_elements<6>, transpose_elements<7>, transpose_elements<8>};
     by_size[size - 1](from, from_pitch, to, to_pitch, rows, columns);
 }
 

@@ -35,6 +35,7 @@ struct Arguments {
     bool premultiply = false;
     bool unpremultiply = false;
     bool compress = true;
+    int png_level = 0;
     bool force = false;
     bool lenient = false;
     bool json = false;
@@ -52,7 +53,10 @@ struct Arguments {
     }
 
     host::SaveOptions save_options() const {
-        return {.compress = compress, .force = force, .private_film_layouts = kind.has_value()};
+        return {.compress = compress,
+                .png_level = png_level,
+                .force = force,
+                .private_film_layouts = kind.has_value()};
     }
 
     BatchOptions batch_for(const std::string& verb) const {
@@ -197,6 +201,10 @@ Action declare_convert(CLI::App& command, Arguments& arguments) {
             throw CLI::ValidationError("--rect", "not a rectangle such as 0,0,99,49: " + word);
         }
     };
+    command
+        .add_option("--png-level", arguments.png_level,
+                    "1 to 9: quick to small PNG files (default: what suits the picture)")
+        ->check(CLI::Range(1, 9));
     command
         .add_option_function<std::string>(
             "--rect", take_region,

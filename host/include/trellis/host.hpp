@@ -313,6 +313,7 @@ Picture load_catalogue(const std::string& path);
 
 struct SaveOptions {
     bool compress = true;  // where the format can
+    int png_level = 0;     // of PNG files: 1 to 9, quick to small; 0 for what suits the picture
     bool force = false;    // replace a file that exists
 
     /// DPX and Cineon files have no layout for mattes that all programs share, so only colours go
