@@ -82,7 +82,7 @@ std::vector<Variant> variants() {
         const std::string name = "g-" + bits + "matte.dpx";
         all.push_back({"gm ffmpeg", name,
                        "gm convert matte.png -depth " + bits + " " + name + " && ffmpeg -v error -y -i " + name +
-                           " -pix_fmt rgba matte" + bits + ".png",
+                           " -vf setparams=color_trc=unknown -pix_fmt rgba matte" + bits + ".png",
                        "matte" + bits + ".png"});
         gm(bits + "grey.dpx", "-depth " + bits, grey);
     }
