@@ -161,7 +161,7 @@ void store_reversed(const std::uint8_t* row, std::uint8_t* colour, std::uint8_t*
 void gather_reversed(const std::uint8_t* colour, const std::uint8_t* matte,
                      const std::uint8_t* /*next*/, std::uint8_t* row, std::size_t count) {
     if (colour == nullptr || matte == nullptr) {
-        std::memset(row, 0, 4 * count);
+        std::fill_n(row, 4 * count, std::uint8_t{0});
     }
     if (colour != nullptr) {
         for (std::size_t x = 0; x < count; ++x) {
@@ -186,7 +186,7 @@ void extract_plane(const std::uint8_t* row, std::size_t byte, std::uint8_t* plan
 
 void join_planes(const Planes& planes, std::uint8_t* cutout, std::size_t count) {
     if (planes.alpha == nullptr || planes.blue == nullptr) {
-        std::memset(cutout, 0, 4 * count);
+        std::fill_n(cutout, 4 * count, std::uint8_t{0});
     }
     if (planes.blue != nullptr) {
         for (std::size_t x = 0; x < count; ++x) {

@@ -233,8 +233,8 @@ TEST_F(Reel, WritesRawVideoInOrder) {
         const unsigned int code = (static_cast<unsigned int>(frame & 0xFF) << 2);  // of the first red sample
         const unsigned int sample = (code * 16383 + 511) / 1023;
         const auto at = static_cast<std::size_t>(frame - first) * frame_size;
-        const unsigned int word = static_cast<unsigned char>(video[at]) | static_cast<unsigned char>(video[at + 1])
-                                                                              << 8;
+        const auto byte = [&](std::size_t i) -> unsigned int { return static_cast<unsigned char>(video[i]); };
+        const unsigned int word = byte(at) | byte(at + 1) << 8;
         EXPECT_EQ(word, sample << 2 | sample >> 12);
     }
 }
