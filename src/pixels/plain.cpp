@@ -1,5 +1,6 @@
 #include "pixels/plain.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "pixels/layouts.h"
