@@ -92,8 +92,8 @@ TRELLIS_API int reformat_new_cut_8bit_buff(void* cutout, int pitch, int width, i
 ///
 /// A wrapper asks the buffer type setting (settings.h) once, as it begins. While a load slot runs,
 /// the thread that called, the slot and the host's hooks with it, is answered with the type of the
-/// slot's buffers instead: in modes 1 and 2 that is 0 or 1, whatever the setting says. Other threads
-/// notice nothing. Slots and hooks must return normally: no exception, no longjmp.
+/// slot's buffers instead: in modes 1 and 2 that is 0 or 1, whatever the setting says. Other
+/// threads notice nothing. Slots and hooks must return normally: no exception, no longjmp.
 ///
 /// Error 14: another mode (except where the mode is ignored), a source kind that the wrapper cannot
 /// serve, or a null `fn`; no buffer is touched then. Error 3: no memory for a temporary buffer. In
@@ -159,8 +159,8 @@ TRELLIS_API int save_mask_fn_convert_trellis(int mode, int source_kind, trellis_
 /// Kind 0 passes everything on. Kinds 1 and 2 load an opaque cutout, or one with the picture's
 /// matte, and fill the information with defaults: `int_3` and `int_4` 0, `real_1` and `real_2` the
 /// centre, `real_3` and `real_4` 0.5, `int_6` 1, `outline_size` 40, the outline of the whole
-/// picture (`outline` holds at least 40 bytes, or is null), `int_7` 3, and in `data_size` the bytes of the
-/// slot side's cutout pixels. `int_5` is passed on and not touched.
+/// picture (`outline` holds at least 40 bytes, or is null), `int_7` 3, and in `data_size` the bytes
+/// of the slot side's cutout pixels. `int_5` is passed on and not touched.
 TRELLIS_API int load_cut_fn_convert_trellis(int mode, int source_kind, trellis_slot_fn fn,
                                             const char* name, unsigned int* info_width,
                                             unsigned int* info_height, unsigned int* int_3,

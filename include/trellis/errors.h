@@ -40,8 +40,8 @@ TRELLIS_API const char* err_msg_string_pic(unsigned int code);
 /// Does nothing: showing the message of an error is the host's business.
 TRELLIS_API void report_error_pic(int code);
 
-/// The last error: one word for all threads, kept for the host, 0 at load. The slots do not store their results in it;
-/// only these functions and `set_minipic_type_trellis` change it.
+/// The last error: one word for all threads, kept for the host, 0 at load. The slots do not store
+/// their results in it; only these functions and `set_minipic_type_trellis` change it.
 TRELLIS_API void clear_last_error_trellis(void);
 TRELLIS_API void set_last_error_trellis(int code);
 TRELLIS_API int inq_last_error_trellis(void);

@@ -8,8 +8,8 @@
 /// the library itself reads say so. A name with a trailing underscore is the form for callers that
 /// pass arguments by reference: where it takes a pointer, it reads the value there.
 ///
-/// Threads: any thread may set and query at any time. A load or save asks for what it needs once, as
-/// it begins. Hooks and callbacks are called in the thread that does the work. The pointer that
+/// Threads: any thread may set and query at any time. A load or save asks for what it needs once,
+/// as it begins. Hooks and callbacks are called in the thread that does the work. The pointer that
 /// `inq_last_header_trellis` hands out is good until the next call of any thread that reads or
 /// writes a film file or changes the buffer, so a host with threads reads the
 /// header from the file and gives it to `save_film_samples_trellis` (film.h).

@@ -87,7 +87,8 @@ TEST(FilmInfo, LinesAndWhatCannotBeLoaded) {
         FilmHeader header = c.header;
         if (header.width == 3) { header.width = 5; }
         if (header.lines == 2) { header.lines = 3; }
-        const trellis_film_info info = described(dir.file("a", header.bytes(c.format) + zeros(static_cast<std::size_t>(c.data))));
+        const trellis_film_info info =
+            described(dir.file("a", header.bytes(c.format) + zeros(static_cast<std::size_t>(c.data))));
         EXPECT_EQ(info.channels, c.channels);
         EXPECT_STREQ(info.channel_order, c.order);
         if (header.lines != 0x80000000) {
