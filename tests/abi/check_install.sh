@@ -10,7 +10,9 @@ work_dir=$3
 
 rm -rf "$work_dir"
 mkdir -p "$work_dir"
-cmake --install "$build_dir" --prefix "$work_dir/first" > /dev/null
+for component in runtime development tools; do
+    cmake --install "$build_dir" --prefix "$work_dir/first" --component "$component" > /dev/null
+done
 mv "$work_dir/first" "$work_dir/prefix"
 prefix=$work_dir/prefix
 

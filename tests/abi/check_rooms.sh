@@ -19,6 +19,7 @@ src/state/*                   frame
 src/frame/*
 host/*
 tools/*                       host
+plugins/*                     host
 '
 
 # Where process-wide variables may be. Which table of kernels the processor gets is nothing that a
@@ -46,7 +47,9 @@ allowed_for() {
 
 cd "$source_dir"
 folders=(src tools)
-[ ! -d host ] || folders+=(host)
+for folder in host plugins; do
+    [ ! -d "$folder" ] || folders+=("$folder")
+done
 while IFS=: read -r file line include; do
     include=${include#*\"}
     wanted=$(dirname "${include%%\"*}")
