@@ -14,6 +14,8 @@
 /// writes a film file or changes the buffer, so a host with threads reads the
 /// header from the file and gives it to `save_film_samples_trellis` (film.h).
 
+#include <stdint.h>
+
 #include "trellis/export.h"
 
 TRELLIS_BEGIN_DECLS
@@ -24,6 +26,15 @@ TRELLIS_BEGIN_DECLS
 /// the query answers the type of the slot's buffers in that thread (convert.h).
 TRELLIS_API void set_buffer_type_trellis(int type);
 TRELLIS_API int inq_buffer_type_trellis(void);
+
+/// @name Limits, default 0 and 0: none
+/// How large a picture the load slots and `load_film_samples_trellis` accept. `max_pixels` is width
+/// times height of the picture in the file, whatever rectangle of it is wanted; `max_bytes` is what
+/// the whole picture would take in buffers like those given (a null buffer takes nothing). A header
+/// beyond either is error 3, before memory is taken or anything is stored. Sizes and information
+/// are answered all the same, and cost nothing.
+TRELLIS_API void set_limits_trellis(uint64_t max_pixels, uint64_t max_bytes);
+TRELLIS_API void inq_limits_trellis(uint64_t* max_pixels, uint64_t* max_bytes);
 
 /// @name Minipic sizes, default 100 × 75 and 200 × 150 pixels
 /// Read by `write_minipic_trellis`. Stored as given. A width of −1 for size 2, which

@@ -47,6 +47,9 @@ class BufferView {
 
     explicit operator bool() const { return origin_ != nullptr; }
 
+    /// What a pixel takes in the buffer: nothing without one.
+    std::size_t wanted_bytes() const { return origin_ == nullptr ? 0 : pixel_bytes; }
+
     /// From a row to the next.
     std::int64_t pitch_bytes() const { return pitch_ * static_cast<std::int64_t>(pixel_bytes); }
 

@@ -4,10 +4,12 @@
 #include "trellis/settings.h"
 
 #include <atomic>
+#include <cstdint>
 
 #include "trellis/errors.h"
 
 #include "state/buffer_type.h"
+#include "state/limits.h"
 
 namespace {
 
@@ -18,6 +20,8 @@ struct alignas(2 * sizeof(int)) MinipicSize {
 };
 
 // Defaults from the moment the library is loaded.
+std::atomic<std::uint64_t> max_pixels = 0;
+std::atomic<std::uint64_t> max_bytes = 0;
 std::atomic<int> auto_detect_minis = 0;
 std::atomic<int> progress_interval = 30;
 std::atomic<float> default_gamma = 2.2F;
@@ -72,7 +76,20 @@ BufferTypeScope::~BufferTypeScope() {
     buffer_type_scope = outer_;
 }
 
+Limits current_limits() {
+    return {max_pixels, max_bytes};
+}
+
 }  // namespace trellis
+
+void set_limits_trellis(std::uint64_t pixels, std::uint64_t bytes) {
+    max_pixels = pixels;
+    max_bytes = bytes;
+}
+void inq_limits_trellis(std::uint64_t* pixels, std::uint64_t* bytes) {
+    *pixels = max_pixels;
+    *bytes = max_bytes;
+}
 
 void set_buffer_type_trellis(int type) {
     buffer_type = type;

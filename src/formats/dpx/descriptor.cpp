@@ -11,11 +11,13 @@
 #include "formats/dpx/catalogue.h"
 #include "formats/dpx/queries.h"
 #include "formats/dpx/reader.h"
+#include "formats/dpx/samples_reader.h"
 #include "formats/dpx/samples_writer.h"
 #include "formats/dpx/writer.h"
 #include "frame/slots.h"
 #include "state/film_words.h"
 #include "state/last_header.h"
+#include "state/limits.h"
 
 namespace {
 
@@ -63,7 +65,7 @@ Error load_dpx(const char* name, const LoadRequest& request) {
     TRELLIS_TRY(publish_last_header(TRELLIS_TYPE_DPX, bytes_of(header), film.words));
     TRELLIS_TRY(error);
     ask_for_table();
-    return dpx::load_lines(film, target_of(request));
+    return dpx::load_lines(film, target_of(request), current_limits());
 }
 
 // A header in which the fields of each save are still to be set: the held one, or a new one.
@@ -84,7 +86,7 @@ Error load_smpte(const char* name, const LoadRequest& request) {
     TRELLIS_TRY(publish_last_header(TRELLIS_TYPE_CINEON, bytes_of(buffer), film.words));
     TRELLIS_TRY(error);
     ask_for_table();
-    return dpx::load_lines(film, target_of(request));
+    return dpx::load_lines(film, target_of(request), current_limits());
 }
 
 // Saves with the held header, or a new one. A slot leaves alone what that says of the way samples
@@ -199,6 +201,13 @@ void init_dpx_pic_(pic_format* format) {
 
 void init_smpte_pic_(pic_format* format) {
     fill_descriptor(*format, cineon_format);
+}
+
+int load_film_samples_trellis(const char* name, void* rgb, int pitch, void* alpha, int alpha_pitch,
+                              int x0, int y0, int x1, int y1, int file_x, int file_y) {
+    return code(dpx::load_samples(
+        name, {Colour16(rgb, pitch), Matte16(alpha, alpha_pitch), {x0, y0, x1, y1}, file_x, file_y},
+        current_limits()));
 }
 
 int save_film_samples_trellis(const char* name, const void* rgb, int pitch, const void* alpha,

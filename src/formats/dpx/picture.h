@@ -2,6 +2,7 @@
 
 // The picture in a film file, as its header describes it.
 
+#include <cstddef>
 #include <cstdint>
 
 #include "frame/error.h"
@@ -43,6 +44,9 @@ struct Target {
     Rectangle rectangle;
     int file_x;
     int file_y;
+
+    /// What a pixel takes in the buffers that are given.
+    std::size_t pixel_bytes() const { return colour.wanted_bytes() + matte.wanted_bytes(); }
 };
 
 /// What a save is to write. The samples of a view without a buffer are saved as 0.

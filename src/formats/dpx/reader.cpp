@@ -88,7 +88,8 @@ Error read_smpte(FilmFile& film, cineon_buffer& buffer) {
     return seek_image(film.file, film.file.position() + header.file.user_length);
 }
 
-Error load_lines(FilmFile& film, const Target& target) {
+Error load_lines(FilmFile& film, const Target& target, const Limits& limits) {
+    TRELLIS_TRY(limits.check(film.picture.width(), film.picture.height(), target.pixel_bytes()));
     if (!target.rectangle.empty()) {
         LineRegion region{};
         TRELLIS_TRY(find_region(film, target, region));

@@ -9,6 +9,7 @@
 #include "frame/error.h"
 #include "frame/file.h"
 #include "frame/film_words.h"
+#include "frame/limits.h"
 
 namespace trellis::dpx {
 
@@ -26,8 +27,8 @@ struct FilmFile {
 Error read_dpx(FilmFile& film, raw_dpx_header& header);
 Error read_smpte(FilmFile& film, cineon_buffer& header);
 
-/// Loads from a file whose header has been read, and closes it. A rectangle that does not lie
-/// inside the file's picture is Error::window.
-Error load_lines(FilmFile& film, const Target& target);
+/// Loads from a file whose header has been read, and closes it. A picture beyond `limits` is
+/// Error::allocation, a rectangle that does not lie inside the file's picture Error::window.
+Error load_lines(FilmFile& film, const Target& target, const Limits& limits);
 
 }  // namespace trellis::dpx

@@ -1,4 +1,4 @@
-// Loading scaled samples of any DPX or Cineon file that can be shown.
+#include "formats/dpx/samples_reader.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -7,7 +7,6 @@
 #include "trellis/film.h"
 
 #include "formats/dpx/film_info.h"
-#include "formats/dpx/picture.h"
 #include "formats/dpx/pixels.h"
 #include "formats/dpx/run_length.h"
 #include "formats/dpx/samples.h"
@@ -258,7 +257,9 @@ Error load_runs(InputFile& file, const trellis_film_info& info, const Region& re
     return Error::none;
 }
 
-Error load_samples(const char* name, const Target& target) {
+}  // namespace
+
+Error load_samples(const char* name, const Target& target, const Limits& limits) {
     InputFile file;
     TRELLIS_TRY(file.open(name));
     trellis_film_info info{};
@@ -269,6 +270,7 @@ Error load_samples(const char* name, const Target& target) {
     if (*info.samples_reason != '\0') {
         return Error::unsupported;
     }
+    TRELLIS_TRY(limits.check(info.width, info.height, target.pixel_bytes()));
     if (!target.rectangle.empty()) {
         Region region{};
         TRELLIS_TRY(find_region(info, target, region));
@@ -278,14 +280,4 @@ Error load_samples(const char* name, const Target& target) {
     return file.close();
 }
 
-}  // namespace
 }  // namespace trellis::dpx
-
-using namespace trellis;
-
-int load_film_samples_trellis(const char* name, void* rgb, int pitch, void* alpha, int alpha_pitch,
-                              int x0, int y0, int x1, int y1, int file_x, int file_y) {
-    return code(dpx::load_samples(
-        name,
-        {Colour16(rgb, pitch), Matte16(alpha, alpha_pitch), {x0, y0, x1, y1}, file_x, file_y}));
-}

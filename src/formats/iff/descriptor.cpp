@@ -9,6 +9,7 @@
 #include "formats/iff/reader.h"
 #include "formats/iff/writer.h"
 #include "frame/slots.h"
+#include "state/limits.h"
 
 namespace {
 
@@ -19,7 +20,8 @@ Error load(const char* name, const LoadRequest& request) {
     const bool deep = inq_buffer_type_trellis() == 1;
     const iff::Buffers buffers = {deep, request.colour, request.colour_pitch, request.matte,
                                   request.matte_pitch};
-    return iff::read_maya_pic(name, buffers, request.rectangle, request.file_x, request.file_y);
+    return iff::read_maya_pic(name, buffers, request.rectangle, request.file_x, request.file_y,
+                              current_limits());
 }
 
 Error save(const char* name, const SaveRequest& request) {

@@ -206,9 +206,10 @@ class TileReader {
 };
 
 Error load_picture(InputFile& file, const Buffers& buffers, const Rectangle& rectangle, int file_x,
-                   int file_y) {
+                   int file_y, const Limits& limits) {
     maya_header header{};
     TRELLIS_TRY(read_maya_header(file, header));
+    TRELLIS_TRY(limits.check(header.width, header.height, buffers.pixel_bytes()));
     Chunk bitmap{};
     TRELLIS_TRY(find_chunk(file, Forms::entered, bitmap_tag, bitmap));
     const Destination destination(buffers, header, rectangle, file_x, file_y);
@@ -218,10 +219,10 @@ Error load_picture(InputFile& file, const Buffers& buffers, const Rectangle& rec
 }  // namespace
 
 Error read_maya_pic(const char* name, const Buffers& buffers, const Rectangle& rectangle,
-                    int file_x, int file_y) {
+                    int file_x, int file_y, const Limits& limits) {
     InputFile file;
     TRELLIS_TRY(file.open(name));
-    Error result = load_picture(file, buffers, rectangle, file_x, file_y);
+    Error result = load_picture(file, buffers, rectangle, file_x, file_y, limits);
     if (Error error = file.close(); failed(error)) {
         result = error;
     }

@@ -9,6 +9,7 @@
 #include "formats/pixar/reader.h"
 #include "formats/pixar/writer.h"
 #include "frame/slots.h"
+#include "state/limits.h"
 
 namespace {
 
@@ -18,7 +19,7 @@ Error load(const char* name, const LoadRequest& request) {
     std::uint16_t format = 0;
     return pixar::load_pixar(name, Colour8(request.colour, request.colour_pitch),
                              Matte8(request.matte, request.matte_pitch), request.rectangle,
-                             request.file_x, request.file_y, format);
+                             request.file_x, request.file_y, current_limits(), format);
 }
 
 Error save(const char* name, const SaveRequest& request) {

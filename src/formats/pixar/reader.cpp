@@ -68,12 +68,14 @@ Error load_tile(RowDecoder& decoder, const Rectangle& tile, const Rectangle& wan
 }  // namespace
 
 Error load_pixar(const char* name, Colour8 colour, Matte8 matte, const Rectangle& rectangle,
-                 int file_x, int file_y, std::uint16_t& format) {
+                 int file_x, int file_y, const Limits& limits, std::uint16_t& format) {
     InputFile file;
     TRELLIS_TRY(file.open(name));
     pixar_header header{};
     TRELLIS_TRY(read_pixar_header(file, header));
     format = header.format;
+    TRELLIS_TRY(
+        limits.check(header.width, header.height, colour.wanted_bytes() + matte.wanted_bytes()));
 
     TileGrid grid{};
     TRELLIS_TRY(tile_grid(header, grid));
