@@ -10,6 +10,10 @@ build_packages=(cmake g++ libcli11-dev libpng-dev libxxhash-dev ninja-build nloh
 # shellcheck disable=SC2034
 test_packages=(abigail-tools binutils clang libclang-rt-14-dev libgtest-dev pkg-config strace)
 
+# What looks at the code without running it.
+# shellcheck disable=SC2034
+lint_packages=(clang-format clang-tidy cppcheck)
+
 # Other programs that the tests exchange files with. Without them those tests are skipped.
 # shellcheck disable=SC2034
 peer_packages=(ffmpeg graphicsmagick openimageio-tools parallel)

@@ -73,8 +73,8 @@ struct Paint {
     Colour colour = black;
     double matte = 0;
 
-    void add(Colour paint, double covered) { add(paint, covered, 1); }
-    void add(Colour paint, double covered, double new_matte) {
+    void add(const Colour& paint, double covered) { add(paint, covered, 1); }
+    void add(const Colour& paint, double covered, double new_matte) {
         colour = mix(colour, paint, covered);
         matte += (new_matte - matte) * covered;
     }

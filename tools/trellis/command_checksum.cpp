@@ -118,9 +118,11 @@ class Files {
         if (const auto found = by_name_.find(name); found != by_name_.end()) {
             return found->second;
         }
-        const auto number = number_in(name);
-        const auto found = number ? by_number_.find(*number) : by_number_.end();
-        return found == by_number_.end() ? nullptr : found->second;
+        if (const auto number = number_in(name)) {
+            const auto found = by_number_.find(*number);
+            return found == by_number_.end() ? nullptr : found->second;
+        }
+        return nullptr;
     }
 
   private:
