@@ -6,6 +6,10 @@
 
 #include <array>
 #include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -17,6 +21,7 @@ namespace {
 
 using u8 = std::uint8_t;
 using u16 = std::uint16_t;
+using support::Bytes;
 
 /// A cutout with noise in it, as slots take it at either depth. `limit` is the largest sample.
 template <class Sample>
@@ -148,6 +153,65 @@ TEST(Threads, EveryFormatWhileSettingsChange) {
     changing.join();
     set_buffer_type_trellis(0);
     set_size_2_minipic_trellis(200, 150);
+}
+
+/// Loads that end with errors; what they answer is in the documents of the formats.
+void fail(const std::string& base, unsigned int seed) {
+    Picture<u16> into(seed, 0);
+    const auto load = [&](const pic_format& format, const std::string& name, int right) {
+        return format.load_pic_fn(name.c_str(), into.colour.data(), into.width, 0, 0, right, into.top(), 0, 0);
+    };
+    const auto half = [&](const char* extension) {
+        Bytes bytes = support::contents(base + extension);
+        bytes.resize(bytes.size() / 2);
+        std::ofstream(base + "half").write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes));
+        return base + "half";
+    };
+    EXPECT_EQ(load(support::pixar, base + ".none", into.right()), TRELLIS_OPEN_ERROR);
+    EXPECT_EQ(load(support::cineon, base + ".pic", into.right()), TRELLIS_MAGIC_ERROR);
+    EXPECT_EQ(load(support::dpx, base + ".dpx", into.width), TRELLIS_WINDOW_ERROR);
+    EXPECT_EQ(load(support::pixar, half(".pic"), into.right()), TRELLIS_READ_ERROR);
+    EXPECT_EQ(load_film_samples_trellis(half(".dpx").c_str(), into.colour.data(), into.width, nullptr, 0, 0, 0,
+                                        into.right(), into.top(), 0, 0),
+              TRELLIS_READ_ERROR);
+}
+
+std::size_t memory_of_process() {
+    std::size_t all = 0, resident = 0;
+    std::ifstream("/proc/self/statm") >> all >> resident;
+    return resident * 4096;
+}
+
+auto open_files() { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); }
+
+// The same work for long: 31 calls a round in each of 4 threads, failing ones among them.
+TEST(Threads, HoldNoMoreAfterManyRounds) {
+    constexpr unsigned int threads = 4, calls = 31;
+    const unsigned int rounds = (std::getenv("TRELLIS_LONG_TESTS") != nullptr ? 200'000 : 4'000) / threads / calls + 1;
+    const support::TempDir dir;
+    const auto run = [&](unsigned int count) {
+        std::vector<std::thread> workers;
+        for (unsigned int worker = 0; worker < threads; ++worker) {
+            workers.emplace_back([&, worker] {
+                const std::string base = dir.path(std::to_string(worker));
+                for (unsigned int i = 0; i < count; ++i) {
+                    work(base, worker * 35 + i % 35);
+                    fail(base, worker * 35 + i % 35);
+                }
+            });
+        }
+        for (std::thread& worker : workers) { worker.join(); }
+    };
+    run(rounds / 10 + 1);
+    const auto files = open_files();
+    const std::size_t memory = memory_of_process();
+    run(rounds);
+    EXPECT_EQ(open_files(), files);
+    std::printf("%u calls; %zu KiB, %zu KiB after a tenth of them\n", rounds * threads * calls,
+                memory_of_process() / 1024, memory / 1024);
+#ifndef TRELLIS_SANITIZED  // sanitizers remember what was freed
+    EXPECT_LT(memory_of_process(), memory + 1024 * 1024);
+#endif
 }
 
 }  // namespace
