@@ -1,6 +1,6 @@
 // The Cineon probe, queries, catalogue slot and reader.
 
-#include "fuzz_film.h"
+#include "readers.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     fuzz::read_film(fuzz::format<init_smpte_pic_>(), bytes, size);

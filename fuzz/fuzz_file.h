@@ -23,6 +23,9 @@ class File {
     File() : descriptor_(memfd_create("fuzz", 0)) {
         name_ = "/proc/self/fd/" + std::to_string(descriptor_);
     }
+    ~File() { close(descriptor_); }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
 
     const char* with(const std::uint8_t* bytes, std::size_t size) {
         if (ftruncate(descriptor_, 0) != 0 ||
@@ -30,6 +33,15 @@ class File {
             std::abort();
         }
         return name_.c_str();
+    }
+
+    const char* name() const { return name_.c_str(); }
+
+    /// Changes one byte of what is there.
+    void change(int offset, std::uint8_t byte) const {
+        if (offset < lseek(descriptor_, 0, SEEK_END)) {
+            static_cast<void>(pwrite(descriptor_, &byte, 1, offset) == 1);
+        }
     }
 
   private:
