@@ -94,9 +94,10 @@ inline void add_pixar_rows(Built& file, Choices& choices, int rows, int width, i
             const std::size_t pixel =
                 static_cast<std::size_t>(channels - (own_matte ? 1 : 0)) * sample;
             const bool runs = type % 2 == 0;
-            const std::size_t body = pixel + (runs ? sample : 0);
+            const std::size_t body = std::max<std::size_t>(pixel + (runs ? sample : 0), 1);
             const std::size_t front = 2 + (own_matte ? sample : 0);
-            if (left_in_block() < front + body || choices.number(0, 15) == 0) {
+            const bool skip = choices.any_left() && choices.number(0, 15) == 0;
+            if (skip || left_in_block() < front + body) {
                 file.add(0, left_in_block() < 2 ? 1 : 2);  // padding, or the rest is to be skipped
                 while (left_in_block() != block) {
                     file.add(0, 1);

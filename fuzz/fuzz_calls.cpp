@@ -39,27 +39,33 @@ struct Arguments {
     void* matte;
 };
 
+// A wrapper gives a slot buffers of the depth that its mode and the settings say. Hosts know which
+// one a slot is for.
 void convert(const Arguments& a, int which) {
+    const bool deep = a.format.depth_supported_fn(1) == 1;
+    const int load_mode = a.mode == 0 ? 0 : deep ? 2 : 1;
+    const int save_mode = a.mode == 0 ? 0 : deep ? 1 : 2;
     const auto load_mask = reinterpret_cast<trellis_slot_fn>(a.format.load_pic_fn);
     switch (which) {
         case 0:
-            load_pic_fn_convert_trellis(a.mode, a.format.load_pic_fn, a.name, a.colour, side, a.x0,
-                                        a.y0, a.x1, a.y1, a.file_x, a.file_y);
+            load_pic_fn_convert_trellis(load_mode, a.format.load_pic_fn, a.name, a.colour, side,
+                                        a.x0, a.y0, a.x1, a.y1, a.file_x, a.file_y);
             break;
         case 1:
-            save_pic_fn_convert_trellis(a.mode, a.format.save_pic_fn, a.name, a.colour, side, a.x0,
-                                        a.y0, a.x1, a.y1, 1);
+            save_pic_fn_convert_trellis(save_mode, a.format.save_pic_fn, a.name, a.colour, side,
+                                        a.x0, a.y0, a.x1, a.y1, 1);
             break;
         case 2:
-            load_rgba_fn_convert_trellis(a.mode, a.format.load_cut_fn, a.name, a.colour, side,
+            load_rgba_fn_convert_trellis(load_mode, a.format.load_cut_fn, a.name, a.colour, side,
                                          a.matte, side, a.x0, a.y0, a.x1, a.y1, a.file_x, a.file_y);
             break;
         case 3:
-            load_rgba_inone_fn_convert_trellis(a.mode, a.format.load_pic_fn, a.name, a.colour, side,
-                                               a.x0, a.y0, a.x1, a.y1, a.file_x, a.file_y);
+            load_rgba_inone_fn_convert_trellis(load_mode, a.format.load_pic_fn, a.name, a.colour,
+                                               side, a.x0, a.y0, a.x1, a.y1, a.file_x, a.file_y);
             break;
         default:
-            load_mask_fn_convert_trellis(a.mode, 1, load_mask, a.name, a.matte, side, a.x0, a.y0,
+            set_buffer_type_trellis(deep ? 1 : 0);
+            load_mask_fn_convert_trellis(load_mode, 1, load_mask, a.name, a.matte, side, a.x0, a.y0,
                                          a.x1, a.y1, a.file_x, a.file_y);
     }
 }
