@@ -136,9 +136,16 @@ class Scaler {
     Picture result_;
 };
 
-Region whole(const std::string& path) {
+Region region_of(const std::string& path, const LoadOptions& options) {
+    if (options.region) {
+        return *options.region;
+    }
     const Description info = describe(path);
     return {0, 0, info.width - 1, info.height - 1};
+}
+
+Extent extent_of(const Region& region) {
+    return {region.x1 - region.x0 + 1, region.y1 - region.y0 + 1};
 }
 
 }  // namespace
@@ -164,11 +171,14 @@ Picture scaled(const Picture& picture, Extent extent) {
     return scaler.take();
 }
 
-Picture load_fitted(const std::string& path, Extent box, const LoadOptions& options) try {
+Picture load_scaled(const std::string& path, Extent extent, const LoadOptions& options) try {
     // Enough for a frame of film at once: each band opens the file again.
     constexpr std::int64_t band_pixels = 16'000'000;
-    const Region all = options.region ? *options.region : whole(path);
-    const Extent from = {all.x1 - all.x0 + 1, all.y1 - all.y0 + 1};
+    const Region all = region_of(path, options);
+    const Extent from = extent_of(all);
+    if (from == extent) {
+        return load(path, options);
+    }
     const auto rows = static_cast<int>(
         std::clamp<std::int64_t>(band_pixels / std::max(from.width, 1), 1, 1 << 24));
     std::optional<Scaler> scaler;
@@ -179,7 +189,7 @@ Picture load_fitted(const std::string& path, Extent box, const LoadOptions& opti
         band_options.region = {all.x0, y, all.x1, std::min(all.y1, y + rows - 1)};
         const Picture band = load(path, band_options);
         if (!scaler) {
-            scaler.emplace(from, band, fitted(from, box));
+            scaler.emplace(from, band, extent);
         }
         scaler->add(band);
         warnings = band.warnings();
@@ -192,6 +202,10 @@ Picture load_fitted(const std::string& path, Extent box, const LoadOptions& opti
     return picture;
 } catch (const std::bad_alloc&) {
     throw Error(path, TRELLIS_ALLOCATION_ERROR);
+}
+
+Picture load_fitted(const std::string& path, Extent box, const LoadOptions& options) {
+    return load_scaled(path, fitted(extent_of(region_of(path, options)), box), options);
 }
 
 }  // namespace trellis::host

@@ -1,12 +1,15 @@
 // Pictures for people to look at: their extent, the areas that pixels stand for, and film codes as
 // a screen shows them.
 
+#include "trellis/sidedata.h"
 #include "trellis/view.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <filesystem>
 
 #include "support/support.h"
 
@@ -92,6 +95,51 @@ TEST(View, LoadsBandsAsIfTheyWereOnePicture) {
     EXPECT_EQ(rows_of(host::load_fitted(dir.path("tall.pic"), {10, 10}, part)),
               rows_of(host::scaled(host::load(dir.path("tall.pic"), part), {1, 10})));
     EXPECT_THROW(host::load_fitted(dir.path("none.pic"), {10, 10}), host::Error);
+}
+
+/// A picture of one colour.
+host::Picture plain(int width, int height, std::uint16_t sample) {
+    host::Picture picture(TRELLIS_KIND_IMAGE, width, height, 16);
+    std::fill_n(reinterpret_cast<std::uint16_t*>(picture.colour()), 3 * picture.pixels(), sample);
+    return picture;
+}
+
+// What stands for a file: a small picture that is stored, as long as it shows the file and is large enough.
+TEST(View, ThumbnailsShowTheFile) {
+    const TempDir dir;
+    const auto thumbnail = [&](const std::string& name, int size) {
+        const host::Picture picture = host::load_thumbnail(dir.path(name), {size, size});
+        return std::vector<int>{picture.width(), picture.height(), rows_of(picture)[0]};
+    };
+    host::save(plain(960, 640, 8192), dir.path("a.cin"));
+    EXPECT_EQ(thumbnail("a.cin", 128), (std::vector<int>{96, 64, 128})) << "the catalogue picture";
+    EXPECT_EQ(thumbnail("a.cin", 512), (std::vector<int>{512, 341, 128})) << "which is too small";
+
+    // A catalogue picture of another colour than the picture, then one that is dark.
+    Bytes bytes = contents(dir.path("a.cin"));
+    std::fill_n(bytes.begin() + 2048, 24576, std::uint8_t{200});
+    dir.file("other.cin", bytes);
+    EXPECT_EQ(thumbnail("other.cin", 96)[2], 200);
+    put(bytes, 16, hex("00006001"));  // user data that is not of the size of a catalogue picture
+    dir.file("other.cin", bytes);
+    EXPECT_EQ(thumbnail("other.cin", 96)[2], 128);
+    put(bytes, 16, hex("00006000"));
+    std::fill_n(bytes.begin() + 2048, 24576, std::uint8_t{15});
+    dir.file("dark.cin", bytes);
+    EXPECT_EQ(thumbnail("dark.cin", 96)[2], 128);
+    bytes.pop_back();
+    dir.file("short.cin", bytes);
+    EXPECT_THROW(host::load_thumbnail(dir.path("short.cin"), {96, 96}), host::Error);
+
+    // A preview lies in the middle of nothing, and counts as long as its file is not the older one.
+    host::save(plain(400, 100, 16383), dir.path("b.pic"));
+    ASSERT_EQ(write_minipic_trellis(dir.path("b.pic").c_str(), host::load(dir.path("other.cin"), {.depth = 8}).colour(),
+                                    nullptr, nullptr, 960, 0, 0, 399, 99, 0, TRELLIS_MINIPIC_IMAGE),
+              0);
+    EXPECT_EQ(thumbnail("b.pic", 128), (std::vector<int>{100, 25, 128}));
+    std::filesystem::last_write_time(dir.path("b.pic"),
+                                     std::filesystem::last_write_time(dir.path("b.pic.mpc")) + std::chrono::seconds(1));
+    EXPECT_EQ(thumbnail("b.pic", 128), (std::vector<int>{128, 32, 255}));
 }
 
 TEST(View, ShowsFilmCodesAsAPrintWould) {

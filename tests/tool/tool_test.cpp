@@ -606,6 +606,12 @@ TEST_F(Tool, MakesAndShowsSideFiles) {
     EXPECT_EQ(info("small.png")["width"], 200);
     EXPECT_EQ(run("preview a.pic --png b.png --size1 9x9").status, 2);
 
+    succeed("thumbnail -s 300 a.pic small");  // a PNG file, whatever its name
+    EXPECT_EQ(info("small")["width"], 300);
+    dir.file("broken.pic", piece(contents(dir.path("a.pic")), 0, 20000));
+    EXPECT_EQ(run("thumbnail broken.pic none").status, 1);
+    EXPECT_FALSE(exists(dir.path("none")));
+
     succeed("cinfo a.pic --set int_5=-7 real_3=0.25");
     EXPECT_EQ(contents(dir.path("a.pic.cinfo")).size(), 106U);
     const json cinfo = json::parse(run("cinfo a.pic --json").out);

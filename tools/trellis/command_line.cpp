@@ -25,6 +25,7 @@ struct Arguments {
     BatchOptions batch;
     std::vector<int> region;
     Size size = {640, 480};
+    int thumbnail_size = 128;
     PreviewSizes preview_sizes;
     std::vector<std::string> assignments;
     std::optional<trellis_kind> kind;
@@ -346,6 +347,19 @@ Action declare_preview(CLI::App& command, Arguments& arguments) {
     };
 }
 
+Action declare_thumbnail(CLI::App& command, Arguments& arguments) {
+    command
+        .add_option("-s,--size", arguments.thumbnail_size,
+                    "Most pixels of width and height (default: 128)")
+        ->check(CLI::Range(1, 4096));
+    add_in(command, arguments, "IN");
+    add_out(command, arguments);
+    return [&] {
+        thumbnail(arguments.in, arguments.out, arguments.thumbnail_size);
+        return true;
+    };
+}
+
 Action declare_cinfo(CLI::App& command, Arguments& arguments) {
     add_in(command, arguments);
     command.add_option("--set", arguments.assignments, "Values to store, such as int_3=7")
@@ -386,6 +400,7 @@ constexpr Command commands[] = {
     {"catalogue", "Save the small picture inside a Cineon file", declare_catalogue},
     {"preview", "Make the two previews beside a picture (FILE.mpc), or save the first of them",
      declare_preview},
+    {"thumbnail", "Save a small PNG picture to stand for a file", declare_thumbnail},
     {"cinfo", "Show or change the cutout information beside a picture (FILE.cinfo)", declare_cinfo},
     {"formats", "List the formats and what each can do", declare_formats},
 };

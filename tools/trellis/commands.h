@@ -102,6 +102,9 @@ bool make_previews(const Selection& files, const PreviewSizes& sizes, bool force
 void extract_preview(const std::string& path, const std::string& out,
                      const host::SaveOptions& save);
 
+/// Saves a picture to stand for a file, at most `size` pixels wide and high, as PNG.
+void thumbnail(const std::string& path, const std::string& out, int size);
+
 /// Prints the cutout information beside a picture.
 void show_cinfo(const std::string& path, bool json);
 

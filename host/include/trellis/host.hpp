@@ -311,6 +311,10 @@ Picture load(const std::string& path, const LoadOptions& options = {});
 /// The catalogue picture inside a file. Throws Error, code 19 when there is none.
 Picture load_catalogue(const std::string& path);
 
+/// The first preview in the minipic file beside a picture, which has its name and ".mpc". Throws
+/// Error.
+Picture load_preview(const std::string& path);
+
 struct SaveOptions {
     bool compress = true;  // where the format can
     int png_level = 0;     // of PNG files: 1 to 9, quick to small; 0 for what suits the picture

@@ -25,9 +25,17 @@ Extent fitted(Extent picture, Extent box);
 /// std::bad_alloc.
 Picture scaled(const Picture& picture, Extent extent);
 
-/// Loads a picture, or a region of it, and scales it until it fits into a box, a band of rows at a
-/// time: memory is bounded by the box and the width, whatever the height. Throws Error.
+/// Loads a picture, or a region of it, and scales it, a band of rows at a time: memory is bounded
+/// by the extent and the width, whatever the height. Throws Error.
+Picture load_scaled(const std::string& path, Extent extent, const LoadOptions& options = {});
+
+/// Likewise, to the largest extent that fits into a box (`fitted`).
 Picture load_fitted(const std::string& path, Extent box, const LoadOptions& options = {});
+
+/// A small picture, of 8 bits, to stand for a file: its preview, if it has one that is not older;
+/// or the catalogue picture inside it; or what load_fitted gives, when these are less than half as
+/// wide or high. Throws Error for every file that `load` refuses.
+Picture load_thumbnail(const std::string& path, Extent box);
 
 /// Gives the colours of a film scan the look of a print on a screen. A scan's 10-bit code counts
 /// printing density, 0.002 a step; a negative whose contrast is 0.6 turns ten times the light into
