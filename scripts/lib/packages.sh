@@ -18,6 +18,12 @@ lint_packages=(clang-format clang-tidy cppcheck)
 # shellcheck disable=SC2034
 peer_packages=(ffmpeg graphicsmagick openimageio-tools parallel)
 
+# The programs that the plug-ins are for, and what these need of them. What is missing leaves its
+# plug-in out.
+# shellcheck disable=SC2034
+plugin_packages=(desktop-file-utils gimp libgdk-pixbuf-2.0-dev libgdk-pixbuf2.0-bin libgimp2.0-dev pkg-config
+    shared-mime-info xdg-utils)
+
 # What the benchmarks need beyond the build: their framework, and the libraries of other programs
 # that they measure beside ours.
 # shellcheck disable=SC2034

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The loader in gdk-pixbuf's own programs, and in one that loads from pieces.
-#   check.sh TRELLIS MODULE FEED QUERY_LOADERS DESKTOP_DIR
+#   gdk_pixbuf.sh TRELLIS MODULE FEED QUERY_LOADERS DESKTOP_DIR
 set -euo pipefail
 trellis=$1 module=$2 feed=$3 query=$4 desktop=$5
 for program in "$query" gdk-pixbuf-thumbnailer update-mime-database; do
