@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstring>
 #include <initializer_list>
+#include <string_view>
 
 #include "trellis/pic_format.h"
 
@@ -199,6 +200,11 @@ const char* slots_reason(const trellis_film_info& info) {
     });
 }
 
+void set_channels(trellis_film_info& info, std::string_view names) {
+    names.copy(info.channel_order, sizeof info.channel_order - 1);
+    info.channels = static_cast<int>(names.size());
+}
+
 template <std::endian order>
 void describe_dpx(const dpx_generic_header<order>& header, trellis_film_info& info) {
     const dpx_image_section<order>& image = header.image;
@@ -208,8 +214,7 @@ void describe_dpx(const dpx_generic_header<order>& header, trellis_film_info& in
     info.descriptor = element.descriptor;
     for (const ChannelOrder& known : channel_orders) {
         if (known.descriptor == info.descriptor) {
-            info.channels = static_cast<int>(std::strlen(known.names));
-            std::strcpy(info.channel_order, known.names);
+            set_channels(info, known.names);
         }
     }
     info.bit_size = element.bit_size;
@@ -287,8 +292,7 @@ void describe_cineon(const cineon_header& header, trellis_film_info& info) {
                         : image.channel_count != mask_channels    ? ""
                         : ours                                    ? "A"
                                                                   : "Y";
-    std::strcpy(info.channel_order, order);
-    info.channels = static_cast<int>(std::strlen(order));
+    set_channels(info, order);
     info.bit_size = channel.bits_per_pixel;
     info.packing = header.format.packing;
     info.transfer = cineon_transfer;
