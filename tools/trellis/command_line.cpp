@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cstdio>
 #include <map>
 #include <optional>
@@ -10,6 +11,9 @@
 #include <vector>
 
 #include "commands.h"
+#include "completions.h"
+#include "examples.h"
+#include "output.h"
 #include "raw_video.h"
 
 namespace tool {
@@ -113,7 +117,11 @@ void add_kind(CLI::App& command, Arguments& arguments) {
 void add_stream_format(CLI::App& command, const std::string& name, std::string& format,
                        const std::string& help, std::vector<std::string> extensions = {}) {
     for (const host::Format& known : host::formats()) {
-        extensions.insert(extensions.end(), known.extensions.begin(), known.extensions.end());
+        for (const std::string& extension : known.extensions) {
+            if (std::ranges::find(extensions, extension) == extensions.end()) {
+                extensions.push_back(extension);
+            }
+        }
     }
     command.add_option(name, format, help)->check(CLI::IsMember(extensions));
 }
@@ -383,6 +391,16 @@ Action declare_formats(CLI::App& command, Arguments& arguments) {
     };
 }
 
+Action declare_completion(CLI::App& command, Arguments& arguments) {
+    command.add_option("SHELL", arguments.in, "bash, zsh or fish")
+        ->required()
+        ->check(CLI::IsMember(completion_shells()));
+    return [&] {
+        print("%s", completions(*command.get_parent(), arguments.in).c_str());
+        return true;
+    };
+}
+
 struct Command {
     const char* name;
     const char* summary;
@@ -403,12 +421,15 @@ constexpr Command commands[] = {
     {"thumbnail", "Save a small PNG picture to stand for a file", declare_thumbnail},
     {"cinfo", "Show or change the cutout information beside a picture (FILE.cinfo)", declare_cinfo},
     {"formats", "List the formats and what each can do", declare_formats},
+    {"completion", "Print what a shell needs to complete command lines", declare_completion},
 };
 
 }  // namespace
 
 Action parse_command_line(int argc, char** argv) {
-    CLI::App app("Reads, writes and converts pictures.", "trellis");
+    const auto owner =
+        std::make_shared<CLI::App>("Reads, writes and converts pictures.", "trellis");
+    CLI::App& app = *owner;
     app.set_version_flag("--version", "trellis " TRELLIS_VERSION);
     app.require_subcommand(0, 1);
 
@@ -416,6 +437,7 @@ Action parse_command_line(int argc, char** argv) {
     Action chosen;
     for (const Command& command : commands) {
         CLI::App& declared = *app.add_subcommand(command.name, command.summary);
+        declared.footer("\n" + examples_of(command.name));
         const Action work = command.declare(declared, *arguments);
         declared.callback(
             [&chosen, arguments, work] { chosen = [arguments, work] { return work(); }; });
@@ -432,7 +454,7 @@ Action parse_command_line(int argc, char** argv) {
     if (!chosen) {
         throw UsageError("a command is missing; see trellis --help");
     }
-    return chosen;
+    return [owner, chosen] { return chosen(); };
 }
 
 }  // namespace tool
