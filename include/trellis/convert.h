@@ -224,15 +224,15 @@ TRELLIS_API float guess_aspect_ratio_pic(int width, int height);
 
 /// The outline that a cutout gets when its file carries none: the picture's four corner pixels.
 typedef struct trellis_outline_point {
-    float x;
-    float y;
+    float x;  ///< pixels from the left
+    float y;  ///< pixels from the bottom
 } trellis_outline_point;
 
 /// An outline record of four points, 40 bytes, as cutout-information files store it.
 typedef struct trellis_default_outline {
-    int32_t point_count;  ///< 4
-    int32_t closed;       ///< 1
-    trellis_outline_point points[4];
+    int32_t point_count;              ///< 4
+    int32_t closed;                   ///< 1
+    trellis_outline_point points[4];  ///< the corners, in the order of the outline
 } trellis_default_outline;
 
 /// Fills the 40 bytes at `outline` (a `trellis_default_outline` of any alignment) with the corner

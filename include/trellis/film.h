@@ -83,19 +83,21 @@ typedef struct trellis_film_info {
     size_t size;
     int format;                  ///< TRELLIS_TYPE_DPX or TRELLIS_TYPE_CINEON
     int big_endian;              ///< 1 or 0
-    unsigned int width, height;  ///< of the picture shown the right way up
+    unsigned int width;          ///< of the picture shown the right way up, in pixels
+    unsigned int height;         ///< likewise, in rows
     int channels;                ///< samples a pixel; 0 when the descriptor says nothing known
     char channel_order[8];       ///< as they are stored, "RGB", "ABGR", "A", "Y" (luma); or ""
     int descriptor;              ///< DPX; 0 for Cineon, like the other fields that it lacks
-    int bit_size;
-    int packing;
-    int encoding;  ///< DPX: 1 is run-length
-    int transfer;  ///< 254 for Cineon, as `get_info` has it
-    int colorimetric;
-    unsigned int data_sign;  ///< 0 is unsigned
-    int orientation;         ///< 0 to 7
-    unsigned int line_padding, image_padding;
-    int elements;  ///< image elements; 1 for Cineon
+    int bit_size;                ///< bits of a sample
+    int packing;                 ///< DPX: 0 tight, 1 and 2 filled to words; Cineon: 5
+    int encoding;                ///< DPX: 1 is run-length
+    int transfer;                ///< 254 for Cineon, as `get_info` has it
+    int colorimetric;            ///< DPX
+    unsigned int data_sign;      ///< 0 is unsigned
+    int orientation;             ///< 0 to 7
+    unsigned int line_padding;   ///< bytes after each line
+    unsigned int image_padding;  ///< bytes after the image
+    int elements;                ///< image elements; 1 for Cineon
     /// 1 when the pixels are this library's own 5-byte cutouts or 2-byte masks. Other programs put
     /// three 10-bit samples in each word, also those of such pixels.
     int private_layout;
@@ -104,9 +106,10 @@ typedef struct trellis_film_info {
     uint64_t file_size;      ///< of the file as it is; of pipes and the like, a guess
     uint64_t promised_size;  ///< image bytes that the header asks for; 0 with a `line_size` of 0
     uint64_t present_size;   ///< how many of them (or, where that is 0, of any) are in the file
-    /// Why the load slots, or `load_film_samples_trellis`, would not give the picture that is in
-    /// the file: constant text, "" when they do. Lines that are missing are not a reason.
+    /// Why the load slots would not give the picture that is in the file: constant text, "" when
+    /// they do. Lines that are missing are not a reason.
     const char* slots_reason;
+    /// Likewise `load_film_samples_trellis`.
     const char* samples_reason;
 } trellis_film_info;
 
@@ -139,7 +142,7 @@ typedef struct trellis_film_save {
     /// or 2048 bytes for DPX, 2048 or 2056 for Cineon. No bytes (not null, a size of 0): a new
     /// header. Null: the held one or a new one, as the save slots do it.
     const void* header;
-    size_t header_size;
+    size_t header_size;  ///< bytes at `header`
 } trellis_film_save;
 
 /// Saves a rectangle like the save slots: an image without `alpha`, a mask without `rgb`, else a

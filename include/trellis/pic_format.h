@@ -128,36 +128,36 @@ typedef int (*trellis_spare_fn)(void);
 /// The format descriptor. The host owns it and clears it before the init call; the library writes
 /// it only there and keeps no pointer to it.
 typedef struct pic_format {
-    uint32_t type;       ///< format type code: 7 Pixar, 14 Cineon, 32 Maya IFF, 33 DPX
-    int32_t flag_1;      ///< always 1
-    int32_t flag_2;      ///< always 1
-    const char* ext;     ///< first file-name extension, without a dot
-    const char* ext2;    ///< second extension, "" where there is none
-    const char* ext3;    ///< third extension, "" for all four formats
-    char ext_copy[128];  ///< copies of the three, which `inq_this_type_pic_trellis` tests
-    char ext2_copy[128];
-    char ext3_copy[128];
+    uint32_t type;            ///< format type code: 7 Pixar, 14 Cineon, 32 Maya IFF, 33 DPX
+    int32_t flag_1;           ///< always 1
+    int32_t flag_2;           ///< always 1
+    const char* ext;          ///< first file-name extension, without a dot
+    const char* ext2;         ///< second extension, "" where there is none
+    const char* ext3;         ///< third extension, "" for all four formats
+    char ext_copy[128];       ///< copies of the three, which `inq_this_type_pic_trellis` tests
+    char ext2_copy[128];      ///< of the second
+    char ext3_copy[128];      ///< of the third
     const char* long_name;    ///< name for display
     const char* code_string;  ///< short upper-case code by which hosts name the format
 
-    trellis_load_pic_fn load_pic_fn;
-    trellis_save_pic_fn save_pic_fn;
-    trellis_load_cut_fn load_cut_fn;
-    trellis_save_cut_fn save_cut_fn;
+    trellis_load_pic_fn load_pic_fn;        ///< these are null where a format has no such slot
+    trellis_save_pic_fn save_pic_fn;        ///< colour
+    trellis_load_cut_fn load_cut_fn;        ///< colour and matte
+    trellis_save_cut_fn save_cut_fn;        ///< colour and matte
     trellis_load_cutout_fn load_cutout_fn;  ///< left by every init function as the host had it
     trellis_save_cutout_fn save_cutout_fn;  ///< left by every init function as the host had it
-    trellis_size_fn size_pic_fn;
-    trellis_size_cut_fn size_cut_fn;
-    trellis_load_mask_fn load_mask_fn;
-    trellis_save_mask_fn save_mask_fn;
-    trellis_size_fn size_mask_fn;
-    trellis_spare_fn spare_fn[3];
-    trellis_load_cat_fn load_cat_fn;
-    trellis_depth_supported_fn depth_supported_fn;
-    trellis_inq_type_fn inq_type_fn;
-    trellis_info_fn info_fn;
-    trellis_spare_fn spare_fn_2[2];
-    int32_t spare_word;  ///< always 0
+    trellis_size_fn size_pic_fn;            ///< width and height
+    trellis_size_cut_fn size_cut_fn;        ///< always null
+    trellis_load_mask_fn load_mask_fn;      ///< the matte alone
+    trellis_save_mask_fn save_mask_fn;      ///< the matte alone
+    trellis_size_fn size_mask_fn;           ///< width and height of a mask
+    trellis_spare_fn spare_fn[3];           ///< always null
+    trellis_load_cat_fn load_cat_fn;        ///< the catalogue picture
+    trellis_depth_supported_fn depth_supported_fn;  ///< the native buffer type
+    trellis_inq_type_fn inq_type_fn;                ///< the probe
+    trellis_info_fn info_fn;                        ///< what is in a file
+    trellis_spare_fn spare_fn_2[2];                 ///< always null
+    int32_t spare_word;                             ///< always 0
 } pic_format;
 
 /// Fill a descriptor for one format each: every field but `load_cutout_fn` and `save_cutout_fn`.

@@ -14,16 +14,20 @@ namespace trellis::host {
 /// A number of 128 bits that is as good as never the same for different bytes, unless somebody
 /// wants it to be.
 struct Checksum {
-    std::uint64_t high = 0;
-    std::uint64_t low = 0;
+    std::uint64_t high = 0;  ///< upper half
+    std::uint64_t low = 0;   ///< lower half
 
+    /// Both halves.
     bool operator==(const Checksum&) const = default;
 
-    /// 32 hexadecimal digits in lower case, and back.
+    /// 32 hexadecimal digits in lower case.
     std::string text() const;
+
+    /// The reverse; empty for another text.
     static std::optional<Checksum> parse(const std::string& text);
 };
 
+/// What `examine` has seen.
 struct Examination {
     Description description;
     std::uint64_t file_size = 0;

@@ -44,9 +44,11 @@ class Error : public std::exception {
     /// the system's "No space left on device", and may be empty.
     Error(std::string file, int code, std::string reason = {});
 
-    const std::string& file() const noexcept { return texts_->file; }
-    int code() const noexcept { return code_; }
+    const std::string& file() const noexcept { return texts_->file; }  ///< as it was given
+    int code() const noexcept { return code_; }                        ///< one of errors.h
+    /// The library's text for the code.
     const std::string& message() const noexcept { return texts_->message; }
+    /// What more is known, or "".
     const std::string& reason() const noexcept { return texts_->reason; }
 
     /// "FILE: MESSAGE: REASON (code CODE)"
@@ -82,7 +84,9 @@ class Samples {
     /// Throws std::bad_alloc, also for more than the machine's memory.
     Samples(std::uint64_t pixels, std::size_t bytes_per_pixel);
 
+    /// The first byte; null without pixels.
     std::uint8_t* data() { return data_.get(); }
+    /// The first byte; null without pixels.
     const std::uint8_t* data() const { return data_.get(); }
 
   private:
@@ -116,7 +120,8 @@ struct FieldEdit {
 /// moved, not copied.
 class Picture {
   public:
-    static constexpr std::size_t colour_size = 4;  // bytes of an 8-bit pixel
+    static constexpr std::size_t colour_size = 4;  ///< bytes of an 8-bit pixel
+    /// Places of the samples in an 8-bit colour pixel.
     enum Channel : std::size_t { blue = 1, green = 2, red = 3 };
 
     Picture() = default;
@@ -124,28 +129,34 @@ class Picture {
     /// A black picture; its matte, if it has one, is transparent. Throws std::bad_alloc.
     Picture(trellis_kind kind, int width, int height, int depth = 8);
 
-    trellis_kind kind() const { return kind_; }
-    int depth() const { return depth_; }
-    int width() const { return width_; }
-    int height() const { return height_; }
+    trellis_kind kind() const { return kind_; }  ///< image, cutout or mask
+    int depth() const { return depth_; }         ///< 8, 10 or 16, see above
+    int width() const { return width_; }         ///< in pixels
+    int height() const { return height_; }       ///< in rows
+    /// Width times height.
     std::uint64_t pixels() const { return std::uint64_t(width_) * std::uint64_t(height_); }
 
     /// Pixel (0, 0) of a buffer, null when the picture has none.
     std::uint8_t* colour() { return colour_.data(); }
+    /// Likewise of the mattes.
     std::uint8_t* matte() { return matte_.data(); }
+    /// Colours to read.
     const std::uint8_t* colour() const { return colour_.data(); }
+    /// Mattes to read.
     const std::uint8_t* matte() const { return matte_.data(); }
 
-    /// Pixel `x` of row `y` of the colour buffer, which an 8-bit picture must have; likewise the
-    /// matte.
+    /// Pixel `x` of row `y` of the colour buffer, which an 8-bit picture must have.
     std::uint8_t* colour_at(int x, int y) { return colour() + index(x, y) * colour_size; }
+    /// Likewise of the matte.
     std::uint8_t* matte_at(int x, int y) { return matte() + index(x, y); }
 
-    bool has_words() const { return depth_ != 8; }
+    bool has_words() const { return depth_ != 8; }  ///< samples of 16 bits, else of bytes
+    /// White, and an opaque matte: 255, 1023 or 16383.
     int greatest_sample() const { return depth_ == 8 ? 255 : depth_ == 10 ? 1023 : 16383; }
 
-    /// Samples of a colour pixel, and which of them is the first that is not spare.
+    /// Samples of a colour pixel.
     int colour_samples() const { return has_words() ? 3 : 4; }
+    /// Which of them is the first that is not spare.
     int first_colour() const { return colour_samples() - 3; }
 
     /// Adds, drops or makes buffers until the picture is of the wanted kind: what has no matte is
@@ -156,11 +167,13 @@ class Picture {
     /// Multiplies the matte into the colours of a cutout, or divides them by it, where a
     /// transparent pixel becomes black. Other kinds stay as they are.
     void premultiply();
+    /// The reverse.
     void unpremultiply();
 
     /// What was lenient about the load: one sentence for everything that the file should hold and
     /// does not. Empty for most pictures.
     const std::vector<std::string>& warnings() const { return warnings_; }
+    /// Adds such a sentence.
     void add_warning(std::string warning) { warnings_.push_back(std::move(warning)); }
 
     /// The header of the DPX or Cineon file that the picture comes from, made ready to save from;
@@ -171,7 +184,9 @@ class Picture {
         std::vector<std::uint8_t> bytes = {};
         std::vector<FieldEdit> for_other_format = {};  // what DPX and Cineon have in common
     };
+    /// What the picture brought with it.
     const FilmHeader& film_header() const { return film_header_; }
+    /// Replaces it, for the next save.
     void set_film_header(FilmHeader header) { film_header_ = std::move(header); }
 
   private:
@@ -202,6 +217,7 @@ const char* kind_name(trellis_kind kind);
 
 /// A file format and what can be done with it.
 struct Format {
+    /// Whether pictures of a kind can be loaded and saved.
     struct Ability {
         bool load = false;
         bool save = false;
@@ -263,6 +279,7 @@ struct HeaderField {
     Value value;
 };
 
+/// Fields that belong together.
 struct HeaderSection {
     std::string name;
     std::vector<HeaderField> fields;
@@ -297,6 +314,7 @@ struct Region {
     int y1;
 };
 
+/// What is wanted of a load.
 struct LoadOptions {
     std::optional<trellis_kind> kind = {};  // the file's own, if none is asked for
     std::optional<Region> region = {};      // the whole picture, if none is asked for
@@ -315,6 +333,7 @@ Picture load_catalogue(const std::string& path);
 /// Error.
 Picture load_preview(const std::string& path);
 
+/// What is wanted of a save.
 struct SaveOptions {
     bool compress = true;  // where the format can
     int png_level = 0;     // of PNG files: 1 to 9, quick to small; 0 for what suits the picture

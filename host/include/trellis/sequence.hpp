@@ -36,6 +36,7 @@ class Pattern {
     /// Empty when the name has no place for a number, or more than one.
     static std::optional<Pattern> parse(const std::string& text);
 
+    /// The pattern as it was given.
     const std::string& text() const { return text_; }
 
     /// The name of one frame's file.
@@ -49,6 +50,7 @@ class Pattern {
     /// read.
     std::vector<std::int64_t> frames_on_disk() const;
 
+    /// A file and its number.
     struct NumberedFile {
         std::int64_t frame;
         std::string path;

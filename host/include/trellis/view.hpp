@@ -9,10 +9,12 @@
 
 namespace trellis::host {
 
+/// A size in pixels.
 struct Extent {
-    int width;
-    int height;
+    int width;   ///< in pixels
+    int height;  ///< in rows
 
+    /// Both are the same.
     bool operator==(const Extent&) const = default;
 };
 
@@ -51,10 +53,12 @@ int samples_of_row(const Picture& picture);
 /// Copies a row of a picture, of which row 0 is the top line. Words have their full range, 0 to
 /// 65535; of a deep picture, bytes are the nearest.
 void get_row(const Picture& picture, int row, std::uint8_t* to);
+/// Likewise in words.
 void get_row(const Picture& picture, int row, std::uint16_t* to);
 
-/// Stores a row in an 8-bit picture, or in a 16-bit one.
+/// Stores a row in an 8-bit picture.
 void set_row(Picture& picture, int row, const std::uint8_t* from);
+/// Stores a row in a 16-bit picture.
 void set_row(Picture& picture, int row, const std::uint16_t* from);
 
 }  // namespace trellis::host
