@@ -365,7 +365,7 @@ class StreamCopy {
     StreamCopy(const StreamCopy&) = delete;
     StreamCopy& operator=(const StreamCopy&) = delete;
 
-    std::string path() const;
+    std::string path() const;  ///< the name of the copy
 
   private:
     std::unique_ptr<UnfinishedFile> file_;
@@ -387,6 +387,7 @@ class SafeFile {
     /// The file to write, empty at first: its path, which ends in the extension of the target if
     /// that is a short one, and its descriptor, open for reading and writing.
     const char* path() const;
+    /// Likewise.
     int descriptor() const;
 
     /// Puts the file in its place. Rights and, where the system lets us, owners of a replaced file
