@@ -1,5 +1,6 @@
 // DPX and Cineon loads and saves of a 2048 × 1556 picture beside their floors and peers; both
-// orientations; cutouts and masks; and a small region of a large picture.
+// orientations; cutouts and masks; scaled samples of 10, 12 and 16 bits; and a small region of a
+// large picture.
 
 #include <benchmark/benchmark.h>
 
@@ -144,6 +145,44 @@ void save_transposed(benchmark::State& state) {
     });
 }
 
+// A file of samples of so many bits.
+std::string saved_samples(int bits) {
+    const std::string name = bench::path("samples-" + std::to_string(bits) + ".dpx");
+    const trellis_film_save options = {sizeof options, TRELLIS_TYPE_DPX, bits, 1, nullptr, 0};
+    static auto samples = bench::samples16(bench::Content::noise, 3, 16383);
+    free_last_header_trellis();
+    save_film_samples_trellis(name.c_str(), samples.data(), bench::width, nullptr, 0, 0, 0,
+                              bench::width - 1, bench::height - 1, &options);
+    return name;
+}
+
+void load_samples(benchmark::State& state, int bits) {
+    static std::vector<std::uint16_t> loaded = colour();
+    const std::string name = saved_samples(bits);
+    for (auto _ : state) {
+        if (load_film_samples_trellis(name.c_str(), loaded.data(), bench::width, nullptr, 0, 0, 0,
+                                      bench::width - 1, bench::height - 1, 0, 0) != 0) {
+            state.SkipWithError("load failed");
+        }
+    }
+}
+
+void load_samples_floor(benchmark::State& state, int bits) {
+    const std::string name = saved_samples(bits);
+    for (auto _ : state) {
+        bench::read_floor(name, output_size(Kind::picture));
+    }
+}
+
+void peer_load_samples(benchmark::State& state, const bench::Peer& peer, int bits) {
+    const std::string name = saved_samples(bits);
+    for (auto _ : state) {
+        if (!peer.load(name, "dpx")) {
+            state.SkipWithError("this peer does not read the file");
+        }
+    }
+}
+
 // A picture of 8192 × 6224 pixels: a square of `side`, or all of it.
 void region(benchmark::State& state, int side) {
     constexpr int width = 8192;
@@ -214,11 +253,26 @@ void add_format(const Format& format, const std::string& name, double openimagei
     bench::bars().push_back({name + "/save", name + "/save/OpenImageIO", 1.0 / 6});
 }
 
+void add_samples(int bits) {
+    const std::string name = "dpx/load/samples-" + std::to_string(bits);
+    add(name, load_samples, bits);
+    add(name + "/floor", load_samples_floor, bits);
+    bench::bars().push_back(bits == 10 ? bench::Bar{name, "dpx/load", 1.25}
+                                       : bench::Bar{name, name + "/floor", 1.5});
+    for (const bench::Peer& peer : bench::peers()) {
+        add(name + "/" + peer.name, peer_load_samples, peer, bits);
+    }
+    bench::bars().push_back({name, name + "/OpenImageIO", 1.0 / 5});
+}
+
 const int registered = [] {
     add_format(dpx(), "dpx", 1.0 / 8);
     add_format(cineon(), "cineon", 1.0 / 8);
     add("dpx/load/transposed", load_transposed);
     add("dpx/save/transposed", save_transposed);
+    for (const int bits : {10, 12, 16}) {
+        add_samples(bits);
+    }
     add("dpx/region/64", region, 64);
     add("dpx/region/whole", region, 0);
     bench::bars().push_back({"dpx/load/transposed", "dpx/load", 4});

@@ -719,9 +719,9 @@ TRELLIS_AVX2 void store_planes(const Planes& planes, std::size_t width, std::siz
 
 constexpr std::uint32_t code_mask = 1023;
 
-// Where a sample of a pixel is: two bytes that hold it, most significant
-// first, and the power of two that moves its highest bit to the top of the 16. A byte number of −1
-// is a zero byte, and a sample without bytes is 0.
+// Where a sample of a pixel is: two bytes that hold it, most significant first, and the power of
+// two that moves its highest bit to the top of the 16. A byte number of −1 is a zero byte, and a
+// sample without bytes is 0.
 struct SamplePlace {
     std::int8_t high = -1;
     std::int8_t low = -1;
@@ -739,9 +739,16 @@ constexpr SamplePlace little_endian_code_place(int k) {
             static_cast<std::int16_t>(1 << (2 * k))};
 }
 
-// An 8-bit sample is a code with six bits before and after.
 constexpr SamplePlace byte_place(int k) {
-    return {-1, static_cast<std::int8_t>(k), 64};
+    return {-1, static_cast<std::int8_t>(k), 256};
+}
+
+constexpr SamplePlace half_place(int k) {
+    return {static_cast<std::int8_t>(2 * k), static_cast<std::int8_t>(2 * k + 1), 1};
+}
+
+constexpr SamplePlace little_endian_half_place(int k) {
+    return {static_cast<std::int8_t>(2 * k + 1), static_cast<std::int8_t>(2 * k), 1};
 }
 
 // Two pixels as they leave a kernel step: the byte shuffle and the scales that make
@@ -764,17 +771,63 @@ struct UnpackPattern {
     }
 };
 
+using Place = SamplePlace (*)(int k);
+
+constexpr UnpackPattern colours(int size, Place place) {
+    return {size, place(2), place(1), place(0), {}};
+}
+
+constexpr UnpackPattern cutouts(int size, Place place) {
+    return {size, place(2), place(1), place(0), place(3)};
+}
+
 // In the order of FilmLayout.
 constexpr UnpackPattern patterns[film_layout_count] = {
     {0, {}, {}, {}, {}},
     {1, {}, {}, {}, byte_place(0)},
-    {3, byte_place(2), byte_place(1), byte_place(0), {}},
-    {4, byte_place(2), byte_place(1), byte_place(0), byte_place(3)},
+    colours(3, byte_place),
+    cutouts(4, byte_place),
     {2, {}, {}, {}, code_place(0)},
-    {4, code_place(2), code_place(1), code_place(0), {}},
-    {4, little_endian_code_place(2), little_endian_code_place(1), little_endian_code_place(0), {}},
-    {5, code_place(2), code_place(1), code_place(0), code_place(3)},
+    colours(4, code_place),
+    colours(4, little_endian_code_place),
+    cutouts(5, code_place),
+    colours(6, half_place),
+    colours(6, little_endian_half_place),
+    cutouts(8, half_place),
+    cutouts(8, little_endian_half_place),
+    colours(6, half_place),
+    colours(6, little_endian_half_place),
+    cutouts(8, half_place),
+    cutouts(8, little_endian_half_place),
 };
+
+/// Codes at the top of 16 bits, with anything below them, scaled as plain.cpp does. Twice the whole
+/// steps and twice what is left, cut off to a whole number, are halved together, which rounds.
+template <int bits>
+TRELLIS_AVX2 __m256i scaled(__m256i topped) {
+    if constexpr (bits == 16) {
+        const __m256i less = _mm256_mulhi_epu16(topped, _mm256_set1_epi16(3));
+        const __m256i halves =
+            _mm256_avg_epu16(_mm256_sub_epi16(topped, less), _mm256_setzero_si256());
+        return _mm256_srli_epi16(halves, 1);
+    } else {
+        constexpr std::uint32_t greatest = (1U << bits) - 1;
+        constexpr int fraction = bits + 2;  // as many bits as the product has room for
+        constexpr std::uint32_t most_left = ((1U << (14 - bits)) - 1) << (fraction + bits);
+        constexpr auto factor = static_cast<std::uint16_t>((most_left + greatest / 2) / greatest);
+        const __m256i codes = _mm256_and_si256(
+            topped, _mm256_set1_epi16(static_cast<short>(greatest << (16 - bits))));
+        const __m256i left =
+            _mm256_mulhi_epu16(codes, _mm256_set1_epi16(static_cast<short>(factor)));
+        return _mm256_avg_epu16(_mm256_srli_epi16(codes, 1), _mm256_srli_epi16(left, fraction - 1));
+    }
+}
+
+/// The same codes as they are, or scaled.
+template <int bits, FilmCodes wanted>
+TRELLIS_AVX2 __m256i samples_of(__m256i topped) {
+    return wanted == FilmCodes::kept ? _mm256_srli_epi16(topped, 16 - bits) : scaled<bits>(topped);
+}
 
 /// Asks for the samples that a save comes to 3 KiB later. They are read once, so they are to pass
 /// by the second-level cache, where the packed lines wait for the file.
@@ -794,15 +847,14 @@ TRELLIS_AVX2 __m256i odd_words(__m256i first, __m256i second) {
 
 // Four pixels a step. A step loads and stores whole vectors, more than its own pixels, so it is
 // taken only while the row has enough pixels left; those behind the step are stored again later.
-template <bool with_colour, bool with_matte>
+template <int bits, FilmCodes codes, bool with_colour, bool with_matte>
 TRELLIS_AVX2 std::size_t unpack_pixels(FilmLayout layout, const std::uint8_t* bytes,
                                        std::size_t count, std::uint16_t* colour,
                                        std::uint16_t* matte) {
     const std::size_t size = pixel_size(layout);
     const UnpackPattern& unpacking = patterns[static_cast<std::size_t>(layout)];
-    // The pixels that the second load reaches into: six of five bytes, more of fewer. A store of
-    // colour reaches no further than the sixth.
-    const std::size_t needed = (2 * size + 16 + size - 1) / size;
+    // The pixels that the second load reaches into, and the six that a store of colour does.
+    const std::size_t needed = std::max<std::size_t>((2 * size + 16 + size - 1) / size, 6);
     const __m256i shuffle = _mm256_broadcastsi128_si256(load16(unpacking.shuffle));
     const __m256i scale = _mm256_broadcastsi128_si256(load16(unpacking.scale));
     const __m256i colours_first = _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7);
@@ -810,8 +862,8 @@ TRELLIS_AVX2 std::size_t unpack_pixels(FilmLayout layout, const std::uint8_t* by
     for (; x + needed <= count; x += 4) {
         const std::uint8_t* from = bytes + size * x;
         const __m256i pairs = _mm256_shuffle_epi8(load16_twice(from, from + 2 * size), shuffle);
-        const __m256i codes = _mm256_srli_epi16(_mm256_mullo_epi16(pairs, scale), 6);
-        const __m256i sorted = _mm256_permutevar8x32_epi32(codes, colours_first);
+        const __m256i samples = samples_of<bits, codes>(_mm256_mullo_epi16(pairs, scale));
+        const __m256i sorted = _mm256_permutevar8x32_epi32(samples, colours_first);
         if (with_colour) {
             store(colour + 3 * x, sorted);
         }
@@ -891,12 +943,12 @@ TRELLIS_AVX2 __m256i swap_bytes(__m256i words) {
     return _mm256_shuffle_epi8(words, swap);
 }
 
+template <FilmCodes codes>
 TRELLIS_AVX2 std::size_t unpack_mask(const std::uint8_t* bytes, std::size_t count,
                                      std::uint16_t* matte) {
     std::size_t x = 0;
     for (; x + 16 <= count; x += 16) {
-        const __m256i words = swap_bytes(load(bytes + 2 * x));
-        store(matte + x, _mm256_srli_epi16(words, 6));
+        store(matte + x, samples_of<10, codes>(swap_bytes(load(bytes + 2 * x))));
     }
     return x;
 }
@@ -913,25 +965,45 @@ TRELLIS_AVX2 std::size_t pack_mask(const std::uint16_t* matte, std::size_t count
     return x;
 }
 
+template <int bits, FilmCodes codes>
 std::size_t unpack_front(FilmLayout layout, const std::uint8_t* bytes, std::size_t count,
                          std::uint16_t* colour, std::uint16_t* matte) {
     if (colour == nullptr && layout == FilmLayout::mask10) {
-        return unpack_mask(bytes, count, matte);
+        return unpack_mask<codes>(bytes, count, matte);
     }
-    if (colour == nullptr) {
-        return unpack_pixels<false, true>(layout, bytes, count, colour, matte);
-    }
-    return matte == nullptr ? unpack_pixels<true, false>(layout, bytes, count, colour, matte)
-                            : unpack_pixels<true, true>(layout, bytes, count, colour, matte);
+    const auto unpack = colour == nullptr  ? unpack_pixels<bits, codes, false, true>
+                        : matte == nullptr ? unpack_pixels<bits, codes, true, false>
+                                           : unpack_pixels<bits, codes, true, true>;
+    return unpack(layout, bytes, count, colour, matte);
 }
 
-void unpack_film(FilmLayout layout, const std::uint8_t* bytes, std::size_t count,
+using UnpackFront = std::size_t (*)(FilmLayout, const std::uint8_t*, std::size_t, std::uint16_t*,
+                                    std::uint16_t*);
+
+template <FilmCodes codes>
+UnpackFront front_of(int bits) {
+    switch (bits) {
+        case 8:
+            return unpack_front<8, codes>;
+        case 10:
+            return unpack_front<10, codes>;
+        case 12:
+            return unpack_front<12, codes>;
+        default:
+            return unpack_front<16, codes>;
+    }
+}
+
+void unpack_film(FilmLayout layout, FilmCodes codes, const std::uint8_t* bytes, std::size_t count,
                  std::uint16_t* colour, std::uint16_t* matte) {
     if (colour == nullptr && matte == nullptr) {
         return;
     }
-    const std::size_t x = unpack_front(layout, bytes, count, colour, matte);
-    plain::unpack_film(layout, bytes + pixel_size(layout) * x, count - x,
+    const int bits = code_bits(layout);
+    const UnpackFront front = codes == FilmCodes::kept ? front_of<FilmCodes::kept>(bits)
+                                                       : front_of<FilmCodes::scaled>(bits);
+    const std::size_t x = front(layout, bytes, count, colour, matte);
+    plain::unpack_film(layout, codes, bytes + pixel_size(layout) * x, count - x,
                        colour == nullptr ? nullptr : colour + 3 * x,
                        matte == nullptr ? nullptr : matte + x);
 }

@@ -142,8 +142,8 @@ struct Kernels {
 
     /// Decodes pixels of any layout but `none` into 16-bit colour pixels and mattes; either may be
     /// null. Samples that the layout does not carry become 0.
-    void (*unpack_film)(FilmLayout layout, const std::uint8_t* bytes, std::size_t count,
-                        std::uint16_t* colour, std::uint16_t* matte);
+    void (*unpack_film)(FilmLayout layout, FilmCodes codes, const std::uint8_t* bytes,
+                        std::size_t count, std::uint16_t* colour, std::uint16_t* matte);
 
     /// Packs pixels as `mask10`, `colour10` or `cutout10`. The samples of a null buffer are packed
     /// as 0. Samples keep the bits that their field holds; those of a mask are first shifted down

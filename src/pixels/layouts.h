@@ -37,6 +37,25 @@ constexpr std::uint8_t narrowed(std::uint16_t w) {
     return static_cast<std::uint8_t>(w >> 6);
 }
 
+/// A film code of so many bits, full scale to full scale and rounded to nearest, in numbers of 16
+/// bits, which vectors hold most of. 16383 is `steps` times the greatest code and `steps` - 1, so
+/// what is left to round is a small part. The greatest code is odd: nothing lies halfway between
+/// two results.
+template <int bits>
+constexpr std::uint16_t scaled(std::uint16_t code) {
+    constexpr std::uint32_t steps = 1U << (14 - bits);
+    const auto part = static_cast<std::uint16_t>(code * (steps - 1) + (1U << (bits - 1)));
+    const auto rounded = static_cast<std::uint16_t>(part + (part >> bits)) >> bits;
+    return static_cast<std::uint16_t>(code * steps + static_cast<std::uint32_t>(rounded));
+}
+
+/// Of 16 bits it is a quarter, less a little that grows from 0 to 3 / 4.
+template <>
+constexpr std::uint16_t scaled<16>(std::uint16_t code) {
+    const std::uint32_t product = code * 16383U + 32768;
+    return static_cast<std::uint16_t>((product + (product >> 16)) >> 16);
+}
+
 /// The grey of a colour. The double-precision sum is made in this order and cut off, never rounded:
 /// the result is exact to the bit, so 16383 of all three colours is 16382.
 template <class Sample>

@@ -294,9 +294,10 @@ uint16x8_t words_at(const uint8x16x3_t& bytes, const std::uint8_t* lookup) {
     return vmovl_u8(vget_low_u8(vqtbl3q_u8(bytes, vcombine_u8(vld1_u8(lookup), vdup_n_u8(0)))));
 }
 
-void unpack_cutouts(const std::uint8_t* bytes, std::size_t x, std::uint16_t* colour,
-                    std::uint16_t* matte) {
-    const std::uint8_t* from = bytes + 5 * x;
+/// c0, c1, c2 and matte of eight film pixels.
+using EightCodes = std::array<uint16x8_t, 4>;
+
+EightCodes unpack_cutouts(const std::uint8_t* from) {
     const uint8x16x3_t packed = {
         {vld1q_u8(from), vld1q_u8(from + 16), vcombine_u8(vld1_u8(from + 32), vdup_n_u8(0))}};
     const uint16x8_t b0 = words_at(packed, &deal[0]);
@@ -305,24 +306,145 @@ void unpack_cutouts(const std::uint8_t* bytes, std::size_t x, std::uint16_t* col
     const uint16x8_t b3 = words_at(packed, &deal[24]);
     const uint16x8_t b4 = words_at(packed, &deal[32]);
     const uint16x8_t code = vdupq_n_u16(1023);
-    if (colour != nullptr) {
-        const uint16x8x3_t codes = {{vandq_u16(vsliq_n_u16(vshrq_n_u16(b3, 2), b2, 6), code),
-                                     vandq_u16(vsliq_n_u16(vshrq_n_u16(b2, 4), b1, 4), code),
-                                     vsliq_n_u16(vshrq_n_u16(b1, 6), b0, 2)}};
-        vst3q_u16(colour + 3 * x, codes);
-    }
-    if (matte != nullptr) {
-        vst1q_u16(matte + x, vandq_u16(vsliq_n_u16(b4, b3, 8), code));
+    return {vandq_u16(vsliq_n_u16(vshrq_n_u16(b3, 2), b2, 6), code),
+            vandq_u16(vsliq_n_u16(vshrq_n_u16(b2, 4), b1, 4), code),
+            vsliq_n_u16(vshrq_n_u16(b1, 6), b0, 2), vandq_u16(vsliq_n_u16(b4, b3, 8), code)};
+}
+
+template <bool little>
+EightCodes unpack_words(const std::uint8_t* from) {
+    const auto word = [from](std::size_t at) {
+        const uint8x16_t bytes = vld1q_u8(from + at);
+        return vreinterpretq_u32_u8(little ? bytes : vrev32q_u8(bytes));
+    };
+    const uint32x4_t first = word(0);
+    const uint32x4_t next = word(16);
+    const uint16x8_t code = vdupq_n_u16(1023);
+    const uint16x8_t upper = vcombine_u16(vshrn_n_u32(first, 16), vshrn_n_u32(next, 16));
+    return {vandq_u16(vcombine_u16(vshrn_n_u32(first, 2), vshrn_n_u32(next, 2)), code),
+            vandq_u16(vcombine_u16(vshrn_n_u32(first, 12), vshrn_n_u32(next, 12)), code),
+            vshrq_n_u16(upper, 6), vdupq_n_u16(0)};
+}
+
+/// The upper bits of two bytes each.
+template <int bits, bool little>
+uint16x8_t half_codes(uint16x8_t halves) {
+    const uint16x8_t words =
+        little ? halves : vreinterpretq_u16_u8(vrev16q_u8(vreinterpretq_u8_u16(halves)));
+    if constexpr (bits == 16) {
+        return words;
+    } else {
+        return vshrq_n_u16(words, 16 - bits);
     }
 }
 
-void unpack_film(FilmLayout layout, const std::uint8_t* bytes, std::size_t count,
-                 std::uint16_t* colour, std::uint16_t* matte) {
-    std::size_t x = 0;
-    for (; layout == FilmLayout::cutout10 && x + film_step <= count; x += film_step) {
-        unpack_cutouts(bytes, x, colour, matte);
+template <int bits, bool little, bool with_matte>
+EightCodes unpack_halves(const std::uint8_t* from) {
+    const auto* halves = reinterpret_cast<const std::uint16_t*>(from);
+    const auto codes = half_codes<bits, little>;
+    if constexpr (with_matte) {
+        const auto [red, green, blue, matte] = vld4q_u16(halves).val;
+        return {codes(blue), codes(green), codes(red), codes(matte)};
+    } else {
+        const auto [red, green, blue] = vld3q_u16(halves).val;
+        return {codes(blue), codes(green), codes(red), vdupq_n_u16(0)};
     }
-    plain::unpack_film(layout, bytes + pixel_size(layout) * x, count - x,
+}
+
+EightCodes unpack_mask8(const std::uint8_t* from) {
+    const uint16x8_t zero = vdupq_n_u16(0);
+    return {zero, zero, zero, vmovl_u8(vld1_u8(from))};
+}
+
+EightCodes unpack_mask10(const std::uint8_t* from) {
+    const uint16x8_t zero = vdupq_n_u16(0);
+    return {zero, zero, zero, half_codes<10, false>(vreinterpretq_u16_u8(vld1q_u8(from)))};
+}
+
+EightCodes unpack_colour8(const std::uint8_t* from) {
+    const auto [red, green, blue] = vld3_u8(from).val;
+    return {vmovl_u8(blue), vmovl_u8(green), vmovl_u8(red), vdupq_n_u16(0)};
+}
+
+EightCodes unpack_cutout8(const std::uint8_t* from) {
+    const auto [red, green, blue, matte] = vld4_u8(from).val;
+    return {vmovl_u8(blue), vmovl_u8(green), vmovl_u8(red), vmovl_u8(matte)};
+}
+
+/// The upper half of a product.
+uint16x8_t upper_product(uint16x8_t a, std::uint16_t factor) {
+    return vcombine_u16(vshrn_n_u32(vmull_n_u16(vget_low_u16(a), factor), 16),
+                        vshrn_n_u32(vmull_high_n_u16(a, factor), 16));
+}
+
+/// Codes scaled as plain.cpp does, by one product: what is left beside the whole steps is the upper
+/// half of it, in fractions of 2^-`fraction`.
+template <int bits>
+uint16x8_t scaled(uint16x8_t codes) {
+    if constexpr (bits == 16) {
+        return vrshrq_n_u16(vqsubq_u16(vsubq_u16(codes, upper_product(codes, 3)), vdupq_n_u16(1)),
+                            2);
+    } else {
+        constexpr int fraction = 2 * bits - 14;
+        constexpr std::uint32_t greatest = (1U << bits) - 1;
+        constexpr std::uint32_t most_left = ((1U << (14 - bits)) - 1) << (fraction + 16);
+        const uint16x8_t left = upper_product(codes, (most_left + greatest / 2) / greatest);
+        return vaddq_u16(vshlq_n_u16(codes, 14 - bits), vrshrq_n_u16(left, fraction));
+    }
+}
+
+// Eight pixels a step.
+template <FilmLayout layout, FilmCodes codes, EightCodes (*unpack)(const std::uint8_t*)>
+std::size_t unpack_eights(const std::uint8_t* bytes, std::size_t count, std::uint16_t* colour,
+                          std::uint16_t* matte) {
+    std::size_t x = 0;
+    for (; x + film_step <= count; x += film_step) {
+        EightCodes samples = unpack(bytes + pixel_size(layout) * x);
+        if constexpr (codes == FilmCodes::scaled) {
+            for (uint16x8_t& sample : samples) {
+                sample = scaled<code_bits(layout)>(sample);
+            }
+        }
+        if (colour != nullptr) {
+            vst3q_u16(colour + 3 * x, {{samples[0], samples[1], samples[2]}});
+        }
+        if (matte != nullptr) {
+            vst1q_u16(matte + x, samples[3]);
+        }
+    }
+    return x;
+}
+
+using UnpackFront = std::size_t (*)(const std::uint8_t*, std::size_t, std::uint16_t*,
+                                    std::uint16_t*);
+
+// In the order of FilmLayout.
+template <FilmCodes codes>
+constexpr UnpackFront fronts[film_layout_count] = {
+    nullptr,
+    unpack_eights<FilmLayout::mask8, codes, unpack_mask8>,
+    unpack_eights<FilmLayout::colour8, codes, unpack_colour8>,
+    unpack_eights<FilmLayout::cutout8, codes, unpack_cutout8>,
+    unpack_eights<FilmLayout::mask10, codes, unpack_mask10>,
+    unpack_eights<FilmLayout::colour10, codes, unpack_words<false>>,
+    unpack_eights<FilmLayout::colour10_little, codes, unpack_words<true>>,
+    unpack_eights<FilmLayout::cutout10, codes, unpack_cutouts>,
+    unpack_eights<FilmLayout::colour12, codes, unpack_halves<12, false, false>>,
+    unpack_eights<FilmLayout::colour12_little, codes, unpack_halves<12, true, false>>,
+    unpack_eights<FilmLayout::cutout12, codes, unpack_halves<12, false, true>>,
+    unpack_eights<FilmLayout::cutout12_little, codes, unpack_halves<12, true, true>>,
+    unpack_eights<FilmLayout::colour16, codes, unpack_halves<16, false, false>>,
+    unpack_eights<FilmLayout::colour16_little, codes, unpack_halves<16, true, false>>,
+    unpack_eights<FilmLayout::cutout16, codes, unpack_halves<16, false, true>>,
+    unpack_eights<FilmLayout::cutout16_little, codes, unpack_halves<16, true, true>>,
+};
+
+void unpack_film(FilmLayout layout, FilmCodes codes, const std::uint8_t* bytes, std::size_t count,
+                 std::uint16_t* colour, std::uint16_t* matte) {
+    const auto& all =
+        codes == FilmCodes::kept ? fronts<FilmCodes::kept> : fronts<FilmCodes::scaled>;
+    const std::size_t x = all[static_cast<std::size_t>(layout)](bytes, count, colour, matte);
+    plain::unpack_film(layout, codes, bytes + pixel_size(layout) * x, count - x,
                        colour == nullptr ? nullptr : colour + 3 * x,
                        matte == nullptr ? nullptr : matte + x);
 }

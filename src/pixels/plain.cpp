@@ -1,7 +1,9 @@
 #include "pixels/plain.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <utility>
 
 #include "pixels/layouts.h"
 
@@ -242,8 +244,20 @@ std::uint32_t word_at(const std::uint8_t* bytes) {
            std::uint32_t{bytes[2]} << 8 | bytes[3];
 }
 
+// Codes of up to 16 bits in the upper ends of two bytes each.
+template <int bits, bool little>
+FilmPixel from_halves(const std::uint8_t* bytes, bool matte) {
+    const auto code = [bytes](std::size_t k) {
+        const std::uint32_t high = bytes[2 * k + (little ? 1 : 0)];
+        const std::uint32_t low = bytes[2 * k + (little ? 0 : 1)];
+        return (high << 8 | low) >> (16 - bits);
+    };
+    return {code(2), code(1), code(0), matte ? code(3) : 0};
+}
+
 template <FilmLayout layout>
 FilmPixel decode(const std::uint8_t* bytes) {
+    constexpr bool matte = pixel_size(layout) == 8;
     switch (layout) {
         case FilmLayout::mask8:
             return {0, 0, 0, bytes[0]};
@@ -262,6 +276,18 @@ FilmPixel decode(const std::uint8_t* bytes) {
             pixel.matte = (bytes[3] & 3U) << 8 | bytes[4];
             return pixel;
         }
+        case FilmLayout::colour12:
+        case FilmLayout::cutout12:
+            return from_halves<12, false>(bytes, matte);
+        case FilmLayout::colour12_little:
+        case FilmLayout::cutout12_little:
+            return from_halves<12, true>(bytes, matte);
+        case FilmLayout::colour16:
+        case FilmLayout::cutout16:
+            return from_halves<16, false>(bytes, matte);
+        case FilmLayout::colour16_little:
+        case FilmLayout::cutout16_little:
+            return from_halves<16, true>(bytes, matte);
         default:
             return {};
     }
@@ -285,19 +311,37 @@ void encode(const FilmPixel& pixel, std::uint8_t* bytes) {
     }
 }
 
-template <FilmLayout layout>
+template <FilmLayout layout, FilmCodes codes>
+std::uint16_t sample(std::uint32_t code) {
+    const auto sample = static_cast<std::uint16_t>(code);
+    if constexpr (codes == FilmCodes::kept || layout == FilmLayout::none) {
+        return sample;
+    } else {
+        return scaled<code_bits(layout)>(sample);
+    }
+}
+
+template <FilmLayout layout, FilmCodes codes>
 void unpack(const std::uint8_t* bytes, std::size_t count, std::uint16_t* colour,
             std::uint16_t* matte) {
     constexpr std::size_t size = pixel_size(layout);
     for (std::size_t i = 0; i < count && colour != nullptr; ++i) {
         const FilmPixel pixel = decode<layout>(bytes + size * i);
-        colour[3 * i] = static_cast<std::uint16_t>(pixel.c0);
-        colour[3 * i + 1] = static_cast<std::uint16_t>(pixel.c1);
-        colour[3 * i + 2] = static_cast<std::uint16_t>(pixel.c2);
+        colour[3 * i] = sample<layout, codes>(pixel.c0);
+        colour[3 * i + 1] = sample<layout, codes>(pixel.c1);
+        colour[3 * i + 2] = sample<layout, codes>(pixel.c2);
     }
     for (std::size_t i = 0; i < count && matte != nullptr; ++i) {
-        matte[i] = static_cast<std::uint16_t>(decode<layout>(bytes + size * i).matte);
+        matte[i] = sample<layout, codes>(decode<layout>(bytes + size * i).matte);
     }
+}
+
+using Unpack = void (*)(const std::uint8_t*, std::size_t, std::uint16_t*, std::uint16_t*);
+
+template <FilmCodes codes, std::size_t... layout>
+constexpr std::array<Unpack, film_layout_count> unpackers(
+    std::index_sequence<layout...> /*of all*/) {
+    return {unpack<static_cast<FilmLayout>(layout), codes>...};
 }
 
 template <FilmLayout layout>
@@ -317,16 +361,13 @@ void pack(const std::uint16_t* colour, const std::uint16_t* matte, std::size_t c
 
 }  // namespace
 
-void unpack_film(FilmLayout layout, const std::uint8_t* bytes, std::size_t count,
+void unpack_film(FilmLayout layout, FilmCodes codes, const std::uint8_t* bytes, std::size_t count,
                  std::uint16_t* colour, std::uint16_t* matte) {
-    using Unpack = void (*)(const std::uint8_t*, std::size_t, std::uint16_t*, std::uint16_t*);
-    using enum FilmLayout;
-    // In the order of FilmLayout.
-    constexpr Unpack unpackers[film_layout_count] = {
-        unpack<none>,   unpack<mask8>,    unpack<colour8>,         unpack<cutout8>,
-        unpack<mask10>, unpack<colour10>, unpack<colour10_little>, unpack<cutout10>,
-    };
-    unpackers[static_cast<std::size_t>(layout)](bytes, count, colour, matte);
+    constexpr auto kept = unpackers<FilmCodes::kept>(std::make_index_sequence<film_layout_count>());
+    constexpr auto scaled =
+        unpackers<FilmCodes::scaled>(std::make_index_sequence<film_layout_count>());
+    const auto& all = codes == FilmCodes::kept ? kept : scaled;
+    all[static_cast<std::size_t>(layout)](bytes, count, colour, matte);
 }
 
 void pack_film(FilmLayout layout, const std::uint16_t* colour, const std::uint16_t* matte,

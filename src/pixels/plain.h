@@ -38,7 +38,7 @@ void extract_plane(const std::uint8_t* row, std::size_t byte, std::uint8_t* plan
 void join_planes(const Planes& planes, std::uint8_t* cutout, std::size_t count);
 void store_planes(const Planes& planes, std::size_t width, std::size_t height, ByteRows colour,
                   ByteRows matte);
-void unpack_film(FilmLayout layout, const std::uint8_t* bytes, std::size_t count,
+void unpack_film(FilmLayout layout, FilmCodes codes, const std::uint8_t* bytes, std::size_t count,
                  std::uint16_t* colour, std::uint16_t* matte);
 void pack_film(FilmLayout layout, const std::uint16_t* colour, const std::uint16_t* matte,
                std::size_t count, std::uint8_t* bytes);

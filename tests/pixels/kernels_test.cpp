@@ -74,9 +74,11 @@ void each_pair(Rows& r, std::size_t colour, Body body) {
 void unpack_film(Rows& r) {
     for (std::size_t i = 1; i < film_layout_count; ++i) {
         const auto layout = static_cast<FilmLayout>(i);
-        each_pair<u16>(r, 3, [&](u16* colour, u16* matte) {
-            r.k.unpack_film(layout, r.row(pixel_size(layout) * r.n), r.n, colour, matte);
-        });
+        for (const FilmCodes codes : {FilmCodes::kept, FilmCodes::scaled}) {
+            each_pair<u16>(r, 3, [&](u16* colour, u16* matte) {
+                r.k.unpack_film(layout, codes, r.row(pixel_size(layout) * r.n), r.n, colour, matte);
+            });
+        }
     }
 }
 

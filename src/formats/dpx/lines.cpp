@@ -157,7 +157,8 @@ class LineUnpacker {
   private:
     void unpack_row(const std::uint8_t* bytes, std::size_t count, std::int64_t x,
                     std::int64_t y) const {
-        unpack_pixels(layout_, bytes, count, colour_.pixel(x, y), matte_.pixel(x, y));
+        pixels::kernels().unpack_film(layout_, pixels::FilmCodes::kept, bytes, count,
+                                      colour_.pixel(x, y), matte_.pixel(x, y));
     }
 
     // The lines are transposed into pieces of rows first. The leftmost column is the last line.

@@ -85,11 +85,6 @@ std::uint32_t image_size(const Source& source) {
            static_cast<std::uint32_t>(saved_pixel_size(source));
 }
 
-void unpack_pixels(Layout layout, const std::uint8_t* bytes, std::size_t count,
-                   std::uint16_t* colour, std::uint16_t* matte) {
-    pixels::kernels().unpack_film(layout, bytes, count, colour, matte);
-}
-
 void clear_pixels(std::size_t count, std::uint16_t* colour, std::uint16_t* matte) {
     if (colour != nullptr) {
         std::memset(colour, 0, count * 3 * sizeof *colour);

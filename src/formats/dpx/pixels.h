@@ -32,11 +32,6 @@ std::size_t saved_pixel_size(const Source& source);
 /// The bytes of a saved image, as far as a 32-bit header field can tell them.
 std::uint32_t image_size(const Source& source);
 
-/// Decodes `count` pixels of any layout but `none` into colour pixels of three samples and matte
-/// samples; either may be null. Samples that the layout does not carry become 0.
-void unpack_pixels(Layout layout, const std::uint8_t* bytes, std::size_t count,
-                   std::uint16_t* colour, std::uint16_t* matte);
-
 /// What pixels that are not in the file load as: zero samples. Either buffer may be null.
 void clear_pixels(std::size_t count, std::uint16_t* colour, std::uint16_t* matte);
 

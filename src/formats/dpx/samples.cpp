@@ -4,32 +4,16 @@
 
 #include "trellis/pic_format.h"
 
+#include "pixels/layouts.h"
+
 namespace trellis::dpx {
 
 namespace {
 
-// A code of fewer bits on the scale of the buffers, in numbers of 16 bits, which vectors hold most
-// of. 16383 is `steps` times the greatest code and `steps` - 1, so what is left to round is a small
-// part. The greatest code is odd: nothing lies halfway between two results.
-template <int bits>
-std::uint16_t scaled(std::uint16_t code) {
-    constexpr std::uint32_t steps = 1U << (14 - bits);
-    const auto part = static_cast<std::uint16_t>(code * (steps - 1) + (1U << (bits - 1)));
-    const auto rounded = static_cast<std::uint16_t>(part + (part >> bits)) >> bits;
-    return static_cast<std::uint16_t>(code * steps + static_cast<std::uint32_t>(rounded));
-}
-
-// Of 16 bits it is a quarter, less a little that grows from 0 to 3 / 4.
-template <>
-std::uint16_t scaled<16>(std::uint16_t code) {
-    const std::uint32_t product = code * 16383U + 32768;
-    return static_cast<std::uint16_t>((product + (product >> 16)) >> 16);
-}
-
 template <int bits>
 void scale(std::uint16_t* samples, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
-        samples[i] = scaled<bits>(samples[i]);
+        samples[i] = pixels::scaled<bits>(samples[i]);
     }
 }
 

@@ -11,6 +11,7 @@
 #include "formats/dpx/run_length.h"
 #include "formats/dpx/samples.h"
 #include "frame/memory.h"
+#include "pixels/kernels.h"
 
 namespace trellis::dpx {
 
@@ -163,28 +164,95 @@ class SampleStore {
 
 // The layout of lines that can be unpacked where they go: rows of the host's, read from the left,
 // of pixels that the row kernels know. `none` for all others.
-Layout row_layout(const trellis_film_info& info, const Target& target) {
+Layout row_layout(const trellis_film_info& info) {
+    using enum pixels::FilmLayout;
+    constexpr struct {
+        SamplePacking packing;
+        const char* order;
+        Layout little;
+        Layout big;
+    } layouts[] = {
+        {SamplePacking::bytes, "RGB", colour8, colour8},
+        {SamplePacking::bytes, "RGBA", cutout8, cutout8},
+        {SamplePacking::words10_top, "RGB", colour10_little, colour10},
+        {SamplePacking::words12_top, "RGB", colour12_little, colour12},
+        {SamplePacking::words12_top, "RGBA", cutout12_little, cutout12},
+        {SamplePacking::words16, "RGB", colour16_little, colour16},
+        {SamplePacking::words16, "RGBA", cutout16_little, cutout16},
+        {SamplePacking::cutout10, "RGBA", cutout10, cutout10},
+        {SamplePacking::mask10, "A", mask10, mask10},
+    };
     const bool rows = (info.orientation & (lines_are_columns | from_the_right)) == 0;
-    if (!rows || !target.colour || std::strcmp(info.channel_order, "RGB") != 0) {
-        return Layout::none;
+    for (const auto& known : layouts) {
+        if (rows && known.packing == packing_of(info) &&
+            std::strcmp(known.order, info.channel_order) == 0) {
+            return info.big_endian == 1 ? known.big : known.little;
+        }
     }
-    switch (packing_of(info)) {
-        case SamplePacking::bytes:
-            return Layout::colour8;
-        case SamplePacking::words10_top:
-            return info.big_endian == 1 ? Layout::colour10 : Layout::colour10_little;
-        default:
-            return Layout::none;
-    }
+    return none;
 }
+
+// Unpacks lines of the region, scales them and stores them.
+class LineUnpacker {
+  public:
+    LineUnpacker(const trellis_film_info& info, const Span& pixels, const Target& target)
+        : info_(info),
+          target_(target),
+          store_(info, target),
+          packing_(packing_of(info)),
+          layout_(row_layout(info)),
+          first_sample_(pixels.first * static_cast<std::uint64_t>(info.channels)),
+          pixels_(static_cast<std::size_t>(pixels.count)) {}
+
+    Error allocate() {
+        return layout_ == Layout::none ? samples_.allocate(sample_count()) : Error::none;
+    }
+
+    // The bytes of a line that are needed.
+    ByteRange bytes() const { return bytes_holding(packing_, first_sample_, sample_count()); }
+
+    // `count` lines from `first` on, `pitch` bytes apart. The host's rows are stored in ascending
+    // memory, which the processor sees coming: the file has them from the top, mostly.
+    void unpack(std::uint64_t first, std::uint64_t count, const std::uint8_t* lines,
+                std::uint64_t pitch) {
+        const bool downward = (info_.orientation & (lines_are_columns | from_the_bottom)) == 0;
+        for (std::uint64_t k = 0; k < count; ++k) {
+            const std::uint64_t i = downward ? count - 1 - k : k;
+            unpack_line(static_cast<std::int64_t>(first + i), lines + i * pitch);
+        }
+    }
+
+  private:
+    std::size_t sample_count() const { return pixels_ * static_cast<std::size_t>(info_.channels); }
+
+    void unpack_line(std::int64_t line, const std::uint8_t* bytes) {
+        if (layout_ != Layout::none) {
+            const Place place = store_.place_of(line);
+            pixels::kernels().unpack_film(layout_, pixels::FilmCodes::scaled, bytes, pixels_,
+                                          target_.colour.pixel(place.x, place.y),
+                                          target_.matte.pixel(place.x, place.y));
+            return;
+        }
+        unpack_codes(packing_, info_.big_endian == 1, bytes, first_sample_, sample_count(),
+                     samples_.data());
+        scale_codes(info_.bit_size, samples_.data(), sample_count());
+        store_.store(line, samples_.data(), pixels_);
+    }
+
+    const trellis_film_info& info_;
+    const Target& target_;
+    SampleStore store_;
+    SamplePacking packing_;
+    Layout layout_;
+    std::uint64_t first_sample_;
+    std::size_t pixels_;
+    Block<std::uint16_t> samples_;
+};
 
 Error load_region(InputFile& file, const trellis_film_info& info, const Region& region,
                   const Target& target) {
-    const auto channels = static_cast<std::uint64_t>(info.channels);
-    const SamplePacking packing = packing_of(info);
-    const std::uint64_t first_sample = region.pixels.first * channels;
-    const std::uint64_t sample_count = region.pixels.count * channels;
-    const ByteRange part = bytes_holding(packing, first_sample, sample_count);
+    LineUnpacker unpacker(info, region.pixels, target);
+    const ByteRange part = unpacker.bytes();
 
     // What of the region is in the file, so that no header can ask for memory for the rest. The
     // last line of a file may lack what is beyond its samples.
@@ -203,33 +271,15 @@ Error load_region(InputFile& file, const trellis_film_info& info, const Region& 
         whole ? std::clamp<std::uint64_t>(batch_bytes / pitch, 1, std::max<std::uint64_t>(lines, 1))
               : 1;
     Block<std::uint8_t> batch;
-    Block<std::uint16_t> samples;
     TRELLIS_TRY(batch.allocate(batch_lines * pitch));
-    TRELLIS_TRY(samples.allocate(sample_count));
-    const SampleStore store(info, target);
-    const Layout layout = row_layout(info, target);
+    TRELLIS_TRY(unpacker.allocate());
     for (std::uint64_t line = 0; line < lines; line += batch_lines) {
         const std::uint64_t count = std::min(batch_lines, lines - line);
         TRELLIS_TRY(
             file.seek(info.image_offset + (region.lines.first + line) * line_size + part.begin));
         TRELLIS_TRY(
             file.read(batch.data(), static_cast<std::size_t>((count - 1) * pitch + part_size)));
-        for (std::uint64_t i = 0; i < count; ++i) {
-            if (layout != Layout::none) {
-                const Place place = store.place_of(static_cast<std::int64_t>(line + i));
-                std::uint16_t* colour = target.colour.pixel(place.x, place.y);
-                unpack_pixels(layout, batch.data() + i * pitch,
-                              static_cast<std::size_t>(region.pixels.count), colour,
-                              target.matte.pixel(place.x, place.y));
-                scale_codes(info.bit_size, colour, static_cast<std::size_t>(sample_count));
-                continue;
-            }
-            unpack_codes(packing, info.big_endian == 1, batch.data() + i * pitch, first_sample,
-                         static_cast<std::size_t>(sample_count), samples.data());
-            scale_codes(info.bit_size, samples.data(), static_cast<std::size_t>(sample_count));
-            store.store(static_cast<std::int64_t>(line + i), samples.data(),
-                        static_cast<std::size_t>(region.pixels.count));
-        }
+        unpacker.unpack(line, count, batch.data(), pitch);
     }
     return lines < region.lines.count ? Error::read : Error::none;
 }
