@@ -161,15 +161,16 @@ Error OutputFile::create(const char* name) {
 
 Error OutputFile::write_through(const void* source, std::size_t size) {
     const auto* bytes = static_cast<const char*>(source);
-    while (size > 0) {
+    while (size > 0 && !failed_) {
         const ssize_t written = uninterrupted([&] { return ::write(file_, bytes, size); });
         if (written <= 0) {
-            return Error::write;
+            failed_ = true;
+            break;
         }
         bytes += written;
         size -= static_cast<std::size_t>(written);
     }
-    return Error::none;
+    return failed_ ? Error::write : Error::none;
 }
 
 Error OutputFile::flush() {

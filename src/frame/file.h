@@ -125,6 +125,7 @@ class OutputFile {
     std::uint64_t position_ = 0;  // of the next byte that the caller gives
     Block<std::uint8_t> buffer_;
     std::size_t used_ = 0;
+    bool failed_ = false;  // a write has, so every later one and the flush at the end do
 };
 
 }  // namespace trellis

@@ -1,4 +1,4 @@
-// Error messages, settings, byte-order helpers, file helpers and the last-header buffer.
+// Error messages, settings, byte-order helpers, files, file helpers and the last-header buffer.
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -11,6 +11,7 @@
 
 #include "trellis/trellis.h"
 
+#include "frame/file.h"
 #include "support/support.h"
 
 namespace {
@@ -285,6 +286,14 @@ TEST(FileHelpers, DeleteIfWriteable) {
     chmod(path.c_str(), 0020);
     EXPECT_EQ(message(), "Save failed deleted " + path + "\n");
     EXPECT_EQ(message(), "Stat on file " + path + " failed\n");
+}
+
+TEST(OutputFile, RemembersAFailedWrite) {
+    using trellis::Error;
+    trellis::OutputFile file;
+    ASSERT_EQ(file.create("/dev/full"), Error::none);
+    EXPECT_EQ(file.write_zeros(1 << 20), Error::write);
+    EXPECT_EQ(file.flush(), Error::write);
 }
 
 TEST(Descriptor, FilledFieldByField) {
