@@ -406,7 +406,8 @@ std::size_t unpack_eights(const std::uint8_t* bytes, std::size_t count, std::uin
             }
         }
         if (colour != nullptr) {
-            vst3q_u16(colour + 3 * x, {{samples[0], samples[1], samples[2]}});
+            const uint16x8x3_t colours = {{samples[0], samples[1], samples[2]}};
+            vst3q_u16(colour + 3 * x, colours);
         }
         if (matte != nullptr) {
             vst1q_u16(matte + x, samples[3]);
