@@ -25,9 +25,9 @@ struct LoadRequest {
 /// What a save is given: the host's buffers (null where there is none), the rectangle of them to
 /// save, and what to make of it.
 struct SaveRequest {
-    void* colour;
+    const void* colour;
     int colour_pitch;
-    void* matte;
+    const void* matte;
     int matte_pitch;
     Rectangle rectangle;
     trellis_kind kind;

@@ -2,7 +2,7 @@
 
 #include "frame/descriptor.h"
 
-#include <algorithm>
+#include <cstring>
 
 #include "trellis/film.h"
 #include "trellis/pic_format.h"
@@ -119,7 +119,7 @@ Error save_smpte(const char* name, const dpx::Source& source, StorageFields fiel
     OutputFile file;
     TRELLIS_TRY(file.create(name));
     dpx::cineon_buffer buffer = cineon_start(name);
-    std::ranges::fill(buffer.rest, std::uint8_t{0});
+    std::memset(buffer.rest, 0, sizeof buffer.rest);
     dpx::set_cineon_save_fields(buffer.header, name, date, source);
     TRELLIS_TRY(publish_last_header(TRELLIS_TYPE_CINEON, bytes_of(buffer), {}));
     ask_for_table();

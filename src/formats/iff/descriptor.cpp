@@ -25,8 +25,8 @@ Error load(const char* name, const LoadRequest& request) {
 }
 
 Error save(const char* name, const SaveRequest& request) {
-    return iff::write_maya_pic(name, Colour8(request.colour, request.colour_pitch),
-                               Matte8(request.matte, request.matte_pitch), request.rectangle,
+    return iff::write_maya_pic(name, ColourSource8(request.colour, request.colour_pitch),
+                               MatteSource8(request.matte, request.matte_pitch), request.rectangle,
                                request.compress);
 }
 

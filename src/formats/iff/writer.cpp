@@ -61,8 +61,8 @@ static_assert(sizeof(tile_head) == 60);
 
 // The picture to save, in the lower left of the host's buffers.
 struct Picture {
-    Colour8 colour;
-    Matte8 matte;
+    ColourSource8 colour;
+    MatteSource8 matte;
     std::int64_t width;
     std::int64_t height;
 
@@ -239,8 +239,8 @@ Error write_picture(OutputFile& file, const Picture& picture, int compress) {
 
 }  // namespace
 
-Error write_maya_pic(const char* name, Colour8 colour, Matte8 matte, const Rectangle& rectangle,
-                     int compress) {
+Error write_maya_pic(const char* name, ColourSource8 colour, MatteSource8 matte,
+                     const Rectangle& rectangle, int compress) {
     const Picture picture{colour, matte, rectangle.width(), rectangle.height()};
     if (rectangle.empty() || picture.width > largest_side || picture.height > largest_side) {
         return Error::window;

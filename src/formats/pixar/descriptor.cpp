@@ -24,8 +24,8 @@ Error load(const char* name, const LoadRequest& request) {
 
 Error save(const char* name, const SaveRequest& request) {
     return pixar::save_pixar(
-        name, Colour8(request.colour, request.colour_pitch),
-        Matte8(request.matte, request.matte_pitch), request.rectangle, request.compress != 0,
+        name, ColourSource8(request.colour, request.colour_pitch),
+        MatteSource8(request.matte, request.matte_pitch), request.rectangle, request.compress != 0,
         request.kind == TRELLIS_KIND_IMAGE ? pixar::image_format : pixar::cutout_format);
 }
 

@@ -79,7 +79,7 @@ Error write_row(OutputFile& file, RowEncoder& encoder, const pixar_header& heade
 
 // The picture's only tile, from its top row, which is the rectangle's highest buffer row.
 Error write_rows(OutputFile& file, const pixar_header& header, const Rectangle& rectangle,
-                 const Colour8& colour, const Matte8& matte) {
+                 const ColourSource8& colour, const MatteSource8& matte) {
     Block<Pixel> space;
     TRELLIS_TRY(space.allocate(static_cast<std::uint64_t>(rectangle.width())));
     RowEncoder encoder(file, channel_count(header.format));
@@ -98,7 +98,7 @@ Error write_rows(OutputFile& file, const pixar_header& header, const Rectangle& 
 }
 
 Error write_picture(OutputFile& file, const pixar_header& header, const Rectangle& rectangle,
-                    const Colour8& colour, const Matte8& matte) {
+                    const ColourSource8& colour, const MatteSource8& matte) {
     TRELLIS_TRY(file.write_record(header));
     // The table goes out empty first, so that a save which fails half-way leaves an absent tile.
     const std::uint64_t table_position = file.position();
@@ -121,8 +121,8 @@ Error write_picture(OutputFile& file, const pixar_header& header, const Rectangl
 
 }  // namespace
 
-Error save_pixar(const char* name, Colour8 colour, Matte8 matte, const Rectangle& rectangle,
-                 bool compress, std::uint16_t format) {
+Error save_pixar(const char* name, ColourSource8 colour, MatteSource8 matte,
+                 const Rectangle& rectangle, bool compress, std::uint16_t format) {
     if (rectangle.empty() || rectangle.width() > largest_side ||
         rectangle.height() > largest_side) {
         return Error::window;

@@ -13,7 +13,7 @@ namespace trellis::pixar {
 /// `compress` is set, else dumped. The channels of a view without a buffer are saved as 0. An empty
 /// rectangle, or one that is too large for the header's 16-bit fields, is Error::window and
 /// makes no file.
-Error save_pixar(const char* name, Colour8 colour, Matte8 matte, const Rectangle& rectangle,
-                 bool compress, std::uint16_t format);
+Error save_pixar(const char* name, ColourSource8 colour, MatteSource8 matte,
+                 const Rectangle& rectangle, bool compress, std::uint16_t format);
 
 }  // namespace trellis::pixar
