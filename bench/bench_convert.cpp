@@ -107,6 +107,19 @@ const Conversion conversions[] = {
          static const std::vector<std::uint8_t> neutral(bench::pixels * 4, 101);
          rgb_to_mask_convert_trellis(0, neutral.data(), to.bytes.data(), n);
      }},
+    {"grey-8-mixed", 4, 1,
+     [](Memory&, Memory& to) {
+         // A white page with a coloured pixel here and there.
+         static const std::vector<std::uint8_t> page = [] {
+             std::vector<std::uint8_t> pixels(bench::pixels * 4, 255);
+             for (std::size_t at = 0; at < pixels.size(); at += std::size_t{4} * 37) {
+                 pixels[at + 1] = 10;
+                 pixels[at + 2] = 200;
+             }
+             return pixels;
+         }();
+         rgb_to_mask_convert_trellis(0, page.data(), to.bytes.data(), n);
+     }},
     {"grey-16", 6, 2,
      [](Memory& from, Memory& to) {
          rgb_to_mask_convert_trellis(1, from.words.data(), to.words.data(), n);

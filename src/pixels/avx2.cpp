@@ -290,8 +290,18 @@ TRELLIS_AVX2 __m256i neutral(const std::uint8_t* colour) {
     return _mm256_srai_epi32(_mm256_cmpeq_epi16(pixels, _mm256_slli_epi32(pixels, 8)), 16);
 }
 
-TRELLIS_AVX2 __m256i red(const std::uint8_t* colour) {
-    return _mm256_srli_epi32(load(colour), 24);
+/// The same for 32 pixels, in a byte each.
+TRELLIS_AVX2 __m256i neutrals(const std::uint8_t* colour) {
+    return in_order(
+        _mm256_packs_epi16(_mm256_packs_epi32(neutral(colour), neutral(colour + 32)),
+                           _mm256_packs_epi32(neutral(colour + 64), neutral(colour + 96))));
+}
+
+TRELLIS_AVX2 __m256i reds(const std::uint8_t* colour) {
+    const auto red = [colour](std::size_t at)
+                         TRELLIS_AVX2 { return _mm256_srli_epi32(load(colour + at), 24); };
+    return in_order(_mm256_packus_epi16(_mm256_packus_epi32(red(0), red(32)),
+                                        _mm256_packus_epi32(red(64), red(96))));
 }
 
 /// −1 for each of 32 greys whose neutral colour falls short of them.
@@ -305,21 +315,6 @@ TRELLIS_AVX2 __m256i falls_short(__m256i greys) {
         _mm256_shuffle_epi8(pattern(1, 2, 4, 8, 16, 32, 64, -128, 0, 0, 0, 0, 0, 0, 0, 0),
                             _mm256_and_si256(greys, _mm256_set1_epi8(7)));
     return _mm256_cmpeq_epi8(_mm256_and_si256(bits, bit), bit);
-}
-
-/// The greys of 32 pixels, if they are all neutral.
-TRELLIS_AVX2 bool store_neutrals(const std::uint8_t* colour, std::uint8_t* mask) {
-    const __m256i all =
-        _mm256_and_si256(_mm256_and_si256(neutral(colour), neutral(colour + 32)),
-                         _mm256_and_si256(neutral(colour + 64), neutral(colour + 96)));
-    if (_mm256_movemask_epi8(all) != -1) {
-        return false;
-    }
-    const __m256i greys =
-        in_order(_mm256_packus_epi16(_mm256_packus_epi32(red(colour), red(colour + 32)),
-                                     _mm256_packus_epi32(red(colour + 64), red(colour + 96))));
-    store(mask, _mm256_add_epi8(greys, falls_short(greys)));
-    return true;
 }
 
 struct Quotients {
@@ -341,13 +336,15 @@ TRELLIS_AVX2 __m256i whole(const Quotients& q) {
 }
 
 // Stores quotients, and lists the pixels that the rule itself must look at: a branch for each would
-// keep the processor guessing. Grey pictures go another way, entered after 32 whole pixels.
+// keep the processor guessing. Where there are more of them than chance has, neutral pixels are
+// looked up, and a block that still has many goes to the plain loop.
 TRELLIS_AVX2 void colour_to_mask(const std::uint8_t* colour, std::uint8_t* mask,
                                  std::size_t count) {
     constexpr std::size_t step = 32;
     constexpr std::size_t steps = 64;
     constexpr unsigned int all = 0xFFFFFFFF;
-    bool neutral_before = false;
+    constexpr int few = 4;
+    bool expect_neutrals = false;
     std::size_t x = 0;
     while (x + step <= count) {
         struct {
@@ -357,17 +354,31 @@ TRELLIS_AVX2 void colour_to_mask(const std::uint8_t* colour, std::uint8_t* mask,
         std::size_t listed = 0;
         for (const std::size_t end = std::min(x + step * steps, count - step + 1); x < end;
              x += step) {
-            if (neutral_before && store_neutrals(colour + 4 * x, mask + x)) {
+            const std::uint8_t* from = colour + 4 * x;
+            const __m256i is_neutral = expect_neutrals ? neutrals(from) : _mm256_setzero_si256();
+            const auto neutral_bits = static_cast<unsigned int>(_mm256_movemask_epi8(is_neutral));
+            if (neutral_bits == all) {
+                const __m256i greys = reds(from);
+                store(mask + x, _mm256_add_epi8(greys, falls_short(greys)));
                 continue;
             }
-            const Quotients first = quotients(colour + 4 * x);
-            const Quotients next = quotients(colour + 4 * x + 64);
-            store(mask + x, in_order(_mm256_packus_epi16(first.greys, next.greys)));
+            const Quotients first = quotients(from);
+            const Quotients next = quotients(from + 64);
+            __m256i greys = in_order(_mm256_packus_epi16(first.greys, next.greys));
+            if (expect_neutrals) {
+                greys = _mm256_add_epi8(greys, _mm256_and_si256(is_neutral, falls_short(greys)));
+            }
+            store(mask + x, greys);
             const __m256i multiples = in_order(_mm256_packs_epi16(whole(first), whole(next)));
-            const auto bits = static_cast<unsigned int>(_mm256_movemask_epi8(multiples));
+            const auto whole_bits = static_cast<unsigned int>(_mm256_movemask_epi8(multiples));
+            expect_neutrals = std::popcount(whole_bits) > few;
+            const unsigned int bits = whole_bits & ~neutral_bits;
+            if (std::popcount(bits) > 2 * few) {
+                plain::colour_to_mask(from, mask + x, step);
+                continue;
+            }
             list[listed] = {x, bits};
             listed += bits != 0 ? 1 : 0;
-            neutral_before = bits == all;
         }
         for (std::size_t i = 0; i < listed; ++i) {
             const std::size_t at = list[i].at;
@@ -1100,7 +1111,7 @@ TRELLIS_AVX2 void copy_in_steps(std::uint8_t* to, std::size_t count, const std::
 TRELLIS_AVX2 Decoded decode_packets(const std::uint8_t* packets, std::size_t size,
                                     std::uint8_t* bytes, std::size_t room) {
     constexpr std::uint8_t run_flag = 128;
-    constexpr std::uint8_t long_run = run_flag + sizeof(__m256i);
+    constexpr std::uint8_t long_run = run_flag + 11;
     constexpr std::ptrdiff_t most_read = 1 + 128 + 2;
     constexpr std::ptrdiff_t most_written = 128 + 128;
     const std::uint8_t* from = packets;

@@ -29,6 +29,7 @@ class Rows {
     template <class Sample = u8>
     Sample* row(std::size_t samples, unsigned int range = 0xFFFF) {
         Bytes& block = blocks_.emplace_back((offset_ + samples) * sizeof(Sample));
+        block.reserve(1);  // so that a row of none has a place, too
         auto* start = reinterpret_cast<Sample*>(block.data()) + offset_;
         for (std::size_t i = 0; i < samples; ++i) { start[i] = static_cast<Sample>(noise_.next() >> 8 & range); }
         return start;
@@ -61,6 +62,21 @@ void extract_colours(Rows& r) {
     shapes.extract_colours(r.row<Sample>(4 * r.n), r.row<Sample>((sizeof(Sample) == 1 ? 4 : 3) * r.n), r.n);
     auto* in_place = r.row<Sample>(4 * r.n);
     shapes.extract_colours(in_place, in_place, r.n);
+}
+
+/// Colours by chance, neutral ones with few others among them and none, and whole greys.
+void colour_to_mask(Rows& r) {
+    for (const int coloured : {256, 128, 8, 0, -1}) {
+        u8* colour = r.row(4 * r.n);
+        for (std::size_t i = 0; i < 4 * r.n; ++i) {
+            if (coloured < 0) {
+                colour[i] = static_cast<u8>(colour[i] % 3 * 100);
+            } else if (colour[i / 4 * 4] >= coloured) {
+                colour[i] = colour[i / 4 * 4];
+            }
+        }
+        r.k.bytes.colour_to_mask(colour, r.row(r.n), r.n);
+    }
 }
 
 /// Calls `body` with each choice of two buffers, of which either may be missing.
@@ -161,7 +177,7 @@ const struct {
     {"extract_matte, 16 bits", [](Rows& r) { r.k.words.extract_matte(r.row<u16>(4 * r.n), r.row<u16>(r.n), r.n); }},
     {"insert_matte", [](Rows& r) { r.k.bytes.insert_matte(r.row(r.n), r.row(4 * r.n), r.n); }},
     {"insert_matte, 16 bits", [](Rows& r) { r.k.words.insert_matte(r.row<u16>(r.n), r.row<u16>(4 * r.n), r.n); }},
-    {"colour_to_mask", [](Rows& r) { r.k.bytes.colour_to_mask(r.row(4 * r.n), r.row(r.n), r.n); }},
+    {"colour_to_mask", colour_to_mask},
     {"colour_to_mask, 16 bits", [](Rows& r) { r.k.words.colour_to_mask(r.row<u16>(3 * r.n), r.row<u16>(r.n), r.n); }},
     {"mask_to_colour", [](Rows& r) { r.k.bytes.mask_to_colour(r.row(r.n), r.row(4 * r.n), r.n); }},
     {"mask_to_colour, 16 bits", [](Rows& r) { r.k.words.mask_to_colour(r.row<u16>(r.n), r.row<u16>(3 * r.n), r.n); }},

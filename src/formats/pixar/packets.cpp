@@ -167,13 +167,13 @@ Error RowDecoder::decode_packet(std::span<Pixel> row, std::size_t& covered) {
 
 namespace {
 
-// Dumps and runs are short: so many pixels are stored at once, however many are meant, where the
-// row has room for them and the window bytes.
+// Dumps and runs are short: so many pixels are stored at once, however many are meant: the row
+// has a margin for them, and the window must have one.
 constexpr std::size_t short_dump = 16;
 constexpr std::size_t short_run = 8;
 constexpr std::size_t few_runs = 2;
-constexpr std::size_t row_margin = few_runs * short_run;
-static_assert(row_margin >= short_dump);
+static_assert(RowDecoder::row_margin >= short_dump);
+static_assert(RowDecoder::row_margin >= short_run);
 constexpr std::size_t window_margin = short_dump * sizeof(Pixel);
 
 // With less of the file than this in the buffer, more is read.
@@ -219,7 +219,8 @@ Pixel* store_runs(const std::uint8_t* bytes, std::size_t runs, Pixel* to, const 
         lengths[i] = (bytes[(1 + channels) * i] + std::size_t{1}) & present;
         longest |= bytes[(1 + channels) * i] & present;
     }
-    if (runs <= few_runs && longest < short_run) {
+    const auto room = static_cast<std::size_t>(to_end - to);
+    if (runs <= few_runs && longest < short_run && lengths[0] + lengths[1] <= room) {
         for (std::size_t i = 0; i < few_runs; ++i) {
             pixels::fill(to, short_run, pixel_of<channels>(bytes + (1 + channels) * i + 1));
             to += lengths[i];
@@ -253,30 +254,34 @@ std::size_t RowDecoder::decode_usual_packets(std::span<Pixel> row) {
     const std::uint8_t* const end = from + std::max<std::int64_t>(0, usable);
     Pixel* to = row.data();
     Pixel* const to_end = to + row.size();
-    while (to_end - to >= std::ptrdiff_t{row_margin} &&
-           end - from > std::ptrdiff_t{PacketHeader::size}) {
+    while (to < to_end && end - from > std::ptrdiff_t{PacketHeader::size}) {
         const PacketHeader packet = PacketHeader::at(from);
         const std::uint8_t* body = from + PacketHeader::size;
-        const bool is_run = packet.type == PacketType::run;
-        const std::size_t size = packet.count * (is_run ? 1 + channels : channels);
-        if (size > static_cast<std::size_t>(end - body)) {
-            break;
-        }
-        if (is_run) {
-            Pixel* const run_end = store_runs<channels>(body, packet.count, to, to_end);
-            if (run_end == nullptr) {
-                break;
-            }
-            to = run_end;
-        } else {
-            if (packet.type != PacketType::dump ||
+        // Dumps and runs mostly take turns, so that a branch for each is foreseen, and where the
+        // next packet begins is known early.
+        if (packet.type == PacketType::dump) {
+            const std::size_t size = channels * packet.count;
+            if (size > static_cast<std::size_t>(end - body) ||
                 packet.count > static_cast<std::size_t>(to_end - to)) {
                 break;
             }
             copy_dump<channels>(body, packet.count, to);
             to += packet.count;
+            from = body + size;
+        } else if (packet.type == PacketType::run) {
+            const std::size_t size = (1 + channels) * packet.count;
+            if (size > static_cast<std::size_t>(end - body)) {
+                break;
+            }
+            Pixel* const run_end = store_runs<channels>(body, packet.count, to, to_end);
+            if (run_end == nullptr) {
+                break;
+            }
+            to = run_end;
+            from = body + size;
+        } else {
+            break;
         }
-        from = body + size;
     }
     const auto size = static_cast<std::size_t>(from - window.data());
     file_.consume(size);

@@ -87,11 +87,15 @@ class RowDecoder {
   public:
     RowDecoder(InputFile& file, const pixar_header& header);
 
+    /// Behind the row that it is given, so many pixels of memory are overwritten: dumps and runs
+    /// are short, and are stored in whole steps.
+    static constexpr std::size_t row_margin = 16;
+
     void start_tile() { block_used_ = 0; }
 
-    /// Decodes the next row. `space` holds one row, as wide as the tile; `row` is set to where the
-    /// pixels are, which is there, or in the file's buffer when they are stored as they are
-    /// needed.
+    /// Decodes the next row. `space` is a row as wide as the tile, in front of the margin; `row` is
+    /// set to where the pixels are, which is there, or in the file's buffer when they are stored as
+    /// they are needed.
     Error decode(std::span<Pixel> space, const Pixel*& row);
 
     /// Moves past the next row. Packets must be decoded into `space` to be passed.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <span>
 
 #include "trellis/settings.h"
 
@@ -39,8 +40,10 @@ bool overlap(const Rectangle& a, const Rectangle& b) {
 
 Error load_tile(RowDecoder& decoder, const Rectangle& tile, const Rectangle& wanted,
                 const Colour8& colour, const Matte8& matte) {
-    Block<Pixel> space;
-    TRELLIS_TRY(space.allocate(static_cast<std::uint64_t>(tile.width())));
+    Block<Pixel> memory;
+    const auto width = static_cast<std::size_t>(tile.width());
+    TRELLIS_TRY(memory.allocate(width + RowDecoder::row_margin));
+    const std::span<Pixel> space = memory.span().first(width);
     const std::int64_t first = std::max(wanted.x0, tile.x0);
     const std::int64_t last = std::min(wanted.x1, tile.x1);
     const auto count = static_cast<std::size_t>(std::max<std::int64_t>(0, last - first + 1));
@@ -51,7 +54,7 @@ Error load_tile(RowDecoder& decoder, const Rectangle& tile, const Rectangle& wan
                                              static_cast<float>(tile.y1 + 1));
         const bool visible = y >= wanted.y0 && y <= wanted.y1;
         const Pixel* row = nullptr;
-        Error error = visible ? decoder.decode(space.span(), row) : decoder.skip(space.span());
+        Error error = visible ? decoder.decode(space, row) : decoder.skip(space);
         if (failed(error)) {
             return error;
         }
