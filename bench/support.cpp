@@ -17,8 +17,8 @@ namespace {
 constexpr std::size_t piece_size = 64 * 1024;
 
 struct Directory {
-    Directory() {
-        std::string pattern = std::filesystem::temp_directory_path() / "trellis-bench-XXXXXX";
+    explicit Directory(const std::filesystem::path& parent) {
+        std::string pattern = parent / "trellis-bench-XXXXXX";
         if (mkdtemp(pattern.data()) == nullptr) {
             std::abort();
         }
@@ -28,9 +28,10 @@ struct Directory {
     std::string name;
 };
 
-// Output memory that stays mapped from one repetition to the next, like a host's frame buffer.
+// Output memory that stays mapped from one repetition to the next, like a host's frame buffer. Each
+// thread has its own.
 std::vector<std::uint8_t>& output_bytes(std::size_t size) {
-    static std::vector<std::uint8_t> bytes;
+    static thread_local std::vector<std::uint8_t> bytes;
     if (bytes.size() < size) {
         bytes.resize(size);
     }
@@ -83,7 +84,12 @@ std::vector<Sample> samples(Content content, int channels, int highest) {
 }  // namespace
 
 std::string path(const std::string& name) {
-    static const Directory directory;
+    static const Directory directory(std::filesystem::temp_directory_path());
+    return directory.name + "/" + name;
+}
+
+std::string memory_path(const std::string& name) {
+    static const Directory directory("/dev/shm");
     return directory.name + "/" + name;
 }
 
@@ -116,7 +122,7 @@ std::vector<Bar>& bars() {
 }
 
 void read_floor(const std::string& name, std::size_t output) {
-    static std::vector<char> piece(piece_size);
+    static thread_local std::vector<char> piece(piece_size);
     std::vector<std::uint8_t>& bytes = output_bytes(output);
     std::FILE* file = std::fopen(name.c_str(), "r");
     std::setvbuf(file, nullptr, _IONBF, 0);
@@ -135,13 +141,13 @@ void read_floor(const std::string& name, std::size_t output) {
     }
 }
 
-void time_write_floor(benchmark::State& state, const std::string& saved) {
+void time_write_floor(benchmark::State& state, const std::string& saved, const std::string& name) {
     std::vector<char> bytes(file_size(saved));
     std::FILE* source = std::fopen(saved.c_str(), "r");
     bytes.resize(std::fread(bytes.data(), 1, bytes.size(), source));
     std::fclose(source);
-    time_saves(state, path("floor.raw"), [&bytes](const char* name) {
-        std::FILE* file = std::fopen(name, "w");
+    time_saves(state, name, [&bytes](const char* to) {
+        std::FILE* file = std::fopen(to, "w");
         std::setvbuf(file, nullptr, _IONBF, 0);
         for (std::size_t written = 0; written < bytes.size();) {
             written +=

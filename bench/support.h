@@ -18,8 +18,11 @@ inline constexpr int width = 2048;
 inline constexpr int height = 1556;
 inline constexpr std::size_t pixels = static_cast<std::size_t>(width) * height;
 
-/// A file name in the benchmark's own directory, which is removed when the process ends.
+/// A file name in a directory of the benchmark's own, which is removed when the process ends: in
+/// the directory for temporary files, and in a file system in memory.
+using PathOf = std::string (*)(const std::string& name);
 std::string path(const std::string& name);
+std::string memory_path(const std::string& name);
 
 std::size_t file_size(const std::string& name);
 
@@ -72,7 +75,8 @@ void time_saves(benchmark::State& state, const std::string& name, Save save) {
 }
 
 /// The floor under a save: writes the bytes of a file, which are in memory, in 64 KiB pieces to a
-/// new file.
-void time_write_floor(benchmark::State& state, const std::string& saved);
+/// new file `name`.
+void time_write_floor(benchmark::State& state, const std::string& saved,
+                      const std::string& name = path("floor.raw"));
 
 }  // namespace bench
