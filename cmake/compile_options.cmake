@@ -18,3 +18,10 @@ endif()
 
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_C_EXTENSIONS OFF)
+
+# Files keep to themselves: what has no other user has a short name in a nameless namespace, and the
+# hooks that a host may replace must not be seen by their callers' compiler.
+if(CMAKE_UNITY_BUILD)
+    message(WARNING "CMAKE_UNITY_BUILD is ignored: every file is compiled alone")
+    set(CMAKE_UNITY_BUILD OFF)
+endif()

@@ -24,6 +24,10 @@ peer_packages=(ffmpeg graphicsmagick openimageio-tools parallel)
 plugin_packages=(desktop-file-utils gimp libgdk-pixbuf-2.0-dev libgdk-pixbuf2.0-bin libgimp2.0-dev pkg-config
     shared-mime-info xdg-utils)
 
+# What running the tests of other processors needs beyond that and beside their compilers.
+# shellcheck disable=SC2034
+cross_packages=(diffutils googletest qemu-user)
+
 # What the benchmarks need beyond the build: their framework, and the libraries of other programs
 # that they measure beside ours.
 # shellcheck disable=SC2034

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <deque>
 
@@ -247,6 +248,7 @@ TEST(Kernels, EveryTableDoesWhatThePlainOneDoes) {
             }
         }
     }
+    std::printf("compared:%s\n", compared.c_str());
 #if defined(__x86_64__) || defined(__i386__)
     EXPECT_EQ(compared, __builtin_cpu_supports("avx2") ? " plain avx2" : " plain");
 #elif defined(__aarch64__)
