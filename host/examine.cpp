@@ -182,7 +182,8 @@ void examine_film(Examination& found, const std::string& path) {
 
 void examine_samples(Examination& found, const std::string& path) {
     found.file_size = WholeFile(path).size();
-    const Picture picture = load(path, {.lenient = true});
+    // A failing disk is not a file that is too short.
+    const Picture picture = load(path, {.lenient = !found.description.missing.empty()});
     Hasher hasher;
     Monotone monotone;
     const auto add = [&](const std::uint8_t* samples, std::size_t bytes_of_pixel) {

@@ -1,9 +1,11 @@
 #include "trellis/sequence.hpp"
 
+#include <dirent.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <filesystem>
+#include <memory>
 #include <system_error>
 
 #include "trellis/errors.h"
@@ -168,17 +170,25 @@ std::optional<std::int64_t> Pattern::frame_of(std::string_view file_name, bool a
 }
 
 std::vector<Pattern::NumberedFile> Pattern::files_of_any_width() const {
-    std::error_code error;
-    std::filesystem::directory_iterator entry(directory_.empty() ? "." : directory_, error);
+    const std::string directory = directory_.empty() ? "." : directory_;
+    const std::unique_ptr<DIR, int (*)(DIR*)> list(opendir(directory.c_str()), closedir);
+    const auto fail = [&](int reason) {
+        throw Error(text_, TRELLIS_OPEN_ERROR, std::generic_category().message(reason));
+    };
+    if (list == nullptr) {
+        fail(errno);
+    }
     std::vector<NumberedFile> files;
-    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-        const std::string file_name = entry->path().filename().string();
+    errno = 0;
+    while (const dirent* entry = readdir(list.get())) {
+        const std::string file_name = entry->d_name;
         if (const auto frame = frame_of(file_name, true)) {
             files.push_back({*frame, directory_ + file_name});
         }
+        errno = 0;
     }
-    if (error) {
-        throw Error(text_, TRELLIS_OPEN_ERROR, error.message());
+    if (errno != 0) {
+        fail(errno);
     }
     std::sort(files.begin(), files.end(), [](const NumberedFile& a, const NumberedFile& b) {
         return a.frame != b.frame ? a.frame < b.frame : a.path < b.path;
