@@ -23,6 +23,10 @@ if(TRELLIS_BUILD_HOST)
 endif()
 if(TRELLIS_BUILD_TOOL)
     install(TARGETS trellis-tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+    install(FILES packaging/desktop/trellis.xml
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/mime/packages COMPONENT tools)
+    install(FILES packaging/desktop/trellis.thumbnailer
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/thumbnailers COMPONENT tools)
 endif()
 
 # The package files find their prefix from their own place, so an installed tree can be moved.
