@@ -16,4 +16,9 @@ namespace trellis::host {
 void write_fields(const std::string& path, const std::string& name,
                   std::span<const FieldEdit> edits);
 
+/// The same for fields that a person chose: throws Error too, with the file then spoilt, when they
+/// are not in the header or when the pixels would then be read otherwise.
+void edit_fields(const std::string& path, const std::string& name,
+                 std::span<const FieldEdit> edits);
+
 }  // namespace trellis::host

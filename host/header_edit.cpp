@@ -238,21 +238,27 @@ void write_fields(const std::string& path, const std::string& name,
     write_pieces(Descriptor(path, name, O_WRONLY, TRELLIS_OPEN_ERROR).number(), name, pieces);
 }
 
-void edit_header(const std::string& path, std::span<const FieldEdit> edits) {
-    const std::vector<Piece> pieces = pieces_of(path, path, edits);
+void edit_fields(const std::string& path, const std::string& name,
+                 std::span<const FieldEdit> edits) {
+    const std::vector<Piece> pieces = pieces_of(path, name, edits);
     const trellis_film_info before = film_info(path);
     for (const auto& [offset, bytes] : pieces) {
         if (offset + bytes.size() > before.image_offset) {
-            throw Error(path, TRELLIS_NOT_IN_FORMAT_ERROR, "the header ends before that field");
+            throw Error(name, TRELLIS_NOT_IN_FORMAT_ERROR, "the header ends before that field");
         }
     }
+    write_pieces(Descriptor(path, name, O_WRONLY, TRELLIS_OPEN_ERROR).number(), name, pieces);
+    if (!same_pixels(before, film_info(path))) {
+        throw Error(name, TRELLIS_NOT_IN_FORMAT_ERROR, "the pixels would then be read otherwise");
+    }
+}
+
+void edit_header(const std::string& path, std::span<const FieldEdit> edits) {
+    pieces_of(path, path, edits);  // what is wrong with them shows before anything is copied
     SafeFile copy(path, true);
     copy_bytes(Descriptor(path, path, O_RDONLY, TRELLIS_OPEN_ERROR).number(), path,
                copy.descriptor(), path);
-    write_pieces(copy.descriptor(), path, pieces);
-    if (!same_pixels(before, film_info(copy.path()))) {
-        throw Error(path, TRELLIS_NOT_IN_FORMAT_ERROR, "the pixels would then be read otherwise");
-    }
+    edit_fields(copy.path(), path, edits);
     copy.keep();
 }
 

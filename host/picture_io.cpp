@@ -124,15 +124,15 @@ Picture widened(const Picture& picture) {
 }
 
 int save_film(const pic_format& format, const char* name, const Picture& picture, bool with_matte,
-              const Picture::FilmHeader& header) {
+              const Picture::FilmHeader& header, int bits) {
     if (!picture.has_words()) {
-        return save_film(format, name, widened(picture), with_matte, header);
+        return save_film(format, name, widened(picture), with_matte, header, bits);
     }
     const bool keep = header.type == format.type && !header.bytes.empty();
     const trellis_film_save options = {
         .size = sizeof options,
         .format = static_cast<int>(format.type),
-        .bits = 10,
+        .bits = bits,
         .scaled = picture.depth() == 16 ? 1 : 0,
         // Without bytes, a new header.
         .header = keep ? static_cast<const void*>(header.bytes.data()) : "",
@@ -166,7 +166,8 @@ int save_picture(const pic_format& format, const char* name, const Picture& pict
         return save_picture(format, name, grey, options);
     }
     if (film) {
-        return save_film(format, name, picture, mattes, picture.film_header());
+        return save_film(format, name, picture, mattes, picture.film_header(),
+                         options.bits.value_or(10));
     }
     const bool png = format.type == png_type || format.type == deep_png_type;
     const int compress = png ? options.png_level : options.compress ? 1 : 0;
@@ -309,10 +310,17 @@ void save_beside(const Picture& picture, const pic_format& format, const char* f
     if (picture.depth() == 10 && !is_film(format.type)) {
         throw Error(target, TRELLIS_NOT_IN_FORMAT_ERROR, "only film formats hold film codes");
     }
+    if (options.bits && !is_film(format.type) && native_depth(format) != *options.bits) {
+        throw Error(target, TRELLIS_NOT_IN_FORMAT_ERROR,
+                    "no samples of " + std::to_string(*options.bits) + " bits");
+    }
     call_library(target, [&] { return save_picture(format, file, picture, options); });
     const Picture::FilmHeader& header = picture.film_header();
     if (is_film(format.type) && header.type != format.type) {
         write_fields(file, target, header.for_other_format);
+    }
+    if (!options.fields.empty()) {
+        edit_fields(file, target, options.fields);
     }
     replace_stored_path(file, format, target);
 }
@@ -386,7 +394,7 @@ Picture load_catalogue(const std::string& path) {
 }
 
 void save(const Picture& picture, const std::string& path, const SaveOptions& options) {
-    const pic_format& format = descriptor_for_name(path, picture.depth());
+    const pic_format& format = descriptor_for_name(path, options.bits.value_or(picture.depth()));
     SafeFile file(path, options.force);
     save_beside(picture, format, file.path(), path, options);
     file.keep();
@@ -395,7 +403,8 @@ void save(const Picture& picture, const std::string& path, const SaveOptions& op
 void save_to_stream(const Picture& picture, int descriptor, const std::string& extension,
                     const SaveOptions& options) try {
     const std::string name = name_of_descriptor(descriptor);
-    const pic_format& format = descriptor_for_name(name + "." + extension, picture.depth());
+    const pic_format& format =
+        descriptor_for_name(name + "." + extension, options.bits.value_or(picture.depth()));
     const UnfinishedFile file(temporary_directory(), "", 0600);
     save_beside(picture, format, file.path(), name, options);
     copy_bytes(file.descriptor(), temporary_directory(), descriptor, name);

@@ -339,6 +339,13 @@ struct SaveOptions {
     int png_level = 0;     // of PNG files: 1 to 9, quick to small; 0 for what suits the picture
     bool force = false;    // replace a file that exists
 
+    /// Of a sample in the file, if not what suits picture and format: 8, 10, 12 or 16 in DPX files,
+    /// 8 or 16 in PNG files. Others have one size, and any that a format does not have is an error.
+    std::optional<int> bits = {};
+
+    /// What fields of a DPX or Cineon header are to hold, over what the picture's header says.
+    std::vector<FieldEdit> fields = {};
+
     /// DPX and Cineon files have no layout for mattes that all programs share, so only colours go
     /// there, a mask as grey. This asks for the layouts that no other program reads.
     bool private_film_layouts = false;
