@@ -174,16 +174,9 @@ void find_contradictions(Examination& found, const std::string& path,
     }
 }
 
-void examine_film(Examination& found, const std::string& path) {
-    const trellis_film_info film = film_info(path);
-    read_stored(found, path, film);
-    find_contradictions(found, path, film);
-}
-
-void examine_samples(Examination& found, const std::string& path) {
+void examine_samples(Examination& found, const std::string& path, bool lenient) {
     found.file_size = WholeFile(path).size();
-    // A failing disk is not a file that is too short.
-    const Picture picture = load(path, {.lenient = !found.description.missing.empty()});
+    const Picture picture = load(path, {.lenient = lenient});
     Hasher hasher;
     Monotone monotone;
     const auto add = [&](const std::uint8_t* samples, std::size_t bytes_of_pixel) {
@@ -201,6 +194,16 @@ void examine_samples(Examination& found, const std::string& path) {
     found.black = shown.word() == std::string_view("\0\0\0\0", 4);
 }
 
+void examine_film(Examination& found, const std::string& path) {
+    const trellis_film_info film = film_info(path);
+    if (film.encoding == 0) {
+        read_stored(found, path, film);
+    } else {
+        examine_samples(found, path, false);  // only decoding shows whether the runs are whole
+    }
+    find_contradictions(found, path, film);
+}
+
 }  // namespace
 
 Examination examine(const std::string& path) {
@@ -213,7 +216,8 @@ Examination examine(const std::string& path) {
     if (format == "DPX" || format == "SMPTE") {
         examine_film(found, path);
     } else {
-        examine_samples(found, path);
+        // A failing disk is not a file that is too short.
+        examine_samples(found, path, !found.description.missing.empty());
     }
     return found;
 }

@@ -8,7 +8,7 @@ build_packages=(cmake g++ libcli11-dev libpng-dev libxxhash-dev ninja-build nloh
 # What the tests need beyond that: the second compiler with its sanitizers and fuzzer, the test
 # framework, and what checks the installed library.
 # shellcheck disable=SC2034
-test_packages=(abigail-tools binutils clang doxygen libclang-rt-14-dev libgtest-dev pkg-config strace)
+test_packages=(abigail-tools binutils clang doxygen libclang-rt-14-dev libgtest-dev pkg-config python3 strace)
 
 # What looks at the code without running it.
 # shellcheck disable=SC2034

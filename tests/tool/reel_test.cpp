@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -99,10 +100,16 @@ TEST_F(Reel, ConvertsPatternsListsAndNamedFiles) {
         {"convert a.%04d.dpx o.pic", 2, "", "trellis: IN is a pattern, OUT has no place for the number of a frame\n"},
         {"convert a.%04d.dpx a.%04d.dpx --force", 2, "",
          "trellis: two pictures meet in a.1001.dpx: targets must differ from each other and from all sources\n"},
+        {"convert a.%04d.dpx here/a.%04d.dpx --force", 2, "",
+         "trellis: two pictures meet in here/a.1001.dpx: targets must differ from each other and from all sources\n"},
+        {"convert a.%04d.dpx l.%d.dpx --frames 1001,1002 --force", 2, "",
+         "trellis: two pictures meet in l.1001.dpx: targets must differ from each other and from all sources\n"},
         {"convert a.%04d.dpx o.%04d.pic --frames 9-1", 2, "",
          "trellis: --frames: not a list such as 1001-1100,1200 or 1-99x2: 9-1\n"},
     };
     std::filesystem::create_directory(dir.path("o"));
+    std::filesystem::create_directory_symlink(".", dir.path("here"));
+    std::filesystem::create_symlink("a.1002.dpx", dir.path("l.1001.dpx"));
     const std::set<std::string> sources = files();
     for (const auto& c : cases) {
         SCOPED_TRACE(c.arguments);
@@ -177,6 +184,22 @@ TEST_F(Reel, FindsPlantedFaults) {
     EXPECT_EQ(again, expected);
 }
 
+TEST_F(Reel, DecodesRunsToCheckThem) {
+    constexpr std::size_t encoding_at = 806;
+    std::string image;
+    for (int line = 0; line < 30; ++line) { image += "14 40 10 08 00 C0 00 00"; }  // 40 times one pixel
+    for (int frame = first; frame < first + 3; ++frame) {
+        patch(name(frame), encoding_at, {0, 1});
+        patch(name(frame), pixels_at, hex(image));
+    }
+    patch(name(1001), pixels_at, hex("14 40 20"));
+    patch(name(1003), pixels_at + 8, hex("14 C0"));  // 41 times
+    EXPECT_EQ(run("check a.%04d.dpx --frames 1001-1003").out,
+              "a.1003.dpx: truncated: Read error in trellis\n");
+    std::filesystem::copy(dir.path(name(1002)), dir.path("a.1009.dpx"));
+    EXPECT_EQ(run("check a.%04d.dpx --frames 1002,1009").out, "a.1009.dpx: frozen: the same picture as a.1002.dpx\n");
+}
+
 TEST_F(Reel, ChecksumsAreOfPixels) {
     dir.file("sums", text(run("checksum a.%04d.dpx").out));
     EXPECT_EQ(run("convert a.%04d.dpx c.%04d.cin").status, 0);
@@ -221,6 +244,54 @@ TEST_F(Reel, KeepsAndChangesHeaders) {
         SCOPED_TRACE(refused);
         EXPECT_EQ(run(std::string("header a.1001.dpx --set ") + refused).status, 1);
         EXPECT_EQ(contents(dir.path(name(first))), edited);
+    }
+}
+
+TEST_F(Reel, CountsTimeCodesOverMidnight) {
+    ASSERT_EQ(run("header a.%04d.dpx --frames 1003,1001,1005 --timecode 23:59:59:23 --fps 25").status, 0);
+    std::istringstream lines(run("header a.%04d.dpx --frames 1001-1005x2 --json").out);  // an object a line
+    for (const char* expected : {"23595921", "23595923", "00000000"}) {
+        std::string line;
+        std::getline(lines, line);
+        EXPECT_EQ(json::parse(line)["sections"]["television"]["time code"], expected);
+    }
+}
+
+TEST_F(Reel, SavesPreviewsOfReels) {
+    ASSERT_EQ(run("preview a.%04d.dpx").status, 0);
+    EXPECT_EQ(run("preview a.%04d.dpx --png p.@.png --frames 1001-1003").status, 0);
+    EXPECT_EQ(run("info p.@.png --frames 1001-1003").status, 0);
+    EXPECT_EQ(json::parse(run("info --json a.%04d.dpx").out).size(), 8U);
+    EXPECT_EQ(run("preview a.%04d.dpx --png p.png").status, 2);
+}
+
+// As few descriptors as one frame needs for each of two threads, and memory that does not grow with the reel.
+TEST_F(Reel, TakesThousandsOfFiles) {
+    const auto peak_kilobytes = [&](const std::string& arguments) {
+        const std::string command = "cd " + dir.path("") + " && ulimit -n 24 && exec " TRELLIS_TOOL " " + arguments +
+                                    " --jobs 2 >/dev/null 2>" + results.path("err");
+        const pid_t child = fork();
+        if (child == 0) {
+            execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+            _exit(127);
+        }
+        int status = 0;
+        rusage usage{};
+        wait4(child, &status, 0, &usage);
+        EXPECT_EQ(status, 0) << arguments << text_of(results.path("err"));
+        return usage.ru_maxrss;
+    };
+    patch(name(first), pixels_at, Bytes(40 * 30 * 4, 0x80));
+    for (int frame = 10'000; frame < 12'000; ++frame) {
+        std::filesystem::create_hard_link(dir.path(name(first)), dir.path(name(frame)));
+    }
+    for (const char* arguments :
+         {"convert a.@.dpx o.@.pic --frames 10000-11999", "checksum a.@.dpx --frames 10000-11999",
+          "header a.@.dpx --frames 10000-11999 --json"}) {
+        [[maybe_unused]] const long peak = peak_kilobytes(arguments);
+#if !TRELLIS_SANITIZED                            // sanitizers keep what is freed
+        EXPECT_LT(peak, 16 * 1024) << arguments;  // their pictures take 18 MiB together
+#endif
     }
 }
 

@@ -258,7 +258,7 @@ void print_finding(const Frame& frame, const Finding& finding, bool json) {
     }
     object["finding"] = finding.what;
     object["text"] = finding.text;
-    print("%s\n", object.dump(-1, ' ', false, Json::error_handler_t::replace).c_str());
+    print_json_line(object);
 }
 
 /// The files of a check: of a pattern every frame on disk, also under a number with too many or too

@@ -2,8 +2,6 @@
 #include <filesystem>
 #include <string>
 #include <system_error>
-#include <unordered_set>
-#include <utility>
 #include <vector>
 
 #include "trellis/errors.h"
@@ -11,6 +9,7 @@
 #include "command_line.h"
 #include "commands.h"
 #include "output.h"
+#include "pairs.h"
 #include "raw_video.h"
 #include "side_files.h"
 
@@ -56,12 +55,6 @@ bool goes_to_film(const Name& out) {
     return code == "DPX" || code == "SMPTE";
 }
 
-/// One picture's way.
-struct Conversion {
-    Name in;
-    Name out;
-};
-
 /// The size that a conversion gives a picture.
 Size size_after(const host::Description& picture, const ConvertOptions& options) {
     if (const auto& region = options.load.region) {
@@ -71,130 +64,60 @@ Size size_after(const host::Description& picture, const ConvertOptions& options)
 }
 
 /// Whether a target is there, newer than its source and whole. A file that cannot be read is not.
-bool is_done(const Conversion& c, const ConvertOptions& options) try {
+bool is_done(const std::string& in, const std::string& out, const ConvertOptions& options) try {
     std::error_code no_file;
-    const auto written = std::filesystem::last_write_time(c.out.path, no_file);
-    if (no_file || written <= std::filesystem::last_write_time(c.in.path)) {
+    const auto written = std::filesystem::last_write_time(out, no_file);
+    if (no_file || written <= std::filesystem::last_write_time(in)) {
         return false;
     }
-    const host::Description out = host::describe(c.out.path);
-    const Size size = size_after(host::describe(c.in.path), options);
-    return out.missing.empty() && out.refusal.empty() && out.width == size.width &&
-           out.height == size.height && out.format == &host::format_for_name(c.out.path, out.depth);
+    const host::Description made = host::describe(out);
+    const Size size = size_after(host::describe(in), options);
+    return made.missing.empty() && made.refusal.empty() && made.width == size.width &&
+           made.height == size.height && made.format == &host::format_for_name(out, made.depth);
 } catch (const host::Error&) {
     return false;
 } catch (const std::filesystem::filesystem_error&) {
     return false;
 }
 
-void convert_picture(const Conversion& c, const ConvertOptions& options) {
-    const bool to_film = goes_to_film(c.out);
+void convert_picture(const Name& in, const Name& out, const ConvertOptions& options) {
+    const bool to_film = goes_to_film(out);
     host::LoadOptions load = options.load;
     load.codes = to_film && !load.depth && options.matte_change == MatteChange::none;
-    host::Picture picture = load_picture(c.in, load);
+    host::Picture picture = load_picture(in, load);
     if (options.matte_change == MatteChange::premultiply) {
         picture.premultiply();
     } else if (options.matte_change == MatteChange::unpremultiply) {
         picture.unpremultiply();
     }
     if (to_film && picture.kind() == TRELLIS_KIND_CUTOUT && !options.save.private_film_layouts) {
-        remark(c.out.path, "without the matte; --kind cutout keeps it, in a layout of libtrellis");
+        remark(out.path, "without the matte; --kind cutout keeps it, in a layout of libtrellis");
     }
     if (options.new_header) {
         picture.set_film_header({});
     }
-    save_picture(picture, c.out, options.save);
-    if (c.in.is_stream() || c.out.is_stream()) {
+    save_picture(picture, out, options.save);
+    if (in.is_stream() || out.is_stream()) {
         return;
     }
     const bool same_picture =
         !load.region && !load.kind && options.matte_change == MatteChange::none;
-    copy_side_files(c.in.path, c.out.path, same_picture, options.save.force);
+    copy_side_files(in.path, out.path, same_picture, options.save.force);
 }
 
-/// What lies between the frames on disk is missing: a gap that is not asked for is worth a remark.
-void remark_on_gaps(const std::string& pattern, const std::vector<std::int64_t>& frames) {
-    std::vector<std::int64_t> missing;
-    constexpr std::int64_t most = 100'000;
-    for (std::size_t i = 1; i < frames.size(); ++i) {
-        for (std::int64_t n = frames[i - 1] + 1; n < frames[i] && n - frames[i - 1] < most; ++n) {
-            missing.push_back(n);
+std::vector<Pair> pairs_of(const ConvertFiles& files) {
+    if (!files.directory.empty()) {
+        if (files.to.empty()) {
+            throw UsageError("--out-dir needs --to, the extension of the new files");
         }
+        return pairs_into(files.directory, files.to, files.in);
     }
-    if (!missing.empty()) {
-        remark(pattern, "frames are missing: " + frames_text(missing));
-    }
-}
-
-std::vector<Conversion> between_names(const ConvertFiles& files) {
     if (files.in.names.size() != 2 || !files.in.list.empty()) {
         throw UsageError(files.in.names.size() == 1 && files.in.list.empty()
                              ? "OUT is required; see trellis --help"
                              : "many files need --out-dir and --to");
     }
-    const std::string& in = files.in.names[0];
-    const std::string& out = files.in.names[1];
-    const auto sources = pattern_of(in);
-    if (!sources) {
-        if (!files.in.frames.empty()) {
-            throw UsageError("--frames needs a pattern such as shot.%04d.dpx");
-        }
-        return {{{in, files.from}, {out, files.to}}};
-    }
-    const auto targets = host::Pattern::parse(out);
-    const std::vector<std::int64_t> frames = frames_of(*sources, files.in.frames);
-    if (!targets) {
-        throw UsageError("IN is a pattern, OUT has no place for the number of a frame");
-    }
-    if (files.in.frames.empty()) {
-        remark_on_gaps(in, frames);
-    }
-    std::vector<Conversion> conversions;
-    for (const std::int64_t frame : frames) {
-        conversions.push_back({{sources->name(frame)}, {targets->name(frame)}});
-    }
-    return conversions;
-}
-
-std::vector<Conversion> into_directory(const ConvertFiles& files) {
-    if (files.to.empty()) {
-        throw UsageError("--out-dir needs --to, the extension of the new files");
-    }
-    std::error_code error;
-    if (!std::filesystem::is_directory(files.directory, error)) {
-        throw host::Error(files.directory, TRELLIS_OPEN_ERROR,
-                          error ? error.message() : "it is not a directory");
-    }
-    std::vector<Conversion> conversions;
-    for (const Frame& frame : selected(files.in)) {
-        const auto name = std::filesystem::path(frame.path).stem().string() + "." + files.to;
-        conversions.push_back({{frame.path}, {std::filesystem::path(files.directory) / name}});
-    }
-    if (conversions.empty()) {
-        throw UsageError("no files are named");
-    }
-    return conversions;
-}
-
-std::string absolute(const std::string& path) {
-    return std::filesystem::absolute(path).lexically_normal();
-}
-
-/// Throws UsageError when a picture would be written over another that is read or written.
-void check_targets(const std::vector<Conversion>& conversions) {
-    if (conversions.size() < 2) {
-        return;
-    }
-    std::unordered_set<std::string> taken;
-    for (const Conversion& c : conversions) {
-        taken.insert(absolute(c.in.path));
-    }
-    for (const Conversion& c : conversions) {
-        if (!taken.insert(absolute(c.out.path)).second) {
-            throw UsageError("two pictures meet in " + c.out.path +
-                             ": targets must differ from each other and from all sources");
-        }
-    }
+    return pairs_between(files.in.names[0], files.in.names[1], files.in.frames);
 }
 
 bool is_raw(const ConvertFiles& files) {
@@ -218,16 +141,16 @@ bool convert(const ConvertFiles& files, const ConvertOptions& options, const Bat
     if (is_raw(files)) {
         return convert_to_raw(files, options.load, batch);
     }
-    const std::vector<Conversion> conversions =
-        files.directory.empty() ? between_names(files) : into_directory(files);
-    check_targets(conversions);
+    const std::vector<Pair> pairs = pairs_of(files);
+    check_targets(pairs);
     ConvertOptions each = options;
     each.save.force = options.save.force || options.resume;
-    return run_batch(conversions.size(), batch, [&](std::size_t i) {
-        if (options.resume && is_done(conversions[i], options)) {
+    return run_batch(pairs.size(), batch, [&](std::size_t i) {
+        const auto& [in, out] = pairs[i];
+        if (options.resume && is_done(in, out, options)) {
             return Outcome::skipped;
         }
-        convert_picture(conversions[i], each);
+        convert_picture({in, files.from}, {out, files.to}, each);
         return Outcome::done;
     });
 }

@@ -101,7 +101,7 @@ void show_header(const Name& file, bool json) {
     const auto read = [](const std::string& path) { return host::read_header(path); };
     const host::Header header = read_from(file, read);
     if (json) {
-        print_json(to_json(file.path, header));
+        print_json_line(to_json(file.path, header));
         return;
     }
     const std::string order = header.byte_order.empty() ? "" : ", " + header.byte_order;
@@ -132,9 +132,11 @@ std::int64_t count_of(const std::string& text, int rate) {
     return ((code.hours * 60LL + code.minutes) * 60 + code.seconds) * rate + code.frames;
 }
 
-/// A time code, which starts again after a day.
+/// A time code, which starts again after a day. Frames before the first have negative counts.
 std::string time_code_text(std::int64_t count, int rate) {
-    const std::int64_t second = count / rate % 86'400;
+    const std::int64_t day = std::int64_t{86'400} * rate;
+    count = (count % day + day) % day;
+    const std::int64_t second = count / rate;
     char text[32];
     std::snprintf(text, sizeof text, "%02d:%02d:%02d:%02d", static_cast<int>(second / 3600),
                   static_cast<int>(second / 60 % 60), static_cast<int>(second % 60),

@@ -82,13 +82,13 @@ void print_text(const std::string& file, const host::Description& info) {
 
 bool info(const Selection& files, const std::string& from, bool json) {
     bool all_read = true;
-    Json list = Json::array();
+    JsonList list;
     for (const auto& [file, number] : some_selected(files)) {
         try {
             const auto describe = [](const std::string& path) { return host::describe(path); };
             const host::Description description = read_from({file, from}, describe);
             if (json) {
-                list.push_back(to_json(file, description));
+                list.add(to_json(file, description));
             } else {
                 print_text(file, description);
             }
@@ -98,7 +98,7 @@ bool info(const Selection& files, const std::string& from, bool json) {
         }
     }
     if (json) {
-        print_json(list);
+        list.finish();
     }
     return all_read;
 }

@@ -348,7 +348,8 @@ Action declare_catalogue(CLI::App& command, Arguments& arguments) {
 
 Action declare_preview(CLI::App& command, Arguments& arguments) {
     add_files(command, arguments);
-    CLI::Option* png = command.add_option("--png", arguments.out, "Save the first preview here");
+    CLI::Option* png = command.add_option(
+        "--png", arguments.out, "Save the first preview here (a pattern, if FILE is one)");
     add_size(command, "--size1", "Width and height of the first preview (default: 100x75)",
              [&](Size size) { arguments.preview_sizes.first = size; })
         ->excludes(png);
@@ -357,14 +358,9 @@ Action declare_preview(CLI::App& command, Arguments& arguments) {
         ->excludes(png);
     add_force(command, arguments);
     return [&] {
-        if (arguments.out.empty()) {
-            return make_previews(arguments.files, arguments.preview_sizes, arguments.force);
-        }
-        if (arguments.files.names.size() != 1) {
-            throw UsageError("--png takes one FILE");
-        }
-        extract_preview(arguments.files.names[0], arguments.out, arguments.save_options());
-        return true;
+        return arguments.out.empty()
+                   ? make_previews(arguments.files, arguments.preview_sizes, arguments.force)
+                   : extract_previews(arguments.files, arguments.out, arguments.save_options());
     };
 }
 

@@ -4,7 +4,9 @@
 #include "trellis/settings.h"
 #include "trellis/sidedata.h"
 
+#include "command_line.h"
 #include "commands.h"
+#include "pairs.h"
 #include "pictures.h"
 #include "side_files.h"
 
@@ -35,6 +37,11 @@ void make_preview(const std::string& path, bool force) {
     file.keep();
 }
 
+void extract_preview(const std::string& path, const std::string& out,
+                     const host::SaveOptions& options) {
+    save_picture(host::load_preview(path), {out}, options);
+}
+
 }  // namespace
 
 bool make_previews(const Selection& files, const PreviewSizes& sizes, bool force) {
@@ -52,9 +59,17 @@ bool make_previews(const Selection& files, const PreviewSizes& sizes, bool force
     });
 }
 
-void extract_preview(const std::string& path, const std::string& out,
-                     const host::SaveOptions& options) {
-    save_picture(host::load_preview(path), {out}, options);
+bool extract_previews(const Selection& files, const std::string& out,
+                      const host::SaveOptions& options) {
+    if (files.names.size() != 1 || !files.list.empty()) {
+        throw UsageError("--png takes one FILE or pattern");
+    }
+    const std::vector<Pair> pairs = pairs_between(files.names[0], out, files.frames);
+    check_targets(pairs);
+    return run_batch(pairs.size(), {}, [&](std::size_t i) {
+        extract_preview(pairs[i].in, pairs[i].out, options);
+        return Outcome::done;
+    });
 }
 
 }  // namespace tool

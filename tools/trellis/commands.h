@@ -97,11 +97,11 @@ struct PreviewSizes {
     std::optional<Size> second;
 };
 
-/// Makes the minipic files beside pictures, or saves the first preview in one as a picture. False
+/// Makes the minipic files beside pictures, or saves the first preview in each as a picture. False
 /// when one could not be made.
 bool make_previews(const Selection& files, const PreviewSizes& sizes, bool force);
-void extract_preview(const std::string& path, const std::string& out,
-                     const host::SaveOptions& save);
+bool extract_previews(const Selection& files, const std::string& out,
+                      const host::SaveOptions& save);
 
 /// Saves a picture to stand for a file, at most `size` pixels wide and high, as PNG.
 void thumbnail(const std::string& path, const std::string& out, int size);

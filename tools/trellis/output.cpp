@@ -25,6 +25,11 @@ void check_output(bool good) {
     }
 }
 
+/// Bytes that are no text are replaced.
+std::string dump(const Json& value, int indent) {
+    return value.dump(indent, ' ', false, Json::error_handler_t::replace);
+}
+
 void write_line(const std::string& text) {
     std::fprintf(stderr, "trellis: %s\n", text.c_str());
 }
@@ -57,8 +62,24 @@ void print(const char* format, ...) {
 }
 
 void print_json(const Json& value) {
-    const std::string text = value.dump(2, ' ', false, Json::error_handler_t::replace);
-    check_output(std::puts(text.c_str()) >= 0);
+    print("%s\n", dump(value, 2).c_str());
+}
+
+void print_json_line(const Json& value) {
+    print("%s\n", dump(value, -1).c_str());
+}
+
+void JsonList::add(const Json& element) {
+    std::string text = dump(element, 2);
+    for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1)) {
+        text.insert(at + 1, "  ");
+    }
+    print("%s\n  %s", empty_ ? "[" : ",", text.c_str());
+    empty_ = false;
+}
+
+void JsonList::finish() {
+    print("%s]\n", empty_ ? "[" : "\n");
 }
 
 void finish_output() {

@@ -32,6 +32,19 @@ class OutputError : public std::runtime_error {
 /// Prints a value in lines of its own. Bytes that are no text are replaced. Throws OutputError.
 void print_json(const Json& value);
 
+/// Likewise, in one line.
+void print_json_line(const Json& value);
+
+/// An array that is printed an element at a time, because reels are long.
+class JsonList {
+  public:
+    void add(const Json& element);
+    void finish();
+
+  private:
+    bool empty_ = true;
+};
+
 /// What is still to be printed. Throws OutputError, also when something before failed.
 void finish_output();
 

@@ -33,7 +33,7 @@ struct Examination {
     std::uint64_t file_size = 0;
 
     /// Of the picture as the file stores it: equal for frames that are the same, if they are stored
-    /// in the same way. Of other formats than DPX and Cineon, of the samples.
+    /// in the same way. Of run-length encoded film files and other formats, of the samples.
     Checksum stored;
 
     /// All samples are 0, or in 10-bit film files all codes the same, and no more than black (95).
