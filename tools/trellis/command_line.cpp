@@ -342,10 +342,12 @@ Action declare_preview(CLI::App& command, Arguments& arguments) {
     add_size(command, "--size2", "Width and height of the second preview (default: 200x150)",
              [&](Size size) { arguments.preview_sizes.second = size; })
         ->excludes(png);
+    add_lenient(command, arguments);
     add_force(command, arguments);
     return [&] {
         if (arguments.out.empty()) {
-            return make_previews(arguments.files, arguments.preview_sizes, arguments.force);
+            return make_previews(arguments.files, arguments.preview_sizes, arguments.load_options(),
+                                 arguments.force);
         }
         if (arguments.files.names.size() != 1) {
             throw UsageError("--png takes one FILE");

@@ -98,7 +98,8 @@ struct PreviewSizes {
 
 /// Makes the minipic files beside pictures, or saves the first preview in one as a picture. False
 /// when one could not be made.
-bool make_previews(const Selection& files, const PreviewSizes& sizes, bool force);
+bool make_previews(const Selection& files, const PreviewSizes& sizes,
+                   const host::LoadOptions& options, bool force);
 void extract_preview(const std::string& path, const std::string& out,
                      const host::SaveOptions& save);
 
