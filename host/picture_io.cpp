@@ -382,13 +382,12 @@ Picture load_catalogue(const std::string& path) {
     unsigned int found_width = 0;
     unsigned int found_height = 0;
     unsigned int present = 0;
-    int code = format.load_cat_fn(path.c_str(), picture.colour(), width * height, &found_width,
+    call_library(path, [&] {
+        return format.load_cat_fn(path.c_str(), picture.colour(), width * height, &found_width,
                                   &found_height, &present);
-    if (code == 0 && present == 0) {
-        code = TRELLIS_NO_CATALOGUE_ERROR;
-    }
-    if (code != 0) {
-        throw Error(path, code);
+    });
+    if (present == 0) {
+        throw Error(path, TRELLIS_NO_CATALOGUE_ERROR);
     }
     return picture;
 }

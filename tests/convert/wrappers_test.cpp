@@ -8,7 +8,8 @@
 #include <climits>
 #include <functional>
 
-#include "support/formats.h"
+#include "trellis/trellis.h"
+
 #include "support/support.h"
 
 namespace {
@@ -135,11 +136,12 @@ struct Information {
     std::array<float, 4> real = {};
     trellis_default_outline outline = {};
 
-    int load(int mode, int kind, trellis_slot_fn fn, void* pixels, const char* name = "a") {
-        return load_cut_fn_convert_trellis(mode, kind, fn, name, &width, &height, &int_3, &int_4, &real[0], &real[1],
+    int load(int mode, int kind, trellis_slot_fn fn, void* pixels) {
+        return load_cut_fn_convert_trellis(mode, kind, fn, "a", &width, &height, &int_3, &int_4, &real[0], &real[1],
                                            &real[2], &real[3], &int_5, &int_6, &outline_size, &outline, &data_size,
                                            pixels, &int_7);
     }
+    std::pair<unsigned int, unsigned int> size_pair() const { return {width, height}; }
     int size(int mode, int kind, trellis_slot_fn fn) {
         return size_cut_fn_convert_trellis(mode, kind, fn, "a", &width, &height, &int_3, &int_4, &real[0], &real[1],
                                            &real[2], &real[3], &int_6, &outline_size, &data_size, &int_7);
@@ -210,6 +212,7 @@ Call save_cutout(int kind, trellis_slot_fn fn, int width = 4) {
 enum Packing { anywhere, packed_in_mode_0, packed };
 
 const struct Wrapper {
+    const char* name;
     Packing packing;   // of the host's pixels
     Shape host, slot;  // the pixels, and what they show of each other
     bool slot_mattes;  // they are the host's mattes unless its pixels show them
@@ -217,22 +220,40 @@ const struct Wrapper {
     Call call;
     bool is_load() const { return last.size() == 2; }
 } wrappers[] = {
-    {anywhere, colour, colour, false, {-7, -8}, one(load_pic_fn_convert_trellis, load_pic, -7, -8)},
-    {anywhere, colour, colour, true, {-7, -8}, two(load_rgba_fn_convert_trellis, load_cut, -7, -8)},
-    {anywhere, cutout, cutout, false, {-7, -8}, one(load_rgba_inone_fn_convert_trellis, load_pic, -7, -8)},
-    {packed_in_mode_0, {grey}, colour, false, {-7, -8}, load_mask(1, any(load_pic))},
-    {packed_in_mode_0, {matte}, colour, true, {-7, -8}, load_mask(2, any(load_cut))},
-    {anywhere, {blue}, {blue}, false, {-7, -8}, load_mask(3, any(load_pic))},
-    {packed, {opaque, blue, green, red}, colour, false, {0, 0}, load_cutout(1, any(load_pic))},
-    {packed, cutout, colour, true, {0, 0}, load_cutout(2, any(load_cut))},
-    {anywhere, colour, colour, false, {9}, one(save_pic_fn_convert_trellis, save_pic, 9)},
-    {anywhere, colour, colour, true, {9}, two(save_rgba_fn_convert_trellis, save_cut, 9)},
-    {anywhere, cutout, cutout, false, {9}, one(save_rgba_inone_fn_convert_trellis, save_pic, 9)},
-    {packed_in_mode_0, {blue}, {spare, blue, blue, blue}, false, {1}, save_mask(1, any(save_pic))},
-    {packed_in_mode_0, {matte}, {spare, black, black, black}, true, {1}, save_mask(2, any(save_cut))},
-    {anywhere, {blue}, {blue}, false, {9}, save_mask(3, any(save_pic))},
-    {packed, cutout, colour, false, {1}, save_cutout(1, any(save_pic))},
-    {packed, cutout, colour, true, {0}, save_cutout(2, any(save_cut))},
+    {"load_pic", anywhere, colour, colour, false, {-7, -8}, one(load_pic_fn_convert_trellis, load_pic, -7, -8)},
+    {"load_rgba", anywhere, colour, colour, true, {-7, -8}, two(load_rgba_fn_convert_trellis, load_cut, -7, -8)},
+    {"load_rgba_inone",
+     anywhere,
+     cutout,
+     cutout,
+     false,
+     {-7, -8},
+     one(load_rgba_inone_fn_convert_trellis, load_pic, -7, -8)},
+    {"load_mask of a picture", packed_in_mode_0, {grey}, colour, false, {-7, -8}, load_mask(1, any(load_pic))},
+    {"load_mask of a cutout", packed_in_mode_0, {matte}, colour, true, {-7, -8}, load_mask(2, any(load_cut))},
+    {"load_mask", anywhere, {blue}, {blue}, false, {-7, -8}, load_mask(3, any(load_pic))},
+    {"load_cut of a picture", packed, {opaque, blue, green, red}, colour, false, {0, 0}, load_cutout(1, any(load_pic))},
+    {"load_cut", packed, cutout, colour, true, {0, 0}, load_cutout(2, any(load_cut))},
+    {"save_pic", anywhere, colour, colour, false, {9}, one(save_pic_fn_convert_trellis, save_pic, 9)},
+    {"save_rgba", anywhere, colour, colour, true, {9}, two(save_rgba_fn_convert_trellis, save_cut, 9)},
+    {"save_rgba_inone", anywhere, cutout, cutout, false, {9}, one(save_rgba_inone_fn_convert_trellis, save_pic, 9)},
+    {"save_mask as a picture",
+     packed_in_mode_0,
+     {blue},
+     {spare, blue, blue, blue},
+     false,
+     {1},
+     save_mask(1, any(save_pic))},
+    {"save_mask as a cutout",
+     packed_in_mode_0,
+     {matte},
+     {spare, black, black, black},
+     true,
+     {1},
+     save_mask(2, any(save_cut))},
+    {"save_mask", anywhere, {blue}, {blue}, false, {9}, save_mask(3, any(save_pic))},
+    {"save_cut as a picture", packed, cutout, colour, false, {1}, save_cutout(1, any(save_pic))},
+    {"save_cut", packed, cutout, colour, true, {0}, save_cutout(2, any(save_cut))},
 };
 
 class Wrappers : public testing::Test {
@@ -246,8 +267,7 @@ class Wrappers : public testing::Test {
 template <class Sample>
 void check(const Wrapper& wrapper, int mode) {
     constexpr bool wide = sizeof(Sample) == 2;
-    SCOPED_TRACE(std::to_string(&wrapper - wrappers) + (wide ? ", 16-bit, mode " : ", 8-bit, mode ") +
-                 std::to_string(mode));
+    SCOPED_TRACE(std::string(wrapper.name) + (wide ? ", 16-bit, mode " : ", 8-bit, mode ") + std::to_string(mode));
     const bool is_load = wrapper.is_load();
     record = {is_load, mode, wide != (mode != 0), at_depth(wrapper.slot, wide != (mode != 0))};
     const Shape shape = at_depth(wrapper.host, wide);
@@ -298,7 +318,7 @@ TEST_F(Wrappers, BetweenShapesAndDepths) {
     for (const Wrapper& wrapper : wrappers) {
         for (const int mode : {0, 1, 2}) {
             record = {wrapper.is_load(), mode, (mode == 2) == wrapper.is_load() && mode != 0, colour, 42};
-            EXPECT_EQ(wrapper.call(mode, nothing), 42) << &wrapper - wrappers << ", mode " << mode;
+            EXPECT_EQ(wrapper.call(mode, nothing), 42) << wrapper.name << ", mode " << mode;
             EXPECT_EQ(record.mattes, nullptr);
             EXPECT_EQ(record.pixels != nullptr, wrapper.host == Shape{matte}) << "colour beside a mask";
         }
@@ -336,18 +356,24 @@ TEST_F(Wrappers, NativeCutoutSlots) {
               17);
     EXPECT_EQ(all, (std::vector<double>{0, 4, 3, 13, 14, 0, 16, 17, 0, 18, 0, 19, 1.5, 2.5, 3.5, 4.5}));
 
-    const trellis_load_cutout_fn load = [](auto... arguments) {
+    const auto fill = [](auto... arguments) {
         int place = 0;
         (answer(arguments, place++), ...);
-        return 0;
+        return 17;
     };
+    const trellis_load_cutout_fn load = fill;
+    const trellis_size_cut_fn size = fill;
     Information info;
     u16 wide[48] = {};
-    EXPECT_EQ(info.load(1, 0, any(load), wide), 0);
+    EXPECT_EQ(info.load(1, 0, any(load), wide), 17);
     info.expect({3, 4, 9, 10, 11, 13, 15}, {5, 6, 7, 8});
-    EXPECT_EQ(info.width * 10 + info.height, 12U);
+    EXPECT_EQ(info.size_pair(), std::pair(1U, 2U));
     EXPECT_EQ(info.outline.point_count, 12);
     EXPECT_EQ(wide[0], 14 * 64 + 3);
+    Information sized;
+    EXPECT_EQ(sized.size(0, 0, any(size)), 17);
+    sized.expect({3, 4, 95, 9, 10, 11, 12}, {5, 6, 7, 8});
+    EXPECT_EQ(sized.size_pair(), std::pair(1U, 2U));
 }
 
 TEST_F(Wrappers, Sizes) {
@@ -366,7 +392,7 @@ TEST_F(Wrappers, Sizes) {
     unsigned int width = 0;
     unsigned int height = 0;
     EXPECT_EQ(size_mask_fn_convert_trellis(7, 3, size_100_50, "a", &width, &height), 0);
-    EXPECT_EQ(width * 100 + height, 10050U);
+    EXPECT_EQ(std::pair(width, height), std::pair(100U, 50U));
     EXPECT_EQ(size_mask_fn_convert_trellis(0, 0, size_100_50, "a", &width, &height), 14);
     const trellis_load_cat_fn catalogue = [](const char*, void*, int capacity, unsigned int*, unsigned int*,
                                              unsigned int*) { return capacity; };
@@ -377,7 +403,7 @@ TEST_F(Wrappers, RefusalsAndFailures) {
     u16 buffer[256] = {};
     const Host host = {buffer, 4, buffer + 128, 4, 0, 0, 3, 2};
     for (const Wrapper& wrapper : wrappers) {
-        SCOPED_TRACE(&wrapper - wrappers);
+        SCOPED_TRACE(wrapper.name);
         record = {wrapper.is_load(), 1, !wrapper.is_load(), at_depth(wrapper.slot, !wrapper.is_load())};
         EXPECT_EQ(wrapper.call(-1, host), 14);
         EXPECT_EQ(wrapper.call(3, host), 14);
@@ -414,43 +440,6 @@ TEST_F(Wrappers, RefusalsAndFailures) {
     Information info;
     info.width = 0;
     EXPECT_EQ(info.load(1, 1, any(load_pic), buffer), 42);
-}
-
-// The real thing: 16-bit buffers out to a Pixar file, and back into every shape.
-TEST_F(Wrappers, APixarCutoutBetweenDepthsAndShapes) {
-    const support::TempDir dir;
-    const std::string path = dir.path("a.pic");
-    const char* name = path.c_str();
-    const pic_format& pixar = support::pixar;
-    u16 colours[18], mattes[6], wide[18] = {}, wide_mattes[6] = {};
-    u8 cutouts[24] = {}, rgba[24] = {}, mask[6] = {}, greys[6] = {};
-    for (int i = 0; i < 18; ++i) {
-        colours[i] = static_cast<u16>(i * 900 + 63);
-        mattes[i / 3] = static_cast<u16>(i / 3 * 3000);
-    }
-    set_buffer_type_trellis(1);
-    EXPECT_EQ(save_rgba_fn_convert_trellis(2, pixar.save_cut_fn, name, colours, 2, mattes, 2, 0, 0, 1, 2, 1), 0);
-    EXPECT_EQ(load_rgba_fn_convert_trellis(1, pixar.load_cut_fn, name, wide, 2, wide_mattes, 2, 0, 0, 1, 2, 0, 0), 0);
-    set_buffer_type_trellis(0);
-    Information info;
-    info.width = 2;
-    EXPECT_EQ(info.load(0, 2, any(pixar.load_cut_fn), cutouts, name), 0);
-    EXPECT_EQ(load_rgba_inone_fn_convert_trellis(0, pixar.load_pic_fn, name, rgba, 2, 0, 0, 1, 2, 0, 0), 0);
-    EXPECT_EQ(load_mask_fn_convert_trellis(0, 2, any(pixar.load_cut_fn), name, mask, 2, 0, 0, 1, 2, 0, 0), 0);
-    EXPECT_EQ(load_mask_fn_convert_trellis(0, 1, any(pixar.load_pic_fn), name, greys, 2, 0, 0, 1, 2, 0, 0), 0);
-    for (int i = 0; i < 6; ++i) {
-        EXPECT_EQ(cutouts[4 * i], mattes[i] >> 6);
-        EXPECT_EQ(mask[i], mattes[i] >> 6);
-        EXPECT_EQ(wide_mattes[i], converted(1, mattes[i] >> 6));
-        for (int c = 0; c < 3; ++c) {
-            const int narrow = (colours[3 * i + c] >> 6) & 0xFF;
-            EXPECT_EQ(cutouts[4 * i + 1 + c], narrow);
-            EXPECT_EQ(rgba[4 * i + 1 + c], narrow);
-            EXPECT_EQ(wide[3 * i + c], converted(1, narrow));
-        }
-        const u8* pixel = cutouts + 4 * i;
-        EXPECT_EQ(greys[i], static_cast<int>(0.11 * pixel[1] + 0.59 * pixel[2] + 0.3 * pixel[3]));
-    }
 }
 
 }  // namespace

@@ -63,13 +63,13 @@ struct Memory {
     void* matte() { return &bytes[bytes.size() * 3 / 4]; }
 };
 
-// What a host saves: noise and runs.
+// What a host saves: noise and some runs, whose packets are more than a buffer of the library holds.
 Memory& pictures() {
     static Memory memory = [] {
         Memory made{Bytes(800'000)};
         support::Noise noise(1);
         for (std::size_t i = 0; i < made.bytes.size(); ++i) {
-            made.bytes[i] = i / 512 % 2 == 0 ? noise.byte() : static_cast<std::uint8_t>(i / 1024);
+            made.bytes[i] = i / 512 % 8 != 0 ? noise.byte() : static_cast<std::uint8_t>(i / 1024);
         }
         return made;
     }();
@@ -102,7 +102,7 @@ struct Outcome {
 };
 
 Outcome outcome_of(const Operation& operation, std::uint8_t filler = 0xA5) {
-    Memory memory{Bytes(200'000, filler)};
+    Memory memory{Bytes(400'000, filler)};
     if (!operation.file.empty()) { unlink(operation.file.c_str()); }
     const int code = operation.run(memory);
     const bool came_up = faults::disarm();
@@ -407,7 +407,8 @@ TEST_F(LibraryFaults, SideFiles) {
     try_all({
         {"save information",
          [=](Memory&) {
-             return save_cutout_info_trellis(n, 30, 20, 1, 2, 3, 4, 5, 6, 7, 8, 2000, pictures().outline(), nullptr, 9);
+             return save_cutout_info_trellis(n, 30, 20, 1, 2, 3, 4, 5, 6, 7, 8, 300'000, pictures().outline(), nullptr,
+                                             9);
          },
          {.close = {0}},
          name + ".cinfo"},

@@ -51,36 +51,41 @@ int by_value(int value) {
 // Words that store what they are given: every setter of one is seen by every query of it.
 TEST(Settings, PlainWords) {
     const struct {
+        const char* name;
         int initial;
         std::vector<int (*)(int)> setters;
         std::vector<Get> queries;
         int result = 0;  // of the setters
     } words[] = {
-        {0, {by_value<set_buffer_type_trellis>}, {inq_buffer_type_trellis}},
-        {30,
+        {"buffer type", 0, {by_value<set_buffer_type_trellis>}, {inq_buffer_type_trellis}},
+        {"progress interval",
+         30,
          {by_reference<set_progress_interval_trellis_>, by_reference<set_progress_interval_gauge_>},
          {inq_progress_interval_trellis_, inq_progress_interval_gauge_},
          1},
-        {90, {by_value<set_jpeg_quality_trellis_>}, {inq_jpeg_quality_trellis_}},
-        {1, {by_value<set_test_esc_during_load_trellis_>}, {inq_test_esc_during_load_trellis_}},
-        {1,
+        {"JPEG quality", 90, {by_value<set_jpeg_quality_trellis_>}, {inq_jpeg_quality_trellis_}},
+        {"escape test", 1, {by_value<set_test_esc_during_load_trellis_>}, {inq_test_esc_during_load_trellis_}},
+        {"save minipics",
+         1,
          {by_value<set_save_minipics_trellis>, by_reference<set_save_minipics_trellis_>},
          {inq_save_minipics_trellis, inq_save_minipics_trellis_}},
-        {0, {by_value<set_auto_detect_minis_trellis_>}, {inq_auto_detect_minis_trellis_}},
-        {0,
+        {"auto-detect", 0, {by_value<set_auto_detect_minis_trellis_>}, {inq_auto_detect_minis_trellis_}},
+        {"no extension check",
+         0,
          {by_value<set_noextchk_trellis>, by_reference<set_noextchk_trellis_>},
          {inq_noextchk_trellis, inq_noextchk_trellis_}},
-        {0,
+        {"match no information",
+         0,
          {by_value<set_match_noinfo_trellis>, by_reference<set_match_noinfo_trellis_>},
          {inq_match_noinfo_trellis, inq_match_noinfo_trellis_}},
-        {0, {by_value<set_last_error_trellis>}, {inq_last_error_trellis}},
+        {"last error", 0, {by_value<set_last_error_trellis>}, {inq_last_error_trellis}},
     };
     for (const auto& word : words) {
-        for (const Get query : word.queries) { EXPECT_EQ(query(), word.initial) << &word - words; }
+        for (const Get query : word.queries) { EXPECT_EQ(query(), word.initial) << word.name; }
         int value = -4;
         for (const auto set : word.setters) {
             EXPECT_EQ(set(value), word.result);
-            for (const Get query : word.queries) { EXPECT_EQ(query(), value) << &word - words; }
+            for (const Get query : word.queries) { EXPECT_EQ(query(), value) << word.name; }
             value += 1007;
         }
         word.setters[0](word.initial);
@@ -98,29 +103,33 @@ TEST(Settings, PlainWords) {
 // the new value. None touches the other word.
 TEST(Settings, Flags) {
     const struct {
+        const char* name;
         std::vector<int (*)(int)> setters;
         std::vector<Get> toggles, queries;
         Get other;
     } flags[] = {
-        {{set_cut_lantern_trellis, by_reference<set_cut_lantern_trellis_>, set_lantern_cutouts_trellis,
+        {"cutouts",
+         {set_cut_lantern_trellis, by_reference<set_cut_lantern_trellis_>, set_lantern_cutouts_trellis,
           set_cut_mask_lantern_trellis, by_reference<set_cut_mask_lantern_trellis_>},
          {toggle_cut_lantern_trellis, toggle_cut_lantern_trellis_},
          {inq_cut_lantern_trellis, inq_cut_lantern_trellis_, inq_lantern_cutouts_trellis, inq_cut_mask_lantern_trellis,
           inq_cut_mask_lantern_trellis_},
          inq_mask_lantern_trellis},
-        {{set_mask_lantern_trellis, by_reference<set_mask_lantern_trellis_>},
+        {"masks",
+         {set_mask_lantern_trellis, by_reference<set_mask_lantern_trellis_>},
          {toggle_mask_lantern_trellis, toggle_mask_lantern_trellis_},
          {inq_mask_lantern_trellis, inq_mask_lantern_trellis_, inq_lantern_masks_trellis},
          inq_cut_lantern_trellis},
-        {{set_error_win_trellis_}, {}, {inq_error_win_trellis_}, inq_cut_lantern_trellis},
-        {{},
+        {"error window", {set_error_win_trellis_}, {}, {inq_error_win_trellis_}, inq_cut_lantern_trellis},
+        {"save minipics",
+         {},
          {toggle_save_minipics_trellis, toggle_save_minipics_trellis_},
          {inq_save_minipics_trellis},
          inq_mask_lantern_trellis},
     };
     const auto expect = [&](const auto& flag, int value) {
-        for (const Get query : flag.queries) { EXPECT_EQ(query(), value) << &flag - flags; }
-        EXPECT_EQ(flag.other(), 1) << &flag - flags;
+        for (const Get query : flag.queries) { EXPECT_EQ(query(), value) << flag.name; }
+        EXPECT_EQ(flag.other(), 1) << flag.name;
     };
     EXPECT_EQ(inq_error_win_trellis_(), 0);
     set_error_win_trellis_(1);

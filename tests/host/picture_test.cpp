@@ -184,7 +184,12 @@ TEST_F(Host, StoresFilmMattesOnlyWhenAsked) {
             host::Picture picture = sample_picture(8, 4);
             picture.change_kind(kind);
             host::save(picture, dir.path(name), {.force = true});
-            EXPECT_EQ(host::describe(dir.path(name)).kind, TRELLIS_KIND_IMAGE);
+            const host::Picture shown = host::load(dir.path(name), {.depth = 8});
+            EXPECT_EQ(shown.kind(), TRELLIS_KIND_IMAGE);
+            EXPECT_TRUE(picture.colour() == nullptr || same_colours(shown, picture));
+            for (std::size_t i = 0; picture.colour() == nullptr && i < 32; ++i) {
+                EXPECT_EQ(shown.colour()[4 * i + 2], picture.matte()[i]) << name << ", pixel " << i;
+            }
             host::save(picture, dir.path(name), {.force = true, .private_film_layouts = true});
             EXPECT_EQ(host::describe(dir.path(name)).kind, kind);
             const host::Picture back = host::load(dir.path(name), {.depth = 8});

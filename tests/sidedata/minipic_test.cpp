@@ -156,7 +156,7 @@ TEST_F(Minipic, SizesAndFailures) {
                                         c.height - 1, 0, 0),
                   c.file_size > 100 ? 0 : 2);
         const int size = static_cast<int>(support::contents(side).size());
-        EXPECT_EQ(support::exists(side) ? size : -1, c.file_size) << &c - cases;
+        EXPECT_EQ(support::exists(side) ? size : -1, c.file_size) << c.width << " x " << c.height << ", " << c.name;
     }
     // No rows: nothing is drawn, not even where the second preview has a row at least.
     set_sizes({2, 1, 1, 1});

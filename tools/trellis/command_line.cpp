@@ -356,10 +356,12 @@ Action declare_preview(CLI::App& command, Arguments& arguments) {
     add_size(command, "--size2", "Width and height of the second preview (default: 200x150)",
              [&](Size size) { arguments.preview_sizes.second = size; })
         ->excludes(png);
+    add_lenient(command, arguments);
     add_force(command, arguments);
     return [&] {
         return arguments.out.empty()
-                   ? make_previews(arguments.files, arguments.preview_sizes, arguments.force)
+                   ? make_previews(arguments.files, arguments.preview_sizes,
+                                   arguments.load_options(), arguments.force)
                    : extract_previews(arguments.files, arguments.out, arguments.save_options());
     };
 }

@@ -25,8 +25,9 @@ trellis_minipic_source source_of(trellis_kind kind) {
     }
 }
 
-void make_preview(const std::string& path, bool force) {
-    const host::Picture picture = load_picture({path}, {.depth = 8});
+void make_preview(const std::string& path, host::LoadOptions options, bool force) {
+    options.depth = 8;
+    const host::Picture picture = load_picture({path}, options);
     host::SafeFile file(minipic_name(path), force);
     const std::string picture_name = name_of_picture(file.path());
     host::call_library(minipic_name(path), [&] {
@@ -44,7 +45,8 @@ void extract_preview(const std::string& path, const std::string& out,
 
 }  // namespace
 
-bool make_previews(const Selection& files, const PreviewSizes& sizes, bool force) {
+bool make_previews(const Selection& files, const PreviewSizes& sizes,
+                   const host::LoadOptions& options, bool force) {
     if (sizes.first) {
         set_size_1_minipic_trellis(sizes.first->width, sizes.first->height);
     }
@@ -54,7 +56,7 @@ bool make_previews(const Selection& files, const PreviewSizes& sizes, bool force
     const std::vector<Frame> frames = some_selected(files);
     // One at a time: the library makes previews in a place that all threads share.
     return run_batch(frames.size(), {.jobs = 1}, [&](std::size_t i) {
-        make_preview(frames[i].path, force);
+        make_preview(frames[i].path, options, force);
         return Outcome::done;
     });
 }

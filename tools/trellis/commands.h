@@ -99,7 +99,8 @@ struct PreviewSizes {
 
 /// Makes the minipic files beside pictures, or saves the first preview in each as a picture. False
 /// when one could not be made.
-bool make_previews(const Selection& files, const PreviewSizes& sizes, bool force);
+bool make_previews(const Selection& files, const PreviewSizes& sizes,
+                   const host::LoadOptions& options, bool force);
 bool extract_previews(const Selection& files, const std::string& out,
                       const host::SaveOptions& save);
 

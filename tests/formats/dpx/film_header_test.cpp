@@ -344,7 +344,7 @@ TEST(FilmCatalogue, FormsAndCapacities) {
         {18432, 18431, 6144, 1, 63 * 288},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(&c - cases);
+        SCOPED_TRACE(testing::Message() << c.length << " bytes, room for " << c.capacity);
         Bytes file = FilmHeader{.user_length = c.length}.bytes(cineon);
         for (int i = 0; i < c.size; ++i) { file.push_back(byte(i % 150)); }
         const std::string name = dir.file("a", file);

@@ -46,7 +46,7 @@ TEST(FilmPicture, RectanglesOfAMask) {
         {5, 12, 0, 0, 1, -1, 99, 99, 0, untouched},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(&c - cases);
+        SCOPED_TRACE(c.rows);
         Bytes image = hex("00 40 00 80 00 C0 01 00 01 40 01 80");
         image.resize(c.size);
         const FilmHeader header = {.orientation = c.orientation, .descriptor = 4, .channels = 1, .user_length = 5};

@@ -50,7 +50,7 @@ TEST(FilmPixels, PackedBytes) {
         {50, 12, true, "FF", {0, 0, 0, 0}},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(&c - cases);
+        SCOPED_TRACE(c.bytes);
         const FilmHeader header = {.width = 1, .lines = 1, .bits = c.bits, .big = c.big, .descriptor = c.descriptor};
         const std::string name = dir.file("a", header.bytes(dpx) + hex(c.bytes));
         for (const int mode : {4, 5, 6}) {

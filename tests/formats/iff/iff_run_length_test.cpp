@@ -35,12 +35,14 @@ TEST(IffRunLength, DecodesWholePacketsWithinBothSizes) {
 }
 
 TEST(IffRunLength, EncodesTriplesAsRunsAndTheEndAsARun) {
-    const std::pair<Bytes, const char*> cases[] = {
+    const std::string literal = "0102030405060708 1112131415161718 2122232425262728 3132333435363738";
+    const std::pair<Bytes, std::string> cases[] = {
         {Bytes(300, 7), "FF 07 FF 07 AB 07"},
         {hex("01 02 03 04 05"), "02 01 02 03 80 04 80 05"},
         {hex("07 07 08 09 09 09 09"), "02 07 07 08 83 09"},
         {hex("01"), "80 01"},
         {hex("05 01 01 02 02"), "02 05 01 01 81 02"},
+        {hex(literal + "090909"), "1F" + literal + "8209"},
     };
     for (const auto& [bytes, packets] : cases) {
         const std::size_t size = hex(packets).size();
