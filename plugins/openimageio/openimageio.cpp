@@ -1,7 +1,7 @@
 // OpenImageIO's reader and writer of the library's formats. Its own plug-ins come first for names
 // and files that they know, so this one serves Pixar pictures, Cineon files to be written, and
-// whatever file has a name that ends in ".trellis": IFF masks need it, in which OpenImageIO's reader
-// writes beyond its memory.
+// whatever file has a name that ends in ".trellis": IFF masks need it, which OpenImageIO's own
+// reader does not understand.
 
 #include <OpenImageIO/imageio.h>
 

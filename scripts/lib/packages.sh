@@ -3,7 +3,7 @@
 
 # What every build of the project needs.
 # shellcheck disable=SC2034  # used by the scripts
-build_packages=(cmake g++ libcli11-dev libpng-dev libxxhash-dev ninja-build nlohmann-json3-dev)
+build_packages=(cmake g++ libchafa-dev libcli11-dev libpng-dev libxxhash-dev ninja-build nlohmann-json3-dev pkg-config)
 
 # What the tests need beyond that: the second compiler with its sanitizers and fuzzer, the test
 # framework, and what checks the installed library.
@@ -21,7 +21,8 @@ peer_packages=(ffmpeg graphicsmagick openimageio-tools parallel)
 # The programs that the plug-ins are for, and what these need of them. What is missing leaves its
 # plug-in out.
 # shellcheck disable=SC2034
-plugin_packages=(desktop-file-utils gimp libgdk-pixbuf-2.0-dev libgdk-pixbuf2.0-bin libgimp2.0-dev pkg-config
+plugin_packages=(desktop-file-utils gimp libgdk-pixbuf-2.0-dev libgdk-pixbuf2.0-bin libgimp2.0-dev
+    libopenimageio-dev mypy openimageio-tools pybind11-dev python3-dev python3-matplotlib python3-numpy
     shared-mime-info xdg-utils)
 
 # What running the tests of other processors needs beyond that and beside their compilers.
