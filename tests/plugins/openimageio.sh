@@ -43,7 +43,7 @@ refused() {
     --set "film.frame rate=24"
 
 # Commands that people read about give what they read.
-LC_ALL=C awk '/^```console$/ { on = 1; next } /^```$/ { on = 0 } on' "$source_dir/docs/plugins.md" > shown
+LC_ALL=C awk '/^```sh-session$/ { on = 1; next } /^```$/ { on = 0 } on' "$source_dir/docs/plugins.md" > shown
 sed -n 's/^\$ \(\(iinfo\|oiiotool\) .*\)/\1/p' shown > commands
 [ "$(wc -l < commands)" -ge 4 ] || failed "docs/plugins.md has too few commands"
 while read -r command; do
