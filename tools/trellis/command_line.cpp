@@ -48,6 +48,7 @@ struct Arguments {
     HeaderEdits header_edits;
     bool resume = false;
     bool new_header = false;
+    ShowOptions showing;
 
     host::LoadOptions load_options() const {
         host::LoadOptions options = {.kind = kind, .depth = depth, .lenient = lenient};
@@ -111,6 +112,35 @@ void add_kind(CLI::App& command, Arguments& arguments) {
             "Treat pictures as image, cutout or mask (default: what the file holds; DPX and "
             "Cineon files get the image)")
         ->check(CLI::IsMember({"image", "cutout", "mask"}));
+}
+
+void add_rect(CLI::App& command, Arguments& arguments) {
+    const auto take = [&](const std::string& word) {
+        std::vector<int>& r = arguments.region;
+        r.resize(4);
+        char surplus = 0;
+        if (std::sscanf(word.c_str(), "%9d,%9d,%9d,%9d%c", &r[0], &r[1], &r[2], &r[3], &surplus) !=
+            4) {
+            throw CLI::ValidationError("--rect", "not a rectangle such as 0,0,99,49: " + word);
+        }
+        if (r[0] > r[2] || r[1] > r[3]) {
+            throw CLI::ValidationError("--rect", "x0,y0 must not exceed x1,y1");
+        }
+    };
+    command
+        .add_option_function<std::string>(
+            "--rect", take, "Take only these pixels, edges included, counted from the lower left")
+        ->type_name("x0,y0,x1,y1");
+}
+
+void add_view(CLI::App& command, Arguments& arguments) {
+    const auto take = [&](const std::string& word) {
+        arguments.showing.view = word == "log" ? View::log : View::screen;
+    };
+    command
+        .add_option_function<std::string>(
+            "--view", take, "log: film codes as a print of them would look; screen: as they are")
+        ->check(CLI::IsMember({"screen", "log"}));
 }
 
 /// The format of standard input or output: names among the extensions of formats.
@@ -201,24 +231,11 @@ Action declare_convert(CLI::App& command, Arguments& arguments) {
             "--compress", [&](const std::string& word) { arguments.compress = word == "on"; },
             "on or off (default: on)")
         ->check(CLI::IsMember({"on", "off"}));
-    const auto take_region = [&](const std::string& word) {
-        std::vector<int>& r = arguments.region;
-        r.resize(4);
-        char surplus = 0;
-        if (std::sscanf(word.c_str(), "%9d,%9d,%9d,%9d%c", &r[0], &r[1], &r[2], &r[3], &surplus) !=
-            4) {
-            throw CLI::ValidationError("--rect", "not a rectangle such as 0,0,99,49: " + word);
-        }
-    };
     command
         .add_option("--png-level", arguments.png_level,
                     "1 to 9: quick to small PNG files (default: what suits the picture)")
         ->check(CLI::Range(1, 9));
-    command
-        .add_option_function<std::string>(
-            "--rect", take_region,
-            "Take only these pixels, edges included, counted from the lower left")
-        ->type_name("x0,y0,x1,y1");
+    add_rect(command, arguments);
     CLI::Option* premultiply = command.add_flag("--premultiply", arguments.premultiply,
                                                 "Multiply the matte into the colours");
     command
@@ -232,10 +249,6 @@ Action declare_convert(CLI::App& command, Arguments& arguments) {
                       raw_formats());
     add_force(command, arguments);
     return [&] {
-        const std::vector<int>& r = arguments.region;
-        if (!r.empty() && (r[0] > r[2] || r[1] > r[3])) {
-            throw UsageError("--rect: x0,y0 must not exceed x1,y1");
-        }
         return convert({arguments.files, arguments.directory, arguments.from, arguments.to},
                        {.load = arguments.load_options(),
                         .matte_change = arguments.matte_change(),
@@ -368,6 +381,34 @@ Action declare_thumbnail(CLI::App& command, Arguments& arguments) {
     };
 }
 
+Action declare_show(CLI::App& command, Arguments& arguments) {
+    static const std::map<std::string, Medium> media = {{"cells", Medium::cells},
+                                                        {"sixel", Medium::sixel},
+                                                        {"kitty", Medium::kitty},
+                                                        {"iterm", Medium::iterm}};
+    ShowOptions& options = arguments.showing;
+    add_in(command, arguments);
+    add_view(command, arguments);
+    add_kind(command, arguments);
+    add_rect(command, arguments);
+    add_lenient(command, arguments);
+    command
+        .add_option_function<std::string>(
+            "--as", [&](const std::string& word) { options.medium = media.at(word); },
+            "cells, sixel, kitty or iterm (default: the best that the terminal is known to take)")
+        ->check(CLI::IsMember({"cells", "sixel", "kitty", "iterm"}));
+    add_size(command, "--size", "Columns and rows to use (default: those of the terminal)",
+             [&](Size size) {
+                 options.cells = host::Extent{size.width, size.height};
+             });
+    add_from(command, arguments);
+    return [&] {
+        options.load = arguments.load_options();
+        show({arguments.in, arguments.from}, options);
+        return true;
+    };
+}
+
 Action declare_cinfo(CLI::App& command, Arguments& arguments) {
     add_in(command, arguments);
     command.add_option("--set", arguments.assignments, "Values to store, such as int_3=7")
@@ -419,6 +460,7 @@ constexpr Command commands[] = {
     {"preview", "Make the two previews beside a picture (FILE.mpc), or save the first of them",
      declare_preview},
     {"thumbnail", "Save a small PNG picture to stand for a file", declare_thumbnail},
+    {"show", "Draw a picture in the terminal", declare_show},
     {"cinfo", "Show or change the cutout information beside a picture (FILE.cinfo)", declare_cinfo},
     {"formats", "List the formats and what each can do", declare_formats},
     {"completion", "Print what a shell needs to complete command lines", declare_completion},

@@ -10,6 +10,7 @@
 #include "batch.h"
 #include "pictures.h"
 #include "sequences.h"
+#include "terminal.h"
 
 namespace tool {
 
@@ -104,6 +105,16 @@ void extract_preview(const std::string& path, const std::string& out,
 
 /// Saves a picture to stand for a file, at most `size` pixels wide and high, as PNG.
 void thumbnail(const std::string& path, const std::string& out, int size);
+
+struct ShowOptions {
+    host::LoadOptions load = {};
+    View view = View::screen;
+    std::optional<Medium> medium = {};       // the best that the terminal is known to take
+    std::optional<host::Extent> cells = {};  // the size of the terminal
+};
+
+/// Draws a picture where the words of the command are.
+void show(const Name& file, const ShowOptions& options);
 
 /// Prints the cutout information beside a picture.
 void show_cinfo(const std::string& path, bool json);

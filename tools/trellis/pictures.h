@@ -5,9 +5,11 @@
 
 #include <unistd.h>
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
-#include "trellis/host.hpp"
+#include "trellis/view.hpp"
 
 namespace tool {
 
@@ -41,5 +43,16 @@ auto read_from(const Name& name, Work work) {
 /// Both throw host::Error.
 host::Picture load_picture(const Name& name, const host::LoadOptions& options);
 void save_picture(const host::Picture& picture, const Name& name, const host::SaveOptions& options);
+
+/// What a picture's samples are taken for when people look at it: for those of a screen, or for the
+/// codes of a film scan.
+enum class View { screen, log };
+
+/// A picture that fits into a box, to look at. Throws host::Error.
+host::Picture load_view(const Name& name, host::Extent box, const host::LoadOptions& options,
+                        View view);
+
+/// Red, green, blue and the matte of every pixel, from the top left on; a mask is grey and opaque.
+std::vector<std::uint8_t> rgba_of(const host::Picture& picture);
 
 }  // namespace tool
