@@ -3,12 +3,13 @@
 
 # What every build of the project needs.
 # shellcheck disable=SC2034  # used by the scripts
-build_packages=(cmake g++ libcli11-dev libpng-dev libxxhash-dev ninja-build nlohmann-json3-dev)
+build_packages=(cmake g++ libcairo2-dev libchafa-dev libcli11-dev libpng-dev libxxhash-dev ninja-build
+    nlohmann-json3-dev pkg-config)
 
 # What the tests need beyond that: the second compiler with its sanitizers and fuzzer, the test
 # framework, and what checks the installed library.
 # shellcheck disable=SC2034
-test_packages=(abigail-tools binutils clang doxygen libclang-rt-14-dev libgtest-dev pkg-config strace)
+test_packages=(abigail-tools binutils clang doxygen libclang-rt-14-dev libgtest-dev strace)
 
 # What looks at the code without running it.
 # shellcheck disable=SC2034
@@ -31,7 +32,7 @@ cross_packages=(diffutils googletest qemu-user)
 # What the benchmarks need beyond the build: their framework, and the libraries of other programs
 # that they measure beside ours.
 # shellcheck disable=SC2034
-bench_packages=(libavcodec-dev libbenchmark-dev libgraphicsmagick1-dev libopenimageio-dev pkg-config)
+bench_packages=(libavcodec-dev libbenchmark-dev libgraphicsmagick1-dev libopenimageio-dev)
 
 # What makes and checks the Debian packages beyond the build.
 # shellcheck disable=SC2034

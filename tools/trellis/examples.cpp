@@ -43,6 +43,10 @@ constexpr Examples all_examples[] = {
     {"cinfo", "  trellis cinfo texture.pic --set int_3=7\n  trellis cinfo texture.pic\n"},
     {"formats", "  trellis formats\n  trellis formats --json\n"},
     {"thumbnail", "  trellis thumbnail -s 128 scan.cin small.png\n"},
+    {"show",
+     "  trellis show texture.pic\n"
+     "  trellis show scan.dpx --view log\n"
+     "  trellis show texture.pic --rect 0,0,31,23 --kind mask\n"},
     {"completion", "  trellis completion bash > trellis.bash\n"},
 };
 
