@@ -32,7 +32,7 @@ cross_packages=(diffutils googletest qemu-user)
 # What the benchmarks need beyond the build: their framework, and the libraries of other programs
 # that they measure beside ours.
 # shellcheck disable=SC2034
-bench_packages=(libavcodec-dev libbenchmark-dev libgraphicsmagick1-dev libopenimageio-dev pkg-config)
+bench_packages=(libavcodec-dev libbenchmark-dev libgraphicsmagick1-dev libopenimageio-dev)
 
 # What makes and checks the Debian packages beyond the build.
 # shellcheck disable=SC2034

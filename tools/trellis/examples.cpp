@@ -42,10 +42,11 @@ constexpr Examples all_examples[] = {
      "  trellis preview texture.pic --png small.png --force\n"},
     {"cinfo", "  trellis cinfo texture.pic --set int_3=7\n  trellis cinfo texture.pic\n"},
     {"formats", "  trellis formats\n  trellis formats --json\n"},
-    {"show",
-     "  trellis show --as cells --size 40x20 texture.pic\n"
-     "  trellis show --view log --rect 0,0,31,31 scan.dpx\n"},
     {"thumbnail", "  trellis thumbnail -s 128 scan.cin small.png\n"},
+    {"show",
+     "  trellis show texture.pic\n"
+     "  trellis show scan.dpx --view log\n"
+     "  trellis show texture.pic --rect 0,0,31,23 --kind mask\n"},
     {"completion", "  trellis completion bash > trellis.bash\n"},
 };
 

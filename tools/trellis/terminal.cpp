@@ -134,6 +134,14 @@ winsize size_of_terminal() {
     return size;
 }
 
+/// A picture with pixels as large as there is room for: people who look closely want to see these,
+/// not what is smooth between them.
+host::Picture with_square_pixels(const host::Picture& picture, host::Extent box) {
+    const int scale =
+        std::max(1, std::min(box.width / picture.width(), box.height / picture.height()));
+    return host::scaled(picture, {picture.width() * scale, picture.height() * scale});
+}
+
 }  // namespace
 
 Terminal::Terminal(std::optional<Medium> medium, std::optional<host::Extent> cells) {
@@ -170,13 +178,16 @@ void Terminal::draw(const host::Picture& picture) const {
     chafa_canvas_config_set_pixel_mode(config.get(), pixel_mode(medium_));
     chafa_canvas_config_set_canvas_mode(
         config.get(), coloured_ ? colour_mode(known_capabilities().get()) : CHAFA_CANVAS_MODE_FGBG);
+    chafa_canvas_config_set_dither_mode(
+        config.get(), coloured_ ? CHAFA_DITHER_MODE_NONE : CHAFA_DITHER_MODE_DIFFUSION);
     const Symbols symbols = symbols_for(coloured_);
     chafa_canvas_config_set_symbol_map(config.get(), symbols.get());
 
     const Canvas canvas(chafa_canvas_new(config.get()));
-    const std::vector<std::uint8_t> rgba = rgba_of(picture);
+    const host::Picture large = with_square_pixels(picture, box());
+    const std::vector<std::uint8_t> rgba = rgba_of(large);
     chafa_canvas_draw_all_pixels(canvas.get(), CHAFA_PIXEL_RGBA8_UNASSOCIATED, rgba.data(),
-                                 picture.width(), picture.height(), picture.width() * 4);
+                                 large.width(), large.height(), large.width() * 4);
     const std::unique_ptr<GString, decltype([](GString* text) { g_string_free(text, TRUE); })> text(
         chafa_canvas_print(canvas.get(), capabilities.get()));
     print("%s\n", text->str);
